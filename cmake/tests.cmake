@@ -1,0 +1,48 @@
+# Test programs: the cases that run the real program, the faults, the rules on the sources, and one
+# unit test program from tests/unit. GoogleTest comes from the system.
+find_package(GTest QUIET)
+if(NOT GTest_FOUND)
+  message(STATUS "GoogleTest is not installed: no tests are built")
+  return()
+endif()
+include(GoogleTest)
+
+# Adds a test program over `core` with the places it needs as definitions.
+function(addTestProgram name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE core vspFlags GTest::gtest GTest::gtest_main)
+  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  target_compile_definitions(${name} PRIVATE
+    VSP_PROGRAM="$<TARGET_FILE:vsp32>"
+    VSP_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
+    VSP_SCRATCH_DIR="${CMAKE_BINARY_DIR}/scratch")
+  add_dependencies(${name} vsp32)
+endfunction()
+
+if(EXISTS "${CMAKE_SOURCE_DIR}/tests/run_cases.cpp")
+  addTestProgram(run_cases tests/run_cases.cpp)
+  file(GLOB caseFiles CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/cases/*.case")
+  foreach(caseFile IN LISTS caseFiles)
+    get_filename_component(theme "${caseFile}" NAME_WE)
+    add_test(NAME cases.${theme} COMMAND run_cases "${caseFile}")
+    set_tests_properties(cases.${theme} PROPERTIES TIMEOUT 300)
+  endforeach()
+endif()
+
+if(EXISTS "${CMAKE_SOURCE_DIR}/tests/faults_test.cpp")
+  addTestProgram(faults_test tests/faults_test.cpp)
+  gtest_discover_tests(faults_test TEST_PREFIX faults. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
+endif()
+
+if(EXISTS "${CMAKE_SOURCE_DIR}/tests/rules_test.cpp")
+  add_executable(rules_test tests/rules_test.cpp)
+  target_link_libraries(rules_test PRIVATE vspFlags GTest::gtest GTest::gtest_main)
+  target_compile_definitions(rules_test PRIVATE VSP_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+  add_test(NAME rules COMMAND rules_test)
+endif()
+
+file(GLOB unitSources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/unit/*.cpp")
+if(unitSources)
+  addTestProgram(unit_tests ${unitSources})
+  gtest_discover_tests(unit_tests TEST_PREFIX unit. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
+endif()

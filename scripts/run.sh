@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds the program if need be and runs it:  scripts/run.sh [ options ] file...
+# Names of files are taken from the directory of the caller; the exit status is the program's.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+mapfile -t missing < <(missingPackages cmake cmake g++ g++)
+if ! command -v ninja >/dev/null && ! command -v make >/dev/null; then missing+=(make); fi
+installPackages "${missing[@]}" || exit 1
+
+buildProgram() {
+  [ -f "$root/build/release/CMakeCache.txt" ] || (cd "$root" && cmake --preset release) || return 1
+  cmake --build "$root/build/release" --target vsp32
+}
+quietly buildProgram || exit 1
+exec "$root/build/release/vsp32" "$@"

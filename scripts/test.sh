@@ -1,0 +1,72 @@
+#!/usr/bin/env bash
+# Installs what the tests need, builds and tests with each preset of the list, checks the format and
+# runs clang-tidy:  scripts/test.sh [ preset... ]
+# The last line tells how many tests and checks passed and failed; the exit status is 1 if any did.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+presets=("$@")
+[ "${#presets[@]}" -gt 0 ] || presets=(release dev clang small-blocks)
+mapfile -t missing < <(missingPackages cmake cmake g++ g++ clang++ clang ninja ninja-build \
+  clang-format clang-format clang-tidy clang-tidy)
+[ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
+[ -e /usr/include/benchmark/benchmark.h ] || missing+=(libbenchmark-dev)
+installPackages "${missing[@]}" || exit 1
+
+cd "$root" || exit 1
+jobs=$(nproc)
+passed=0
+failed=0
+
+# Counts one check that is no test program, and shows its output if it failed.
+check() {
+  local name=$1
+  shift
+  if quietly "$@"; then
+    passed=$((passed + 1))
+    echo "$name: ok"
+  else
+    failed=$((failed + 1))
+    echo "$name: FAILED"
+  fi
+}
+
+# Builds a preset and adds up the results of its single tests.
+testPreset() {
+  local preset=$1 log ok bad
+  if ! quietly cmake --preset "$preset" -G Ninja || ! quietly cmake --build --preset "$preset" -j "$jobs"; then
+    failed=$((failed + 1))
+    echo "$preset: the build FAILED"
+    return
+  fi
+  log=$(mktemp)
+  ctest --preset "$preset" -j "$jobs" -V >"$log" 2>&1
+  local status=$?
+  ok=$(grep -c '\[       OK \]' "$log")
+  # A failing test is named twice: where it ran, with its time, and in the list at the end.
+  bad=$(grep -c '\[  FAILED  \].*ms)' "$log")
+  if [ "$status" != 0 ]; then
+    grep -v '\[       OK \]\|\[ RUN      \]' "$log" | head -n 200
+    # A program that ended early has no line of its own for the test that ended it.
+    [ "$bad" -gt 0 ] || bad=1
+  elif [ "$ok" = 0 ]; then
+    bad=1
+    echo "no tests ran"
+  fi
+  rm -f "$log"
+  passed=$((passed + ok))
+  failed=$((failed + bad))
+  echo "$preset: $ok passed, $bad failed"
+}
+
+mapfile -t ownFiles < <(find src tests bench -name '*.cpp' -o -name '*.h' -o -name '*.def' | grep -v '\.def$')
+check "format" clang-format --dry-run -Werror "${ownFiles[@]}"
+for preset in "${presets[@]}"; do testPreset "$preset"; done
+if [ -f build/clang/compile_commands.json ]; then
+  tidy() {
+    find src -name '*.cpp' -print0 |
+      xargs -0 -n 4 -P "$jobs" clang-tidy --quiet --warnings-as-errors='*' -p build/clang
+  }
+  check "clang-tidy" tidy
+fi
+echo "$passed passed, $failed failed"
+[ "$failed" = 0 ]

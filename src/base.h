@@ -1,0 +1,41 @@
+// The vocabulary of every folder: the byte type, the marks for hot and cold
+// code, and the assumptions about the host that the code is written against.
+//
+// Source text is Byte everywhere, never plain char: class tables are indexed by
+// it, and a plain char of 0x80 or more would read in front of them. Plain char
+// is for names handed to the system and for literals of the program itself.
+
+#pragma once
+
+#include <cfloat>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+
+using Byte = unsigned char;
+
+using std::int16_t;
+using std::int32_t;
+using std::int64_t;
+using std::int8_t;
+using std::size_t;
+using std::uint16_t;
+using std::uint32_t;
+using std::uint64_t;
+
+// A routine that runs rarely: kept out of line, away from the hot code.
+#define VSP_COLD [[gnu::cold, gnu::noinline]]
+
+// A fast path that must be part of its caller.
+#define VSP_INLINE [[gnu::always_inline]] inline
+
+static_assert(sizeof(int) == 4 && sizeof(void*) == 8, "written for a 64-bit host with 32-bit int");
+static_assert(LDBL_MANT_DIG == 64 && LDBL_MAX_EXP == 16384,
+              "floating constants are folded in the 80-bit extended format of the x87");
+
+// Bytes with a meaning of their own wherever text is read.
+constexpr Byte endOfTextByte = 0x1A;  // Ctrl-Z ends any text
+
+// Text of the program's own literals as bytes, and the reverse for messages.
+inline const Byte* asBytes(const char* text) { return reinterpret_cast<const Byte*>(text); }
+inline const char* asChars(const Byte* text) { return reinterpret_cast<const char*>(text); }

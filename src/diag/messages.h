@@ -1,0 +1,37 @@
+// The message catalogue: identifiers, built-in texts, and the lookup through a
+// language library that may stand beside the program.
+
+#pragma once
+
+#include "base.h"
+
+// Identifiers of the catalogue: 1 to 619 for diagnostics, whose code and
+// severity follow from the number; 4096 and above for other texts.
+enum MessageId : uint16_t {
+  noMessage = 0,
+#define MESSAGE(id, name, text) name = id,
+#include "diag/messages.def"
+#undef MESSAGE
+};
+
+constexpr int firstWarningId = 523;  // slot 0 of the warning switches
+
+constexpr size_t messageTextLimit = 0x1000;  // of a text, with its NUL
+
+// The text of `id` as a copy that lives until the unit ends. An identifier that
+// the catalogue in force does not hold gives an empty text.
+const char* loadMessage(int id);
+
+// loadMessage(base + offset).
+const char* loadMessageAt(int base, int offset);
+
+// The text of `id` into `buffer` of `size` bytes, cut to fit. Returns `buffer`.
+// Needs no memory layer, so it serves the banner too.
+char* loadMessageInto(size_t size, char* buffer, int id);
+
+// Puts the language library `path` in force. False, with nothing changed, if
+// there is no such file or if it holds no text of the catalogue.
+bool useLanguageLibrary(const char* path);
+
+// Puts the built-in texts in force; no library is looked for any more.
+void useBuiltInMessages();

@@ -1,0 +1,354 @@
+// Conditional groups.
+//
+// A record stands on the stack while a group's text is being read as text. A
+// false group is skipped on raw characters, by a loop that takes no tokens: it
+// looks at the first significant character of each line, and at the names of
+// directives, to count the groups inside.
+
+#include "directive/conditions.h"
+
+#include <cstring>
+#include <new>
+
+#include "diag/report.h"
+#include "directive/directives.h"
+#include "expr/expr.h"
+#include "input/frame.h"
+#include "input/guard.h"
+#include "input/multibyte.h"
+#include "macro/define.h"
+#include "memory/memory.h"
+#include "options/option_image.h"
+#include "scanner/byte_search.h"
+#include "scanner/char_class.h"
+#include "scanner/identifiers.h"
+#include "scanner/literals.h"
+#include "scanner/scan.h"
+
+constinit ConditionRecord* condStack = nullptr;
+
+static ConditionRecord* pushCondition(ConditionState state) {
+  ConditionRecord* const record = new (memAlloc(sizeof(ConditionRecord))) ConditionRecord;
+  record->next = condStack;
+  record->startLine = currentLine;
+  record->guardName = nullptr;
+  record->guardLine = 0;
+  record->state = state;
+  condStack = record;
+  return record;
+}
+
+static void popCondition() {
+  ConditionRecord* const record = condStack;
+  if (record == nullptr) return;
+  condStack = record->next;
+  memFree(record);
+}
+
+void dropConditions() {
+  while (condStack != nullptr) popCondition();
+}
+
+// --- Ends of lines ---
+
+static void ignoreByte(Byte) {}
+
+void skipLine(Byte c) {
+  for (;;) {
+    switch (c) {
+      case '\n':
+      case '\r':
+        ungetChar();
+        return;
+      case endOfTextByte:
+        return;
+      case '/': {
+        const Byte d = nextChar();
+        if (d == '*')
+          scanBlockComment();
+        else if (d == '/')
+          scanLineComment();
+        else
+          ungetChar();
+        break;
+      }
+      case '\\':
+        passSplice();
+        break;
+      case '"':
+      case '\'':
+        copyLiteral(false, ignoreByte, c);
+        break;
+      default:
+        if (isLeadByte(c)) nextChar();
+        break;
+    }
+    if (!anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
+    c = nextChar();
+  }
+}
+
+void checkLineEnd(Byte c) {
+  c = skipSpaceFrom(c);
+  if (!isLineEnd(c) && c != endOfTextByte) {
+    if (optionImage.languageLevel == levelAnsi)
+      reportIllegalCharacter(c);
+    else if (isLeadByte(c))
+      nextChar();
+    // The first character has gone by, a quote too; the rest is skipped.
+    c = ' ';
+  }
+  skipLine(c);
+}
+
+// --- Skipping ---
+
+// The skipper's state.
+struct Skip {
+  bool groupTaken;   // a group of this #if has been read already
+  bool elseAllowed;  // no #else has been met yet
+  int32_t nesting;   // groups inside; below 0 the skip ends at this line's end
+};
+
+// An #elif of the skipped level. True if its group is to be read.
+static bool elifEndsSkip(const Skip& skip) {
+  if (!skip.elseAllowed) {
+    reportError(msgMisplacedElif);
+    return false;
+  }
+  return !skip.groupTaken;
+}
+
+// An #else of the skipped level.
+static void skipElse(Skip& skip) {
+  checkLineEnd(' ');
+  if (!skip.elseAllowed)
+    reportError(msgMisplacedElse);
+  else if (!skip.groupTaken)
+    --skip.nesting;
+  else
+    skip.elseAllowed = false;
+}
+
+// Steps back over the last byte of the token that ended an evaluation: the line
+// end, unless the evaluator stopped short of it.
+static void ungetEndOfExpression() {
+  if (tokenState.code != tokEndOfFile) ungetChar();
+}
+
+// What a directive met by the skipper does. `toLineEnd` is cleared if the rest
+// of its line has been read already. True if the skip ends here.
+static bool skipDirective(Skip& skip, bool& toLineEnd) {
+  processDirective(false, false);
+  switch (directiveId) {
+    case directiveIf:
+    case directiveIfdef:
+    case directiveIfndef:
+      ++skip.nesting;
+      break;
+    case directiveEndif:
+      if (skip.nesting == 0) checkLineEnd(' ');
+      --skip.nesting;
+      break;
+    case directiveElse:
+      if (skip.nesting == 0) skipElse(skip);
+      break;
+    case directiveElif:
+      if (skip.nesting == 0 && elifEndsSkip(skip)) {
+        int32_t value = 0;
+        const bool taken = evaluateConstant(value, evaluateDirective) && value != 0;
+        ungetEndOfExpression();
+        toLineEnd = false;
+        return taken;
+      }
+      break;
+    default:
+      break;
+  }
+  return false;
+}
+
+// Skips lines up to the directive that ends the skip; directiveId says which one
+// it was. The end of its line stays unread.
+static void skipGroup(bool groupTaken, bool elseAllowed) {
+  Skip skip{groupTaken, elseAllowed, 0};
+  const int32_t startLine = currentLine;
+  for (;;) {
+    Byte c = nextSignificantChar(nextChar());
+    if (c == endOfTextByte) {
+      reportError(msgEndInConditional, startLine);
+      directiveId = directiveNone;
+      return;
+    }
+    bool toLineEnd = true;
+    if (c == '#') {
+      if (skipDirective(skip, toLineEnd)) return;
+      if (toLineEnd) c = nextChar();
+    }
+    if (toLineEnd) skipLine(c);
+    c = nextChar();
+    if (skip.nesting < 0) {
+      ungetChar();
+      return;
+    }
+    if (isLineEnd(c)) countNewline(c);
+  }
+}
+
+// Pushes the record of the group at which a skip has stopped, if one begins.
+static void pushStoppedGroup() {
+  if (directiveId == directiveElif)
+    pushCondition(conditionOpen);
+  else if (directiveId == directiveElse)
+    pushCondition(conditionElse);
+}
+
+// Reads the group if `holds`, else skips to the one that is read.
+static void enterGroup(bool holds) {
+  if (holds) {
+    pushCondition(conditionOpen);
+    return;
+  }
+  skipGroup(false, true);
+  pushStoppedGroup();
+}
+
+// --- #if ---
+
+// Evaluates the condition of the line. What the declaration reader of an outer
+// expression knows survives.
+static bool evaluateCondition() {
+  const DeclState saved = declState;
+  int32_t value = 0;
+  const bool holds = evaluateConstant(value, evaluateDirective) && value != 0;
+  declState = saved;
+  return holds;
+}
+
+void ifDirective(Byte) {
+  ungetChar();
+  const bool holds = evaluateCondition();
+  ungetEndOfExpression();
+  enterGroup(holds);
+}
+
+// The group of the candidate on top has ended: pops its record, and the guard
+// logic looks at the rest of the file, beginning with `c`.
+static void endCandidate(Byte c) {
+  const ConditionRecord record = *condStack;
+  popCondition();
+  endOfGuardedGroup(c, record.guardName, record.guardLine);
+}
+
+// Skips the false group of the candidate on top. At its #endif the guard logic
+// sees the end of the group; at any other place there is no candidate. An #elif
+// that ran into the end of its file has taken the record along.
+static void skipCandidate() {
+  const uint32_t depth = includeDepth;
+  skipGroup(false, true);
+  if (directiveId == directiveEndif) {
+    endifDirective(' ');
+    return;
+  }
+  if (includeDepth == depth) popCondition();
+  pushStoppedGroup();
+}
+
+void firstIfInFile() {
+  notDefinedArmed = true;
+  notDefinedEntry = nullptr;
+  ungetChar();
+  int32_t value = 0;
+  const bool holds = evaluateConstant(value, evaluateDirective) && value != 0;
+  ungetEndOfExpression();
+  ConditionRecord* const record = pushCondition(conditionOpen);
+  if (notDefinedEntry != nullptr) {
+    record->guardName = asChars(notDefinedEntry->spelling());
+    record->guardLine = messageLine;
+  }
+  notDefinedArmed = false;
+  notDefinedEntry = nullptr;
+  if (holds) return;
+  skipCandidate();
+}
+
+// --- #ifdef and #ifndef ---
+
+// Reads the name of an #ifdef or #ifndef. False after a report: the group then
+// counts as true.
+static bool readConditionName(Byte c, const char* directive) {
+  if (!isNameStart(c)) {
+    reportError(msgBadDirectiveSyntax, directive);
+    skipLine(c);
+    pushCondition(conditionOpen);
+    return false;
+  }
+  c = readMacroName(c);
+  const uint32_t hash = identHash;
+  const uint32_t length = identLength;
+  checkLineEnd(c);
+  identHash = hash;
+  identLength = length;
+  return true;
+}
+
+void ifdefDirective(Byte c) {
+  if (readConditionName(c, "ifdef")) enterGroup(isIdentDefined(macroNameBuffer));
+}
+
+void ifndefDirective(Byte c) {
+  if (readConditionName(c, "ifndef")) enterGroup(!isIdentDefined(macroNameBuffer));
+}
+
+void firstIfndefInFile(Byte c) {
+  if (!readConditionName(c, "ifndef")) return;
+  const bool defined = isIdentDefined(macroNameBuffer);
+  ConditionRecord* const record = pushCondition(conditionOpen);
+  record->guardName = asChars(findIdentEntry(macroNameBuffer)->spelling());
+  record->guardLine = messageLine;
+  if (!defined) return;
+  skipCandidate();
+}
+
+// --- #else, #elif, #endif ---
+
+// True if an #else or #elif may follow the group being read.
+static bool inOpenGroup() { return condStack != nullptr && condStack->state == conditionOpen; }
+
+void elseDirective(Byte c) {
+  if (!inOpenGroup()) {
+    reportError(msgMisplacedElse);
+    skipLine(c);
+    return;
+  }
+  condStack->guardName = nullptr;
+  checkLineEnd(c);
+  skipGroup(false, false);
+  popCondition();
+}
+
+void elifDirective(Byte c) {
+  if (!inOpenGroup()) {
+    reportError(msgMisplacedElif);
+    skipLine(c);
+    return;
+  }
+  condStack->guardName = nullptr;
+  skipLine(c);
+  skipGroup(true, true);
+  popCondition();
+}
+
+void endifDirective(Byte c) {
+  if (condStack == nullptr) {
+    reportError(msgMisplacedEndif);
+    skipLine(c);
+    return;
+  }
+  if (condStack->guardName != nullptr) {
+    endCandidate(c);
+    return;
+  }
+  checkLineEnd(c);
+  popCondition();
+}

@@ -1,0 +1,84 @@
+// The directive table and the dispatch.
+//
+// The name is collected into tokenText, bounded by it; a longer one is cut and
+// matches nothing.
+
+#include "directive/directives.h"
+
+#include <cstring>
+
+#include "diag/report.h"
+#include "directive/conditions.h"
+#include "directive/lines.h"
+#include "input/frame.h"
+#include "input/include_search.h"
+#include "input/type_import.h"
+#include "macro/define.h"
+#include "scanner/char_class.h"
+#include "scanner/identifiers.h"
+#include "scanner/literals.h"
+#include "scanner/scan.h"
+
+constinit DirectiveId directiveId = directiveNone;
+
+struct DirectiveRow {
+  DirectiveId id;
+  Byte length;
+  const char* name;
+  void (*handler)(Byte c);
+};
+
+static constexpr DirectiveRow directiveRows[] = {
+#define DIRECTIVE(id, name, handler) {id, sizeof name - 1, name, handler},
+#include "directive/directives.def"
+#undef DIRECTIVE
+};
+
+// The row of the name in tokenText, null if it is none.
+static const DirectiveRow* findDirective(size_t length) {
+  for (const DirectiveRow& row : directiveRows)
+    if (row.length == length && std::memcmp(row.name, tokenText, length) == 0) return &row;
+  return nullptr;
+}
+
+// Collects the name that begins with `c`, in hand. Returns the byte behind it.
+static Byte collectName(Byte c) {
+  tokenTextPtr = tokenText;
+  *tokenTextPtr = 0;
+  while (hashStep[c] != 0) {
+    bufPutChar(c);
+    c = nextChar();
+  }
+  return c;
+}
+
+void processDirective(bool firstInFile, bool run) {
+  Byte c = skipSpace();
+  if (isLineEnd(c) || c == endOfTextByte) {
+    if (isLineEnd(c)) ungetChar();
+    directiveId = directiveNone;
+    return;
+  }
+  messageLine = currentLine;
+  c = skipSpaceFrom(collectName(c));
+  const DirectiveRow* const row = findDirective(size_t(tokenTextPtr - tokenText));
+  if (row == nullptr) {
+    if (run) reportError(msgUnknownDirective, tokenText);
+    tokenTextPtr = tokenText;
+    skipLine(c);
+    directiveId = directiveNone;
+    return;
+  }
+  tokenTextPtr = tokenText;
+  directiveId = row->id;
+  if (!run) {
+    ungetChar();
+    return;
+  }
+  if (firstInFile && row->id == directiveIfndef)
+    firstIfndefInFile(c);
+  else if (firstInFile && row->id == directiveIf)
+    firstIfInFile();
+  else
+    row->handler(c);
+}

@@ -1,0 +1,251 @@
+// Line synchronisation, #line, #error and #pragma.
+//
+// syncLine runs at every line end of every file, in skipped text too, and so is
+// among the hottest routines. The marker of a line is kept as text; when the
+// next line is the next number of the same file, only its digits change.
+
+#include "directive/lines.h"
+
+#include <charconv>
+#include <cstring>
+
+#include "diag/report.h"
+#include "input/frame.h"
+#include "input/multibyte.h"
+#include "macro/define.h"
+#include "macro/macro_text.h"
+#include "macro/predefined.h"
+#include "memory/memory.h"
+#include "options/option_image.h"
+#include "platform/paths.h"
+#include "scanner/char_class.h"
+#include "scanner/literals.h"
+#include "scanner/scan.h"
+
+// Called from here, defined later:
+#include "driver/output.h"
+
+constinit bool lineStart = true;
+
+constexpr size_t syncNameSize = 260;
+
+// The file of the last #line written, as far as it fits.
+static constinit char lastSyncName[syncNameSize] = {};
+
+// The marker of the line written last, with the line end in front of it.
+struct LineMarker {
+  const char* fileName;  // of which file; null if there is no marker
+  int32_t line;          // of which line
+  uint32_t length;       // of the text
+  uint32_t lastDigit;    // index of the number's last digit
+  Byte text[400];
+};
+static constinit LineMarker marker{};
+
+constexpr size_t markerNameLimit = sizeof marker.text - 32;
+
+void resetLineMarkers() {
+  lastSyncName[0] = 0;
+  marker.fileName = nullptr;
+}
+
+static void emitNumber(int32_t value) {
+  char digits[16];
+  emitRun(asBytes(digits), size_t(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
+}
+
+// Builds the marker of the present line anew. False if the name is too long to
+// keep.
+VSP_COLD static bool buildMarker() {
+  const size_t nameLength = std::strlen(currentFileName);
+  if (nameLength > markerNameLimit) return false;
+  char* target = reinterpret_cast<char*>(marker.text);
+  std::memcpy(target, "\r\n/* ", 5);
+  target += 5;
+  std::memcpy(target, currentFileName, nameLength);
+  target += nameLength;
+  *target++ = ' ';
+  target = std::to_chars(target, target + 16, currentLine).ptr;
+  marker.lastDigit = uint32_t(reinterpret_cast<Byte*>(target) - marker.text - 1);
+  std::memcpy(target, ": */", 4);
+  marker.length = marker.lastDigit + 5;
+  marker.fileName = currentFileName;
+  marker.line = currentLine;
+  return true;
+}
+
+// Makes the marker that of the present line. False if it cannot be kept.
+VSP_INLINE bool advanceMarker() {
+  if (marker.fileName == currentFileName && marker.line >= 0 &&
+      uint32_t(currentLine) == uint32_t(marker.line) + 1) [[likely]] {
+    Byte* digit = marker.text + marker.lastDigit;
+    while (*digit == '9') *digit-- = '0';
+    if (*digit != ' ') {
+      ++*digit;
+      marker.line = currentLine;
+      return true;
+    }
+  } else if (marker.fileName == currentFileName && currentLine == marker.line) {
+    return true;
+  }
+  return buildMarker();
+}
+
+// The comment form of the marker, where the kept text does not serve.
+VSP_COLD static void emitMarkerSlow() {
+  emitRun(asBytes("/* "), 3);
+  emitRun(asBytes(currentFileName), std::strlen(currentFileName));
+  emitChar(' ');
+  emitNumber(currentLine);
+  emitRun(asBytes(": */"), 4);
+}
+
+// The #line form, written when the file has changed.
+static void emitLineDirective() {
+  if (std::strncmp(currentFileName, lastSyncName, syncNameSize - 1) == 0) return;
+  std::strncpy(lastSyncName, currentFileName, syncNameSize - 1);
+  emitRun(asBytes("#line "), 6);
+  emitNumber(currentLine);
+  emitRun(asBytes(" \""), 2);
+  emitRun(asBytes(currentFileName), std::strlen(currentFileName));
+  emitRun(asBytes("\"\r\n"), 3);
+}
+
+void syncLine() {
+  const bool readable = (optionImage.outputFlags & readableFlag) != 0;
+  const bool first = lineStart;
+  lineStart = false;
+  if (readable) {
+    if (!first && output.lastChar != '\n') {
+      emitChar('\r');
+      emitChar('\n');
+    }
+    output.pendingBlanks = 0;
+    return;
+  }
+  if (optionImage.lineInfo != 0) {
+    if (advanceMarker()) [[likely]] {
+      const uint32_t skip = first ? 2 : 0;
+      emitRun(marker.text + skip, marker.length - skip);
+    } else {
+      if (!first) emitRun(asBytes("\r\n"), 2);
+      emitMarkerSlow();
+    }
+    return;
+  }
+  if (!first) emitRun(asBytes("\r\n"), 2);
+  emitLineDirective();
+}
+
+// --- #line ---
+
+// Takes the escapes of macro text out of a file name, which is plain text.
+static void dropEscapes(Byte* text) {
+  Byte* target = text;
+  for (const Byte* source = text; *source != 0; ++source) {
+    if (*source == noExpandCode || *source == endOfBodyMark) continue;
+    if (*source == escapeMark && source[1] != 0) ++source;
+    *target++ = *source;
+  }
+  *target = 0;
+}
+
+// Decodes the name between the quotes as a character constant's escapes are, by
+// reading it like input with a closing quote behind it. Returns the decoded name,
+// behind the line's text.
+static const char* decodeName(const Byte* name, size_t length) {
+  Byte* const decoded = tokenText + (name - tokenText) + length + 1;
+  tokenTextPtr = decoded;
+  char* const text = static_cast<char*>(memAlloc(uint32_t(length + 2)));
+  std::memcpy(text, name, length);
+  std::memcpy(text + length, "'", 2);
+  pushTextFrame(asBytes(text), length + 1);
+  InputFrame* const frame = inputTop;
+  wideChar = false;
+  while (inputTop == frame && inputCursor + 1 < inputLimit) {
+    if (*inputCursor == '\'') {
+      bufPutChar(nextChar());
+      continue;
+    }
+    const int c = readLiteralChar('\'');
+    if (c < 0) break;
+    if (c > 0xFF) bufPutChar(Byte(c >> 8));
+    bufPutChar(Byte(c));
+  }
+  if (inputTop == frame) popFrame();
+  *tokenTextPtr = 0;
+  return asChars(decoded);
+}
+
+// Makes `name` the present file's name, unless it is the same but for case.
+static void setFileName(const char* name) {
+  if (sameFileName(name, currentFileName)) return;
+  currentFileName = memCopy(name, std::strlen(name));
+  currentFileIndex = fileIndexOf(currentFileName);
+}
+
+// Reads the name of a #line from its opening quote. False if it has a wrong form.
+static bool readLineName(Byte* text) {
+  const size_t length = std::strlen(asChars(text));
+  if (text[0] != '"' || length < 2 || text[length - 1] != '"') return false;
+  text[length - 1] = 0;
+  dropEscapes(text + 1);
+  const char* name = asChars(text + 1);
+  if (optionImage.languageLevel == levelAnsi) name = decodeName(text + 1, std::strlen(name));
+  setFileName(name);
+  return true;
+}
+
+void lineDirective(Byte) {
+  ungetChar();
+  wideString = false;
+  tokenTextPtr = tokenText;
+  readBodyTokens(nullptr, true);
+  Byte* text = trimBody().start;
+  if (!isDigit(*text)) {
+    reportError(msgBadDirectiveSyntax, "line");
+    return;
+  }
+  uint32_t number = 0;
+  for (; isDigit(*text); ++text) number = number * 10 + uint32_t(*text - '0');
+  while (*text == ' ' || *text == '\t') ++text;
+  const bool formed = *text == 0 || readLineName(text);
+  tokenTextPtr = tokenText;
+  if (!formed) {
+    reportError(msgBadFileNameFormat, "line");
+    return;
+  }
+  currentLine = int32_t(number - 1);
+  messageLine = currentLine;
+}
+
+// --- #error and #pragma ---
+
+void errorDirective(Byte c) {
+  tokenTextPtr = tokenText;
+  *tokenTextPtr = 0;
+  for (;; c = nextChar()) {
+    if (isLineEnd(c) || c == endOfTextByte) {
+      ungetChar();
+      break;
+    }
+    if (c == '\\' && passSplice()) continue;
+    bufPutChar(c);
+    if (isLeadByte(c)) {
+      const Byte trail = nextChar();
+      if (isLineEnd(trail) || trail == endOfTextByte)
+        ungetChar();
+      else
+        bufPutChar(trail);
+    }
+  }
+  emitText("#error ");
+  emitText(asChars(tokenText));
+  tokenTextPtr = tokenText;
+}
+
+void pragmaDirective(Byte) {
+  output.pendingBlanks = 0;
+  emitText("#pragma ");
+  ungetChar();
+}

@@ -1,0 +1,76 @@
+// The output of a unit: the .i file or the console.
+//
+// emitChar and emitText are the only way into it. The hot path is a compare and
+// a store; everything else (a full buffer, the console, the readable mode of
+// -Sr) has the limit at the cursor, and so lands in emitCharSlow.
+
+#pragma once
+
+#include <cstring>
+
+#include "base.h"
+
+constexpr uint32_t outputBufferSize = 0xE00;
+
+// The sink of the unit.
+struct Output {
+  const char* name;        // the output's full name
+  int handle;              // -1 when closed, consoleMark for the console
+  bool toConsole;          // the sink is the console
+  Byte* buffer;            // outputBufferSize bytes, null when there is none
+  Byte* cursor;            // next free byte of the buffer
+  Byte* limit;             // end of the room for plain bytes; `cursor` itself when each byte is looked at
+  Byte lastChar;           // the last character passed on
+  uint32_t pendingBlanks;  // held back at the start of a line in readable mode
+  uint32_t lineLength;     // of the present line in readable mode
+};
+
+constexpr int consoleMark = 0x12345678;
+
+extern Output output;
+
+// Opens the output of the unit if it is not open yet.
+void ensureOutputOpen();
+
+// Names and opens the output for the source `sourcePath`; a file that cannot be
+// created ends the unit.
+void nameOutput(const char* sourcePath);
+
+// Writes one byte where the fast path has no room.
+void emitCharSlow(Byte c);
+
+// Writes a run of bytes as emitChar would one by one; no wrapping.
+void emitRunSlow(const Byte* text, size_t length);
+
+VSP_INLINE void emitChar(Byte c) {
+  if (output.cursor < output.limit) [[likely]] {
+    *output.cursor++ = c;
+    output.lastChar = c;
+  } else {
+    emitCharSlow(c);
+  }
+}
+
+VSP_INLINE void emitRun(const Byte* text, size_t length) {
+  if (length < size_t(output.limit - output.cursor)) [[likely]] {
+    std::memcpy(output.cursor, text, length);
+    output.cursor += length;
+    if (length != 0) output.lastChar = text[length - 1];
+  } else {
+    emitRunSlow(text, length);
+  }
+}
+
+// Writes a text as a piece in front of which the readable mode may wrap.
+void emitText(const Byte* text, size_t length);
+void emitText(const char* text);
+
+// Flushes and closes; a file whose last write fell short is deleted and reported.
+void closeOutput();
+
+// Closes without flushing and deletes the file.
+void abandonOutput();
+
+// The same for signal handlers and fault filters: touches the handle alone, no
+// memory, since the process is about to end.
+void removeOutput();

@@ -1,0 +1,143 @@
+// The input stack: all characters that the scanner sees come from one stack of
+// frames, read through one cursor.
+//
+// The bottom frame is the source file; every #include pushes a file, every macro
+// call and a few directives push text. While a frame is on top, inputCursor and
+// inputLimit lie in its buffer, and its own `length` and `position` are stale; a
+// frame below holds its place in `position`.
+//
+// In macro text the limit is not the end of the text but the next control byte,
+// so the fast path of nextChar never meets one. The byte at the limit is always
+// readable and never belongs to a name, a number or a run of blanks: loops over
+// those need no limit test.
+
+#pragma once
+
+#include <type_traits>
+
+#include "base.h"
+#include "input/position.h"
+
+struct IdentEntry;
+struct ConditionRecord;
+
+enum FrameKind : int32_t {
+  frameFile,       // an open file
+  frameSuspended,  // a file whose handle was given up; reopened when it is read again
+  frameText,       // plain text, not copied
+  frameMacro       // encoded macro text
+};
+
+// The head of every frame, and the whole of a plain text frame.
+struct InputFrame {
+  FrameKind kind;
+  uint32_t length;      // bytes of the current stretch of `buffer`
+  int32_t position;     // of the cursor in `buffer`, while another frame is on top
+  const Byte* buffer;   // the current stretch
+  InputFrame* previous; // the frame below, null at the bottom
+};
+
+// One argument of a macro call.
+struct ArgumentNode {
+  ArgumentNode* next;   // in the order of the call
+  Byte* rawText;        // as written, with marks; a NUL stands in front of it too
+  uint32_t rawLength;   // of rawText, without the NUL behind it
+  Byte expandedText[1]; // after expansion; the text goes on behind the record
+};
+
+// A macro's body or an argument's text while it is read.
+struct MacroFrame : InputFrame {
+  ArgumentNode* arguments; // of the call, null if none
+  const Byte* savedBody;   // goes back into hiddenEntry when the frame ends; null for an argument
+  IdentEntry* hiddenEntry; // the macro that is no macro while its text is read, or null
+};
+
+// An open source file. Its block of fileFrameSize bytes goes on with the read
+// buffer.
+struct FileFrame : InputFrame {
+  int handle;                       // while kind is frameFile
+  const char* openName;             // the name that it was opened under
+  const char* savedFileName;        // currentFileName of the including file
+  int32_t savedLine;                // currentLine at the push
+  uint64_t bytesBefore;             // file offset of the first byte of `buffer`
+  ConditionRecord* savedConditions; // of the including file
+  int32_t guardFirstLine;           // of the guard's opening directive, 0 until one is found
+  int32_t guardLastLine;            // of its #endif
+  bool headerFlag;                  // found by adding ".h" to a <...> name
+
+  Byte* storage() { return reinterpret_cast<Byte*>(this + 1); }
+};
+
+constexpr uint32_t fileFrameSize = 16384;
+
+#ifdef VSP_READ_SIZE
+constexpr uint32_t fileReadSize = VSP_READ_SIZE;
+#else
+constexpr uint32_t fileReadSize = 0x3E00;
+#endif
+
+static_assert(sizeof(FileFrame) + fileReadSize + 1 <= fileFrameSize,
+              "the read buffer and the NUL behind it fit the block");
+static_assert(std::is_trivially_destructible_v<FileFrame> && std::is_trivially_destructible_v<MacroFrame>);
+
+constexpr uint32_t includeDepthLimit = 1000;
+
+extern InputFrame* inputTop;        // null when the stack is empty
+extern const Byte* inputCursor;     // next byte to read
+extern const Byte* inputLimit;      // first byte that may not be read directly
+extern FileFrame* currentFileFrame; // the nearest file frame from the top
+extern uint32_t includeDepth;       // file frames on the stack
+extern bool includeSkipped;         // the guard's answer at the last push
+
+// The next character where the fast path has none. The end of the input is no
+// special value but the character 0x1A, again and again. Leaves the character
+// directly in front of the cursor, so one step back is always legal.
+VSP_COLD Byte refillChar();
+
+// The next character of the input.
+VSP_INLINE Byte nextChar() {
+  if (inputCursor < inputLimit) [[likely]]
+    return *inputCursor++;
+  return refillChar();
+}
+
+// Steps back over the character read last. Two steps are not promised.
+VSP_INLINE void ungetChar() { --inputCursor; }
+
+// Steps back over the character read last and over `c`, which was read before it
+// when the cursor then stood at `behind`.
+void ungetTwo(Byte c, const Byte* behind);
+
+inline bool isLineEnd(Byte c) { return c == '\n' || c == '\r'; }
+
+// A line end has been read: takes the other half of a pair, advances the
+// counters, and lets the output follow. With 0 for `c` no pair is looked for.
+void countNewline(Byte c);
+
+// Puts a frame on the stack, or takes the top one off without any other step.
+void pushFrame(InputFrame* frame);
+void popFrame();
+
+// Reads `length` bytes of `text` next. The text is not copied; a NUL must stand
+// behind it.
+void pushTextFrame(const Byte* text, size_t length);
+
+// Result of pushSourceFile.
+enum PushResult : int { notFound = 0, pushed = 1, skipped = 2 };
+
+// Opens `name` and reads it next. While an import is searched, only tests it.
+PushResult pushSourceFile(const char* name);
+
+// Ends the top frame. False if the stack is now empty. With `quiet` an open
+// conditional is not reported.
+bool popSourceFile(bool quiet);
+
+// Empties the stack and sets the scanner up; the start of a unit.
+void resetInputStack();
+
+// Opens a file, closing outer files of the stack while there are too many.
+int openSourceFile(const char* name);
+
+// Closes the outermost open file of the stack, which is reopened when it is read
+// again. False if there is none.
+bool suspendFile();

@@ -1,0 +1,283 @@
+// The input stack: pushing, popping, refilling, and the count of lines.
+//
+// Everything here is the slow side of nextChar. A file is read in blocks into
+// its own frame; when it ends, the frame's buffer becomes the text "line feed,
+// Ctrl-Z", so every file ends in a line end and then in the end-of-text byte
+// whether or not its last line has one. In the same way every file begins with
+// a line feed pushed in front of it, which puts its first line behind a line end
+// where the scanner looks for directives.
+
+#include "input/frame.h"
+
+#include <cstring>
+#include <new>
+
+#include "diag/report.h"
+#include "input/guard.h"
+#include "input/include_search.h"
+#include "input/type_import.h"
+#include "memory/memory.h"
+#include "options/option_image.h"
+#include "platform/files.h"
+
+// Called from here, defined later:
+#include "directive/conditions.h"
+#include "directive/lines.h"
+#include "macro/expand.h"
+#include "macro/predefined.h"
+#include "scanner/scan.h"
+
+constinit InputFrame* inputTop = nullptr;
+constinit const Byte* inputCursor = nullptr;
+constinit const Byte* inputLimit = nullptr;
+constinit FileFrame* currentFileFrame = nullptr;
+constinit uint32_t includeDepth = 0;
+constinit bool includeSkipped = false;
+
+constinit const char* currentFileName = nullptr;
+constinit int32_t currentFileIndex = 0;
+constinit int32_t currentLine = 0;
+constinit int32_t messageLine = 0;
+constinit uint32_t totalLines = 0;
+
+// What a file delivers behind its last byte. The NUL is the byte at the limit.
+static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
+
+// What a file delivers in front of its first byte.
+static const Byte newFileString[] = {'\n', 0};
+
+static FileFrame* asFile(InputFrame* frame) { return static_cast<FileFrame*>(frame); }
+
+static bool isFileFrame(const InputFrame* frame) {
+  return frame->kind == frameFile || frame->kind == frameSuspended;
+}
+
+// Makes the end-of-text string what `frame` delivers next.
+static Byte endFile(FileFrame* frame) {
+  frame->buffer = endOfTextString;
+  frame->position = 1;
+  frame->length = 2;
+  inputCursor = endOfTextString + 1;
+  inputLimit = endOfTextString + 2;
+  return '\n';
+}
+
+// Opens a suspended file again at the byte behind the block in memory. A file
+// that has gone counts as ended.
+static void resumeFile(FileFrame* frame) {
+  const int handle = openSourceFile(frame->openName);
+  if (handle < 0) return;
+  frame->handle = handle;
+  frame->kind = frameFile;
+  seekFile(handle, frame->bytesBefore + frame->length);
+}
+
+// Reads the next block of the file on top.
+static Byte refillFile(FileFrame* frame) {
+  if (frame->buffer == endOfTextString) return endFile(frame);
+  if (frame->kind == frameSuspended) resumeFile(frame);
+  if (frame->kind == frameSuspended) return endFile(frame);
+  const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
+  if (got <= 0) return endFile(frame);
+  frame->storage()[got] = 0;
+  frame->bytesBefore += frame->length;
+  frame->length = uint32_t(got);
+  frame->position = 1;
+  inputLimit = frame->storage() + got;
+  inputCursor = frame->storage() + 1;
+  return frame->storage()[0];
+}
+
+Byte refillChar() {
+  for (;;) {
+    InputFrame* const top = inputTop;
+    if (top == nullptr) {
+      inputCursor = endOfTextString + 1;
+      inputLimit = endOfTextString + 2;
+      return '\n';
+    }
+    switch (top->kind) {
+      case frameFile:
+      case frameSuspended:
+        return refillFile(asFile(top));
+      case frameText:
+        popFrame();
+        break;
+      case frameMacro:
+        if (*inputLimit != 0) {
+          const int c = macroTextEnd(static_cast<MacroFrame*>(top));
+          if (c >= 0) return Byte(c);
+        } else {
+          endMacroFrame(static_cast<MacroFrame*>(top));
+        }
+        break;
+    }
+    if (inputCursor < inputLimit) return *inputCursor++;
+  }
+}
+
+void ungetTwo(Byte c, const Byte* behind) {
+  ungetChar();
+  if (inputCursor == behind) {
+    ungetChar();
+    return;
+  }
+  Byte* const text = static_cast<Byte*>(memAlloc(2));
+  text[0] = c;
+  text[1] = 0;
+  pushTextFrame(text, 1);
+}
+
+void countNewline(Byte c) {
+  if (c != 0) {
+    const Byte d = nextChar();
+    if (!(c == '\r' && d == '\n') && !(c == '\n' && d == '\r')) ungetChar();
+  }
+  currentLine = int32_t(uint32_t(currentLine) + 1);
+  messageLine = currentLine;
+  ++totalLines;
+  syncLine();
+}
+
+void pushFrame(InputFrame* frame) {
+  InputFrame* const top = inputTop;
+  if (top != nullptr) top->position = int32_t(inputCursor - top->buffer);
+  frame->previous = top;
+  inputTop = frame;
+  inputCursor = frame->buffer + frame->position;
+  inputLimit = frame->buffer + frame->length;
+}
+
+void popFrame() {
+  InputFrame* const top = inputTop;
+  InputFrame* const below = top->previous;
+  inputTop = below;
+  if (below != nullptr) {
+    inputCursor = below->buffer + below->position;
+    inputLimit = below->buffer + below->length;
+  } else {
+    inputCursor = inputLimit = nullptr;
+  }
+  if (top->kind == frameText) memFree(top);
+}
+
+void pushTextFrame(const Byte* text, size_t length) {
+  InputFrame* const frame = new (memAlloc(sizeof(InputFrame))) InputFrame{};
+  frame->kind = frameText;
+  frame->length = uint32_t(length);
+  frame->buffer = text;
+  pushFrame(frame);
+}
+
+bool suspendFile() {
+  FileFrame* outermost = nullptr;
+  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous)
+    if (frame->kind == frameFile) outermost = asFile(frame);
+  if (outermost == nullptr) return false;
+  closeFile(outermost->handle);
+  outermost->kind = frameSuspended;
+  return true;
+}
+
+int openSourceFile(const char* name) {
+  for (;;) {
+    const int handle = openForReading(name);
+    if (handle != openTooManyFiles || !suspendFile()) return handle;
+  }
+}
+
+PushResult pushSourceFile(const char* name) {
+  if (importMode) return testImportFile(name) ? pushed : notFound;
+  if (includeDepth != 0) {
+    includeSkipped = guardAllowsSkip(name);
+    if (includeSkipped) return skipped;
+  }
+  if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
+  const int handle = openSourceFile(name);
+  if (handle < 0) return notFound;
+
+  ++includeDepth;
+  FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame;
+  frame->kind = frameFile;
+  frame->handle = handle;
+  frame->length = 0;
+  frame->position = 0;
+  frame->buffer = frame->storage();
+  frame->storage()[0] = 0;
+  pushFrame(frame);
+  currentFileFrame = frame;
+
+  frame->savedFileName = currentFileName;
+  frame->savedLine = currentLine;
+  frame->savedConditions = condStack;
+  condStack = nullptr;
+  frame->bytesBefore = 0;
+  frame->guardFirstLine = 0;
+  frame->guardLastLine = 0;
+  frame->headerFlag = false;
+  if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
+    countHeader(name, currentFileName);
+
+  frame->openName = memCopy(name, std::strlen(name));
+  currentFileName = frame->openName;
+  currentLine = 0;
+  pushTextFrame(newFileString, 1);
+  currentFileIndex = fileIndexOf(name);
+  return pushed;
+}
+
+// Makes the nearest file frame from the top the current one.
+static void findCurrentFile() {
+  InputFrame* frame = inputTop;
+  while (frame != nullptr && !isFileFrame(frame)) frame = frame->previous;
+  currentFileFrame = frame == nullptr ? nullptr : asFile(frame);
+  setStdNames(currentFileFrame != nullptr && currentFileFrame->headerFlag);
+}
+
+bool popSourceFile(bool quiet) {
+  InputFrame* const top = inputTop;
+  if (top == nullptr) return false;
+  if (!isFileFrame(top)) {
+    popFrame();
+    return true;
+  }
+
+  FileFrame* const frame = asFile(top);
+  if (condStack != nullptr) {
+    if (!quiet) reportError(msgEndInConditional, condStack->startLine);
+    dropConditions();
+  }
+  if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
+    completeHeader(currentFileName, frame->guardFirstLine, frame->guardLastLine);
+  if (frame->kind == frameFile) closeFile(frame->handle);
+  frame->kind = frameFile;
+  condStack = frame->savedConditions;
+  --includeDepth;
+  if (frame->previous == nullptr) {
+    inputTop = nullptr;
+    inputCursor = inputLimit = nullptr;
+    currentFileFrame = nullptr;
+    return false;
+  }
+  currentLine = frame->savedLine;
+  messageLine = currentLine;
+  currentFileName = frame->savedFileName;
+  popFrame();
+  memFree(frame);
+  findCurrentFile();
+  return true;
+}
+
+void resetInputStack() {
+  inputTop = nullptr;
+  inputCursor = inputLimit = nullptr;
+  currentFileFrame = nullptr;
+  freeMacroFrames = nullptr;
+  condStack = nullptr;
+  includeDepth = 0;
+  includeSkipped = false;
+  importMode = false;
+  totalLines = 0;
+  lineStart = true;
+  startScanner();
+}

@@ -1,0 +1,164 @@
+// The fast guard and the header statistics.
+//
+// The guard table maps the name of a file to the macro that guards it. A skip is
+// sound because everything outside the guarded group is blank or comment, and
+// the group is false while the macro is defined; so the macro alone is asked, at
+// each #include anew.
+
+#include "input/guard.h"
+
+#include <cstring>
+#include <new>
+
+#include "input/frame.h"
+#include "memory/memory.h"
+#include "options/option_image.h"
+#include "platform/paths.h"
+#include "scanner/identifiers.h"
+#include "scanner/scan.h"
+
+// Called from here, defined later:
+#include "directive/conditions.h"
+#include "directive/directives.h"
+
+constinit bool notDefinedArmed = false;
+constinit IdentEntry* notDefinedEntry = nullptr;
+constinit HeaderRecord* headerList = nullptr;
+
+static constinit HeaderRecord** headerListTail = &headerList;
+
+// One guarded file.
+struct GuardNode {
+  GuardNode* next;
+  uint32_t hash;          // of the file's name
+  const char* fileName;   // as it was pushed
+  const char* macroName;
+};
+
+// The guarded files, in chains by the low bits of the hash: a search with many
+// directories asks for every candidate.
+constexpr uint32_t guardChainCount = 256;
+static constinit GuardNode* guardChains[guardChainCount] = {};
+static constinit bool anyGuards = false;
+
+void resetGuards() {
+  for (GuardNode*& chain : guardChains) chain = nullptr;
+  anyGuards = false;
+  headerList = nullptr;
+  headerListTail = &headerList;
+  notDefinedArmed = false;
+  notDefinedEntry = nullptr;
+}
+
+// Ignores the case of letters, as the comparison behind it does.
+static uint32_t fileNameHash(const char* name) {
+  uint32_t sum = 0;
+  for (; *name != 0; ++name) sum += uint32_t(Byte(*name) & ~0x20U) - 1;
+  return sum;
+}
+
+static const GuardNode* findGuard(const char* name, uint32_t hash) {
+  for (const GuardNode* node = guardChains[hash % guardChainCount]; node != nullptr; node = node->next)
+    if (node->hash == hash && sameFileName(node->fileName, name)) return node;
+  return nullptr;
+}
+
+bool guardAllowsSkip(const char* name) {
+  if (!anyGuards) return false;
+  const GuardNode* const node = findGuard(name, fileNameHash(name));
+  return node != nullptr && isNameDefined(asBytes(node->macroName));
+}
+
+void addGuard(const char* fileName, const char* macroName) {
+  const uint32_t hash = fileNameHash(fileName);
+  if (findGuard(fileName, hash) != nullptr) return;
+  const size_t fileLength = std::strlen(fileName);
+  const size_t macroLength = std::strlen(macroName);
+  char* const block = static_cast<char*>(memAlloc(uint32_t(sizeof(GuardNode) + fileLength + macroLength + 2)));
+  GuardNode* const node = new (block) GuardNode;
+  char* const file = block + sizeof(GuardNode);
+  char* const macro = file + fileLength + 1;
+  std::memcpy(file, fileName, fileLength + 1);
+  std::memcpy(macro, macroName, macroLength + 1);
+  GuardNode*& chain = guardChains[hash % guardChainCount];
+  *node = {chain, hash, file, macro};
+  chain = node;
+  anyGuards = true;
+}
+
+void endOfGuardedGroup(Byte c, const char* macroName, int32_t firstLine) {
+  const int32_t lastLine = messageLine;
+  checkLineEnd(c);
+  c = nextChar();
+  while (isLineEnd(c)) {
+    countNewline(c);
+    c = nextSignificantChar(0);
+  }
+  if (c == endOfTextByte) {
+    addGuard(currentFileName, macroName);
+    if (currentFileFrame != nullptr) {
+      currentFileFrame->guardFirstLine = firstLine;
+      currentFileFrame->guardLastLine = lastLine;
+    }
+  } else if (c == '#') {
+    processDirective(false, true);
+  } else {
+    ungetChar();
+  }
+}
+
+// --- Header statistics ---
+
+static HeaderRecord* findHeader(const char* name) {
+  for (HeaderRecord* record = headerList; record != nullptr; record = record->next)
+    if (sameFileName(record->name, name)) return record;
+  return nullptr;
+}
+
+static HeaderRecord* addHeader(const char* name) {
+  HeaderRecord* const record = new (memAlloc(sizeof(HeaderRecord))) HeaderRecord{};
+  record->name = memCopy(name, std::strlen(name));
+  record->startTotal = totalLines;
+  record->includeCount = 1;
+  *headerListTail = record;
+  headerListTail = &record->next;
+  return record;
+}
+
+// Notes that `includer` included `header` directly, once.
+static void addChild(HeaderRecord* includer, HeaderRecord* header) {
+  HeaderChild** tail = &includer->children;
+  for (; *tail != nullptr; tail = &(*tail)->next)
+    if (std::strcmp((*tail)->record->name, header->name) == 0) return;
+  *tail = new (memAlloc(sizeof(HeaderChild))) HeaderChild{header, nullptr};
+}
+
+// The record of exactly this name: a file that #line has renamed has none.
+static HeaderRecord* findIncluder(const char* name) {
+  for (HeaderRecord* record = headerList; record != nullptr; record = record->next)
+    if (std::strcmp(record->name, name) == 0) return record;
+  return nullptr;
+}
+
+void countHeader(const char* name, const char* includer) {
+  HeaderRecord* record = findHeader(name);
+  if (record != nullptr)
+    ++record->includeCount;
+  else
+    record = addHeader(name);
+  if (headerList->next == nullptr || includer == nullptr) return;
+  if (HeaderRecord* const from = findIncluder(includer)) addChild(from, record);
+}
+
+void completeHeader(const char* name, int32_t guardFirstLine, int32_t guardLastLine) {
+  HeaderRecord* const record = findHeader(name);
+  if (record == nullptr) return;
+  if ((optionImage.outputFlags & guardDetailsFlag) != 0 && guardFirstLine != 0 && guardLastLine != 0) {
+    record->guardFirstLine = guardFirstLine;
+    record->guardLastLine = guardLastLine;
+  }
+  if ((optionImage.outputFlags & headerStatisticsFlag) != 0) {
+    if (record->lines == 0) record->lines = currentLine;
+    if (record->endTotal == 0) record->endTotal = totalLines;
+  }
+}

@@ -1,0 +1,125 @@
+// Predefined macros and dynamic names.
+//
+// The predefined ones are stored by the ordinary route and are ordinary macros
+// afterwards. The dynamic names are in no table: their text is made at each use,
+// and handed to the scanner as if it had been read.
+
+#include "macro/predefined.h"
+
+#include <charconv>
+#include <cstring>
+
+#include "diag/messages.h"
+#include "input/frame.h"
+#include "macro/define.h"
+#include "memory/memory.h"
+#include "options/option_image.h"
+#include "platform/clock.h"
+#include "scanner/identifiers.h"
+#include "scanner/literals.h"
+
+// Called from here, defined later:
+#include "driver/output.h"
+#include "driver/unit.h"
+
+static void defineIfAbsent(const Byte* body, const Byte* name) {
+  if (!isNameDefined(name)) defineMacroText(body, name);
+}
+
+void installPredefinedMacros() {
+  const OptionImage& o = optionImage;
+#define PREDEFINED(name, value, condition) \
+  if (condition) defineIfAbsent(asBytes(value "\xFB"), asBytes(name));
+#include "macro/predefined.def"
+#undef PREDEFINED
+}
+
+// --- Dynamic names ---
+
+// Makes `length` bytes the text that the string reader takes next.
+static Byte beginString(const char* text, size_t length) {
+  pendingText = asBytes(memCopy(text, length));
+  return '"';
+}
+
+// The name of the present file; what is a separator there is an escape in a
+// string, so it is doubled.
+static Byte expandFileName() {
+  Byte* const start = tokenTextPtr;
+  for (const char* c = currentFileName; *c != 0; ++c) {
+    if (*c == '\\') bufPutEscaped('\\');
+    bufPutEscaped(Byte(*c));
+  }
+  const Byte result = beginString(asChars(start), size_t(tokenTextPtr - start));
+  tokenTextPtr = start;
+  return result;
+}
+
+static Byte expandLine() {
+  char digits[16];
+  const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, currentLine);
+  const size_t rest = size_t(end.ptr - digits) - 1;
+  if (rest != 0) pushTextFrame(asBytes(memCopy(digits + 1, rest)), rest);
+  return Byte(digits[0]);
+}
+
+// Writes a number below 100 as two digits, the first one `fill` if it is 0.
+static char* putTwoDigits(char* target, int32_t value, char fill) {
+  *target++ = value < 10 ? fill : char('0' + value / 10 % 10);
+  *target++ = char('0' + value % 10);
+  return target;
+}
+
+static Byte expandDate() {
+  const LocalTime& time = compileTime;
+  char text[messageTextLimit + 32];
+  loadMessageInto(messageTextLimit, text, textMonthJan + time.month);
+  char* end = text + std::strlen(text);
+  *end++ = ' ';
+  end = putTwoDigits(end, time.day, ' ');
+  *end++ = ' ';
+  end = std::to_chars(end, text + sizeof text, time.year + 1900).ptr;
+  return beginString(text, size_t(end - text));
+}
+
+static Byte expandTime() {
+  const LocalTime& time = compileTime;
+  char text[16];
+  char* end = putTwoDigits(text, time.hour, '0');
+  *end++ = ':';
+  end = putTwoDigits(end, time.minute, '0');
+  *end++ = ':';
+  end = putTwoDigits(end, time.second, '0');
+  return beginString(text, size_t(end - text));
+}
+
+Byte expandDynamicName(int index) {
+  switch (index) {
+    case 2: return expandFileName();
+    case 3: return expandLine();
+    case 4: return expandDate();
+    case 5: return expandTime();
+    default: return '1';
+  }
+}
+
+// --- The list of -Sd ---
+
+void dumpDefinedMacros() {
+  for (const uint32_t head : hashTable) {
+    for (uint32_t offset = head; offset != 0;) {
+      const IdentEntry* const entry = entryAt(offset);
+      if (entry->macroBody != noMacro) {
+        emitText("/* define ");
+        emitText(asChars(entry->spelling()));
+        emitText(" */");
+        emitChar('\n');
+      }
+      offset = entry->next;
+    }
+  }
+}
+
+int32_t fileIndexOf(const char*) { return 1; }
+
+const char* fileIndexToName(int32_t) { return "[fileIndexToName]"; }

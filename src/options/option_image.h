@@ -1,0 +1,128 @@
+// The switches and settings of the program, as one block.
+//
+// The block is final when the command line and the configuration file have been
+// read. It is saved whole when a translation unit starts and put back when it
+// ends, so every unit starts from the same state.
+
+#pragma once
+
+#include <type_traits>
+
+#include "base.h"
+
+// Bits of OptionImage::outputFlags.
+enum OutputFlag : Byte {
+  keepCommentsFlag = 1,      // -Sc
+  readableFlag = 2,          // -Sr
+  headerStatisticsFlag = 4,  // -Ss
+  idlFlag = 8,               // -idl
+  guardDetailsFlag = 0x10    // -Sg
+};
+
+// Bits of OptionImage::batchFlags.
+enum BatchFlag : Byte {
+  failOnWarningFlag = 1,  // -w!
+  stopOnWarningFlag = 2,  // -gb
+  stopOnErrorFlag = 4     // -jb
+};
+
+// Bits of OptionImage::packageFlags.
+enum PackageFlag : Byte {
+  visualLibraryFlag = 1,   // V seen
+  runtimeLibraryFlag = 2,  // R seen
+  packageFlag = 4          // -tWP
+};
+
+// Values of OptionImage::languageLevel.
+enum LanguageLevel : Byte { levelFamily = 0, levelAnsi = 1, levelUnix = 2, levelKR = 3 };
+
+// Settings of the switches that this program accepts and stores, so that it
+// reads the compiler's command lines and configuration files, and that have no
+// effect on its output. Flags unless a comment says otherwise.
+struct StoredSwitches {
+  Byte registers;               // -r: 0, 1, 2
+  Byte wordAlign;               // -a: 0, 2, 4, 8
+  Byte optimize;                // -G: 0, 64
+  Byte stringMerge;             // -d: 0, 1, 2
+  Byte stringConstants;         // -dc
+  Byte stackCheck;              // -N
+  Byte registerReload;          // -Z
+  Byte intEnums;                // -b
+  Byte standardFrame;           // -k
+  Byte lineNumbers;             // -y
+  Byte autoConvert;             // -Q
+  Byte noAutoregister;          // -X
+  Byte compileOnly;             // -c
+  Byte debugInfo[3];            // -v: 0, 1, and 4 for -v4
+  Byte inlineExpand;            // -vi
+  Byte debugOptions[2];         // -vo, -vu
+  Byte browserInfo;             // -R
+  Byte browserText;             // -RT
+  Byte mapFile[3];              // -M; the third is inverse
+  Byte virtualTables;           // -V: 0 to 3
+  Byte memberPointers;          // -Vm: 0 to 3
+  Byte memberPrecision;         // -Vmp
+  Byte oldObjects[7];           // -Vv, -Vp, -Vc, -Vt, -Vd, -Vx and one more: all that -Vo turns on
+  Byte oldLanguage[6];          // -Va, -Ve, -VC, -V?, -V!, -Vl
+  Byte exceptionData;           // -x, beside OptionImage::exceptions
+  Byte exceptionKind[5];        // -xds, -xdg, -xp, -xf, -xs
+  Byte trace[22];               // the letters of -=, in the order of their rows; last -= itself
+  const char* segmentNames[9];  // -z; null if not given
+  const char* assembler;        // -E
+  const char* linkerName;       // -e; null if not given
+};
+
+struct OptionImage {
+  Byte processor;               // 3 to 6, 0 for none
+  Byte lineInfo;                // markers as comments; 0: #line lines
+  Byte outputFlags;             // OutputFlag bits
+  Byte showDefines;             // -Sd
+  Byte keepOutput;              // -Sk
+  Byte languageLevel;           // LanguageLevel
+  Byte unsignedChar;            // -K
+  Byte nestedComments;          // -C
+  Byte errorLimit;              // -j, 0 for none
+  Byte warningLimit;            // -g, 0 for none
+  Byte maxIdentLength;          // -i, 8 to 250
+  Byte callConvention;          // -p family, 0 to 4
+  Byte threadedApp;             // -tWM
+  Byte viaAssembler;            // -B
+  Byte underscores;             // -u
+  const char* outputDirectory;  // -n, empty if not given
+  const char* outputFile;       // -o, null if not given
+  Byte includeGiven;            // any -I
+  Byte forceCplusplus;          // -P with an extension; for one unit, a .cpp name
+  Byte appKind;                 // -tW family
+  Byte runtimeKind;             // -tWC and -tD families
+  Byte batchFlags;              // BatchFlag bits
+  Byte exceptions;              // -xd
+  Byte memWardFlags[3];         // -vG family
+  Byte mfcCompat;               // -VF: 0, 3, 4
+  uint32_t codePage;            // -CP, 0 for the system's
+  Byte unicodeApp;              // -tWU
+  Byte searchIncluders;         // -VI
+  Byte packageFlags;            // PackageFlag bits
+  StoredSwitches stored;
+};
+
+// It is copied whole around each unit, and the rows of switches hold offsets into it.
+static_assert(std::is_trivially_copyable_v<OptionImage> && std::is_standard_layout_v<OptionImage>);
+static_assert(sizeof(OptionImage) == 216);
+
+extern OptionImage optionImage;
+
+// The copy taken when a unit starts; all 0 before the first unit.
+extern OptionImage optionSave;
+
+// True while this unit is C++.
+extern bool cplusplusMode;
+
+// Block comments reach the output: -Sc or -Sr.
+inline bool keepComments() {
+  return (optionImage.outputFlags & (keepCommentsFlag | readableFlag)) != 0;
+}
+
+// "//" begins a comment in this unit.
+inline bool lineCommentsAllowed() {
+  return cplusplusMode || optionImage.languageLevel == levelFamily;
+}

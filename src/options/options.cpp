@@ -1,0 +1,140 @@
+// Reading of switches.
+//
+// A switch is walked character by character down a tree of tables, which stand in
+// options.def; the leaves are handlers that write OptionImage. Switches come from
+// the command line and from the configuration file. Those of the command line win,
+// so they are read last; but -I and -L only ever append, so they are read first
+// for their directories to stand in front.
+
+#include "options/options.h"
+
+#include <cstring>
+
+#include "diag/report.h"
+#include "options/arguments.h"
+#include "options/handlers.h"
+#include "options/warnings.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+
+// Called from here, defined later:
+#include "driver/program.h"
+
+#define TABLE(name) static constexpr OptionRow name[] = {
+#define ROW(letter, handler, field, value) {letter, offsetof(OptionImage, field), value, handler, nullptr},
+#define DO(letter, handler, value) {letter, 0, value, handler, nullptr},
+#define SUB(letter, table) {letter, 0, 0, subTable, table},
+#define END_TABLE               \
+  { 0, 0, 0, nullptr, nullptr } \
+  }                             \
+  ;
+#include "options/options.def"
+#undef TABLE
+#undef ROW
+#undef DO
+#undef SUB
+#undef END_TABLE
+
+static_assert(sizeof topForms / sizeof topForms[0] == 55 + 1, "a letter was added or lost");
+
+// All fields that aren't named are 0.
+constexpr OptionImage defaultImage = [] {
+  OptionImage image = {};
+  image.processor = 3;
+  image.lineInfo = 1;
+  image.errorLimit = 25;
+  image.warningLimit = 100;
+  image.maxIdentLength = 250;
+  image.underscores = 1;
+  image.outputDirectory = "";
+  image.runtimeKind = 1;
+  image.exceptions = 1;
+  image.searchIncluders = 1;
+  image.stored.assembler = "vsasm32.exe";
+  return image;
+}();
+
+constinit OptionImage optionImage = defaultImage;
+constinit OptionImage optionSave = {};
+constinit bool cplusplusMode = false;
+constinit char defaultExtension[5] = ".cpp";
+
+bool parseTable(const char* text, const OptionRow* table) {
+  const uint16_t letter = Byte(text[0]);
+  const char* const rest = letter == endOfSwitch ? text : text + 1;
+  bool matched = false;
+  for (const OptionRow* row = table; row->handler != nullptr; ++row) {
+    if (row->letter != letter && row->letter != anyLetter) continue;
+    if (!row->handler(rest, *row)) return false;
+    if (row->letter == letter) matched = true;
+  }
+  return matched;
+}
+
+bool parseOption(OptionPhase phase, const char* text) {
+  const bool searchList = text[0] == 'I' || text[0] == 'L';
+  if (phase == (searchList ? secondLook : firstLook)) return true;
+  return parseTable(text, topForms);
+}
+
+void refuseOption(MessageId source, const char* text) {
+  char sourceText[messageTextLimit];
+  optionImage.errorLimit = 0;
+  reportError(msgIncorrectOption, loadMessageInto(sizeof sourceText, sourceText, source), text);
+  endProcess(1);
+}
+
+// True for an argument that begins with '-', or with '/' unless that is the start
+// of an absolute path.
+static bool isPlainSwitch(const char* argument) {
+  return argument[0] == '-' || (argument[0] == '/' && !fileExists(argument));
+}
+
+bool isSwitchArgument(const char* argument) {
+  return argument[0] == '+' || isPlainSwitch(argument);
+}
+
+bool isLateSwitch(const char* argument) {
+  return isPlainSwitch(argument);
+}
+
+// Puts the defaults in force, for a second run in the same process.
+static void resetOptions() {
+  optionImage = defaultImage;
+  optionSave = {};
+  std::memcpy(defaultExtension, ".cpp", sizeof defaultExtension);
+  resetWarnings();
+}
+
+// The directory of the program, with its closing separator; empty if unknown.
+static void findProgramDirectory(char* buffer, size_t size) {
+  if (!programPath(buffer, size)) buffer[0] = 0;
+  buffer[splitPath(buffer).nameStart] = 0;
+}
+
+// One look at the switches in front of the first file name.
+static void readCommandLine(OptionPhase phase, char** argv, int argc) {
+  for (int i = 1; i < argc && isSwitchArgument(argv[i]); ++i)
+    if (argv[i][0] != '+' && !parseOption(phase, argv[i] + 1)) refuseOption(textCommandLine, argv[i]);
+}
+
+// The name behind the last '+' among these switches; null if there is none.
+static const char* findConfigArgument(char** argv, int argc) {
+  const char* name = nullptr;
+  for (int i = 1; i < argc && isSwitchArgument(argv[i]); ++i)
+    if (argv[i][0] == '+') name = argv[i] + 1;
+  return name;
+}
+
+void optionBootstrap(char** argv, int argc) {
+  char directory[pathLimit + 1];
+  resetOptions();
+  loadWarnings();
+  findProgramDirectory(directory, sizeof directory);
+  readCommandLine(firstLook, argv, argc);
+  const char* const given = findConfigArgument(argv, argc);
+  configFileName = given != nullptr ? given : defaultConfigFile;
+  readConfigurationFile(given != nullptr, directory);
+  readCommandLine(secondLook, argv, argc);
+  storeWarnings();
+}

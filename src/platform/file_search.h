@@ -1,0 +1,22 @@
+// Directory search: the files that a pattern with '*' and '?' names.
+
+#pragma once
+
+#include "base.h"
+
+// The names found, in order; opaque to callers.
+struct FileMatches;
+
+// Finds the files that `pattern` matches in its directory. Wildcards match
+// without regard to ASCII case, "*.*" matches every name; directories and other
+// things that cannot be read as a file never match; a name that begins with a
+// dot is hidden from a wildcard. A pattern without a wildcard gives the name as
+// the directory spells it, the exact spelling first. Matches come sorted.
+// Returns null if nothing matched; else closeMatches releases the result.
+FileMatches* findFiles(const char* pattern);
+
+// The next name (the last component alone), or null when none is left. Valid
+// until closeMatches.
+const char* nextMatch(FileMatches* matches);
+
+void closeMatches(FileMatches* matches);

@@ -1,0 +1,64 @@
+// Files and the console, by the names that the program's user writes.
+//
+// Owns the mapping from the family's spelling of a path ('\' or '/' between
+// components, "X:" in front) to a name of the host, and every open, read, write
+// and delete. Nothing here prints or stops the program: failures are returned.
+
+#pragma once
+
+#include "base.h"
+
+// Results of an open that did not succeed.
+enum OpenFailure : int {
+  openFailed = -1,       // no such file, no permission, a directory, ...
+  openTooManyFiles = -2  // the process or the host has no descriptor left
+};
+
+// Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
+int openForReading(const char* path);
+
+// Creates or truncates `path` for reading and writing, and remembers its host
+// name for removeCreatedFile. Returns a handle or an OpenFailure.
+int createFile(const char* path);
+
+// Deletes the file that createFile made last, if it is an ordinary file.
+// Safe in a signal handler.
+void removeCreatedFile();
+
+// Reads up to `size` bytes; fewer only at the end. 0 at the end, -1 on failure.
+int64_t readFile(int handle, void* buffer, size_t size);
+
+// Writes `size` bytes. False if not all of them could be written.
+bool writeFile(int handle, const void* data, size_t size);
+
+// Sets the read position to `offset` bytes from the start. False on failure.
+bool seekFile(int handle, uint64_t offset);
+
+// The size of an open file in bytes, or -1 if it has none (a pipe, a device).
+int64_t sizeOfFile(int handle);
+
+// Closes a handle. Safe in a signal handler.
+void closeFile(int handle);
+
+// True if `path` names an existing ordinary file (or device), not a directory.
+bool fileExists(const char* path);
+
+// Standard output, gathered in a buffer that flushConsole empties; messages and
+// -ocon text share it, so they come out in the order in which they arise. Both
+// return false once a write has failed.
+bool writeConsole(const char* data, size_t size);
+bool flushConsole();
+
+// Standard error, unbuffered.
+void writeErrorStream(const char* data, size_t size);
+
+// Full path of the running program into `buffer` of `size` bytes, with its NUL.
+// False if it cannot be had or does not fit.
+bool programPath(char* buffer, size_t size);
+
+// Value of the environment variable `name`, or null.
+const char* environmentValue(const char* name);
+
+// Ends the process at once with `status`, no clean-up of any kind. Safe in a
+// signal handler.
+[[noreturn]] void endProcessNow(int status);

@@ -1,0 +1,264 @@
+// Names without regard to case on a file system that has regard to it.
+//
+// A name that does not exist as it is spelled is looked up component by
+// component in the listings of its directories: the exact component wins, else
+// the first in byte order that is equal when ASCII case is folded. Folding
+// never changes a length, so a name is corrected in place.
+//
+// A search through many directories asks here for each one that lacks the file.
+// So every spelling of a directory that was ever asked for has a node, which
+// holds its real spelling and its listing or says that there is none, and a
+// second question costs two hash lookups and no system call. Spellings that
+// lead to the same directory share its listing. Nodes and listings stay until
+// the process ends. They may grow old: a file made later is missing from them.
+// That does no harm to the names that the program itself makes, since callers
+// try the exact name first.
+
+#include "platform/host_names.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/paths.h"
+
+// A name in a listing.
+struct ListedName {
+  uint32_t hash;    // of the folded name
+  uint32_t next;    // number of the next name of the chain plus one, 0 at its end
+  uint32_t offset;  // of the name, NUL-terminated, in the text of the listing
+};
+
+// What stands in a directory.
+struct Listing {
+  Listing* next;  // another directory
+  dev_t device;   // with `inode`, which directory this is
+  ino_t inode;
+  ListedName* names;  // nameCount of them
+  uint32_t nameCount;
+  uint32_t nameRoom;  // how many `names` has room for
+  char* text;         // textLength bytes, the names
+  uint32_t textLength;
+  uint32_t textRoom;
+  uint32_t* heads;  // headMask + 1 chains: number of the first name plus one, 0 for none
+  uint32_t headMask;
+};
+
+// A spelling of a directory; the spelling asked for and the real one follow,
+// `length` bytes and a NUL each.
+struct DirectoryNode {
+  DirectoryNode* next;  // of the chain
+  uint32_t hash;        // of the spelling asked for
+  uint32_t length;
+  bool exists;
+  Listing* listing;  // null if the directory is missing or may not be read
+
+  char* asked() { return reinterpret_cast<char*>(this + 1); }
+  char* real() { return asked() + length + 1; }
+};
+
+constexpr uint32_t nodeChainCount = 256;
+static constinit DirectoryNode* nodeChains[nodeChainCount] = {};
+static constinit Listing* listings = nullptr;
+
+// A hash of `length` bytes, equal for names that differ only in case.
+static uint32_t foldedHash(const char* text, size_t length) {
+  uint32_t hash = 2166136261u;
+  for (size_t i = 0; i < length; ++i) hash = (hash ^ foldCase(Byte(text[i]))) * 16777619u;
+  return hash ^ hash >> 15;
+}
+
+// Makes room for `need` elements in an array; false if there is no memory.
+template <typename T>
+static bool growArray(T*& array, uint32_t& room, size_t need) {
+  if (need <= room) return true;
+  size_t newRoom = room == 0 ? 64 : size_t{room} * 2;
+  while (newRoom < need) newRoom *= 2;
+  if (newRoom > UINT32_MAX) return false;
+  void* const grown = std::realloc(array, newRoom * sizeof(T));
+  if (grown == nullptr) return false;
+  array = static_cast<T*>(grown);
+  room = uint32_t(newRoom);
+  return true;
+}
+
+// Appends a name to a listing; false if there is no memory.
+static bool addListedName(Listing& listing, const char* name) {
+  const size_t length = std::strlen(name);
+  if (!growArray(listing.text, listing.textRoom, listing.textLength + length + 1)) return false;
+  if (!growArray(listing.names, listing.nameRoom, size_t{listing.nameCount} + 1)) return false;
+  std::memcpy(listing.text + listing.textLength, name, length + 1);
+  listing.names[listing.nameCount++] = ListedName{foldedHash(name, length), 0, listing.textLength};
+  listing.textLength += uint32_t(length + 1);
+  return true;
+}
+
+// Puts the names of a complete listing on their chains.
+static bool chainNames(Listing& listing) {
+  uint32_t headCount = 16;
+  while (headCount < listing.nameCount) headCount *= 2;
+  listing.heads = static_cast<uint32_t*>(std::calloc(headCount, sizeof(uint32_t)));
+  if (listing.heads == nullptr) return false;
+  listing.headMask = headCount - 1;
+  for (uint32_t i = 0; i < listing.nameCount; ++i) {
+    uint32_t& head = listing.heads[listing.names[i].hash & listing.headMask];
+    listing.names[i].next = head;
+    head = i + 1;
+  }
+  return true;
+}
+
+static void freeListing(Listing* listing) {
+  std::free(listing->names);
+  std::free(listing->text);
+  std::free(listing->heads);
+  std::free(listing);
+}
+
+// The listing of an open directory, read now unless it has been; null if there is no memory.
+static Listing* listDirectory(DIR* directory) {
+  struct stat status;
+  if (fstat(dirfd(directory), &status) != 0) return nullptr;
+  for (Listing* known = listings; known != nullptr; known = known->next)
+    if (known->device == status.st_dev && known->inode == status.st_ino) return known;
+  Listing* const listing = static_cast<Listing*>(std::calloc(1, sizeof(Listing)));
+  if (listing == nullptr) return nullptr;
+  bool complete = true;
+  while (const dirent* entry = readdir(directory))
+    complete = complete && addListedName(*listing, entry->d_name);
+  if (!complete || !chainNames(*listing)) {
+    freeListing(listing);
+    return nullptr;
+  }
+  listing->device = status.st_dev;
+  listing->inode = status.st_ino;
+  listing->next = listings;
+  listings = listing;
+  return listing;
+}
+
+// The spelling that a listing has for the `length` bytes at `name`, null if none.
+static const char* findListed(const Listing* listing, const char* name, size_t length) {
+  if (listing == nullptr) return nullptr;
+  const uint32_t hash = foldedHash(name, length);
+  const char* best = nullptr;
+  for (uint32_t i = listing->heads[hash & listing->headMask]; i != 0; i = listing->names[i - 1].next) {
+    const ListedName& entry = listing->names[i - 1];
+    const char* const text = listing->text + entry.offset;
+    if (entry.hash != hash || std::strlen(text) != length) continue;
+    if (std::memcmp(text, name, length) == 0) return text;
+    size_t same = 0;
+    while (same < length && foldCase(Byte(text[same])) == foldCase(Byte(name[same]))) ++same;
+    if (same == length && (best == nullptr || std::strcmp(text, best) < 0)) best = text;
+  }
+  return best;
+}
+
+// Splits the `length` bytes of `name` in front of the last component: its start
+// goes into `start`, and the result is the length of the directory, without the
+// separators behind it unless it is the root.
+static size_t directoryLength(const char* name, size_t length, size_t& start) {
+  start = length;
+  while (start > 0 && name[start - 1] != '/') --start;
+  size_t end = start;
+  while (end > 1 && name[end - 1] == '/') --end;
+  return end;
+}
+
+static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNode*& found);
+
+// Corrects the last component of the `length` bytes at `name`, and all in front of it.
+static ResolveOutcome correctName(char* name, size_t length, bool lastToo) {
+  size_t start;
+  const size_t directory = directoryLength(name, length, start);
+  DirectoryNode* node;
+  const ResolveOutcome outcome = findDirectory(name, directory, node);
+  if (outcome != resolveFound) return outcome;
+  if (!node->exists) return resolveMissing;
+  std::memcpy(name, node->real(), directory);
+  if (!lastToo) return resolveFound;
+  const size_t last = length - start;
+  const bool dots =
+      (last == 1 && name[start] == '.') || (last == 2 && name[start] == '.' && name[start + 1] == '.');
+  if (dots) return resolveFound;
+  const char* const spelling = findListed(node->listing, name + start, last);
+  if (last == 0 || spelling == nullptr) return resolveMissing;
+  std::memcpy(name + start, spelling, last);
+  return resolveFound;
+}
+
+// Opens the directory that `node` names, under its real spelling. False if no
+// descriptor is left; whether it exists goes into the node.
+static bool openNode(DirectoryNode* node) {
+  DIR* const directory = opendir(node->length == 0 ? "." : node->real());
+  if (directory != nullptr) {
+    node->exists = true;
+    node->listing = listDirectory(directory);
+    closedir(directory);
+    return true;
+  }
+  if (errno == EMFILE || errno == ENFILE) return false;
+  // Without the right to read it, files in it may still be opened by their exact names.
+  node->exists = errno == EACCES;
+  return true;
+}
+
+// Finds or makes the node of the directory that the `length` bytes at `name` spell.
+static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNode*& found) {
+  const uint32_t hash = foldedHash(name, length);
+  DirectoryNode*& chain = nodeChains[hash % nodeChainCount];
+  for (DirectoryNode* node = chain; node != nullptr; node = node->next) {
+    if (node->hash != hash || node->length != length || std::memcmp(node->asked(), name, length) != 0)
+      continue;
+    found = node;
+    return resolveFound;
+  }
+  DirectoryNode* const node =
+      static_cast<DirectoryNode*>(std::calloc(1, sizeof(DirectoryNode) + 2 * (length + 1)));
+  if (node == nullptr) return resolveMissing;
+  node->hash = hash;
+  node->length = uint32_t(length);
+  std::memcpy(node->asked(), name, length);
+  std::memcpy(node->real(), name, length);
+  ResolveOutcome outcome = openNode(node) ? resolveFound : resolveNoDescriptor;
+  // The root and the current directory have no parent to be corrected in.
+  const bool hasParent = length > 1 || (length == 1 && name[0] != '/');
+  if (outcome == resolveFound && !node->exists && hasParent) {
+    outcome = correctName(node->real(), length, true);
+    if (outcome == resolveFound && !openNode(node)) outcome = resolveNoDescriptor;
+  }
+  if (outcome == resolveNoDescriptor) {
+    std::free(node);
+    return outcome;
+  }
+  node->next = chain;
+  chain = node;
+  found = node;
+  return resolveFound;
+}
+
+bool spellHostName(const char* path, char* name) {
+  if (path[0] != 0 && path[1] == ':' && !isSeparator(path[0])) path += 2;
+  for (size_t i = 0; i < hostNameSize; ++i) {
+    name[i] = path[i] == '\\' ? '/' : path[i];
+    if (path[i] == 0) return true;
+  }
+  return false;
+}
+
+ResolveOutcome resolveHostName(char* name) {
+  return correctName(name, std::strlen(name), true);
+}
+
+ResolveOutcome resolveHostDirectories(char* name) {
+  return correctName(name, std::strlen(name), false);
+}
+
+size_t hostNameStart(const char* name) {
+  size_t start;
+  directoryLength(name, std::strlen(name), start);
+  return start;
+}

@@ -1,0 +1,24 @@
+// Searches for the few bytes that end a run of text nobody looks at.
+//
+// Sixteen bytes at a time where the processor offers it, with a scalar twin.
+// Wide search pays only where stops are rare: comments and skipped lines.
+
+#pragma once
+
+#include "base.h"
+
+// The first byte of [cursor, limit) that is '*', '/', a line end or Ctrl-Z, or
+// `limit`: what block comments stop at.
+const Byte* findCommentStop(const Byte* cursor, const Byte* limit);
+
+// The first byte of [cursor, limit) that is a line end, '\\', Ctrl-Z, or `limit`:
+// what line comments stop at, without double-byte characters.
+const Byte* findLineCommentStop(const Byte* cursor, const Byte* limit);
+
+// The first byte of [cursor, limit) that is a line end, '\\', '/', a quote or
+// Ctrl-Z, or `limit`: what skipped lines stop at, without double-byte characters.
+const Byte* findSkippedLineStop(const Byte* cursor, const Byte* limit);
+
+// The first byte of [cursor, limit) that is '"', '\\', Ctrl-Z, or `limit`: what
+// strings stop at, without double-byte characters.
+const Byte* findStringStop(const Byte* cursor, const Byte* limit);

@@ -1,0 +1,92 @@
+// The identifier table: one entry per name of a unit, which is keyword, macro
+// and name at once.
+//
+// Names compare by entry address. A lookup never fails: a name is entered the
+// first time that it is looked up. Entries live in the SAVE region until the
+// unit ends.
+
+#pragma once
+
+#include "base.h"
+#include "memory/memory.h"
+#include "scanner/token.h"
+
+// The mark of a name that is no macro, and of a macro while it is expanded.
+extern const Byte noMacro[1];
+
+struct IdentEntry {
+  const Byte* macroBody;  // the macro record, or noMacro
+  uint32_t next;          // offset in the SAVE region of the next entry of the chain, 0 at the end
+  Byte tokenCode;         // of a keyword, 0 for a plain name
+  Byte nameLength;        // of the spelling without its NUL
+  Byte firstByte;         // the spelling, NUL-terminated, begins here
+
+  const Byte* spelling() const { return &firstByte; }
+};
+
+constexpr int hashChainCount = 32768;
+
+// Chain heads: offsets of entries in the SAVE region, 0 for an empty chain.
+extern uint32_t hashTable[hashChainCount];
+
+inline IdentEntry* entryAt(uint32_t offset) { return reinterpret_cast<IdentEntry*>(saveBase + offset); }
+
+// What each byte of a name adds to its hash; 0 for a byte that no name holds.
+extern const int32_t* const hashStep;
+
+// Hash and length of the name read last.
+extern uint32_t identHash;
+extern uint32_t identLength;
+
+// The entry that the scanner looked up last.
+extern IdentEntry* currentIdent;
+
+// How many characters of a name count in this unit.
+extern uint32_t identLimit;
+
+// Sets identHash and identLength for a NUL-terminated name.
+void hashIdentifier(const Byte* name);
+
+// Finds or makes the entry of `name`, with identHash and identLength as they are.
+IdentEntry* findIdentEntry(const Byte* name);
+
+// hashIdentifier, then findIdentEntry.
+IdentEntry* lookupName(const Byte* name);
+
+// True if `name` is a macro; the dynamic names are not considered.
+bool isNameDefined(const Byte* name);
+
+// The test behind `defined`: dynamic names count. Uses identHash and identLength.
+bool isIdentDefined(const Byte* name);
+
+// Fills the table at the start of a unit, and the entries below.
+void installKeywords();
+
+// Entries of names that other folders compare by address.
+struct KnownNames {
+  IdentEntry* dllexport;
+  IdentEntry* dllimport;
+  IdentEntry* thread;
+  IdentEntry* naked;
+  IdentEntry* zephraclass;
+  IdentEntry* zephrareturn;
+  IdentEntry* pascalimplementation;
+  IdentEntry* hidesbase;
+  IdentEntry* package;
+  IdentEntry* selectany;
+  IdentEntry* dynamic;
+  IdentEntry* novtable;
+  IdentEntry* uuid;
+  IdentEntry* nothrow;
+  IdentEntry* noreturn;
+  IdentEntry* allocate;
+  IdentEntry* property;
+  IdentEntry* entryFunction;        // main or wmain
+  IdentEntry* entryFunctionSymbol;  // the same as a symbol
+  IdentEntry* usingStdNames;        // __USING_STD_NAMES__
+};
+extern KnownNames knownNames;
+
+// Reads an identifier that begins with `c`, already read: its spelling stands at
+// tokenTextPtr, which does not move. May change the input stack.
+void scanIdentifier(Byte c);

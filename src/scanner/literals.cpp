@@ -1,0 +1,359 @@
+// Character constants and strings.
+//
+// The text of a literal is the output's; its value, for character constants, is
+// made by a second pass that reads the collected text like input. A string's
+// characters are read by whoever got its token, raw: from the input, or from
+// pendingText, which is how a stringized argument and __FILE__ come in.
+
+#include "scanner/literals.h"
+
+#include <cstring>
+
+#include "diag/report.h"
+#include "input/frame.h"
+#include "input/multibyte.h"
+#include "memory/memory.h"
+#include "options/option_image.h"
+#include "scanner/char_class.h"
+#include "scanner/scan.h"
+
+// Called from here, defined later:
+#include "macro/macro_text.h"
+
+constinit int lastStringChar = 0;
+
+constexpr int endOfLiteral = -1;
+
+void bufPutChar(Byte c) {
+  if (tokenTextPtr < tokenTextEnd()) *tokenTextPtr++ = c;
+  *tokenTextPtr = 0;
+}
+
+void bufPutEscaped(Byte c) {
+  if (c == endOfBodyMark)
+    bufPutChar(c);
+  else
+    appendCopied(c);
+}
+
+void bytesOfFloat(long double value, Byte bytes[10]) { std::memcpy(bytes, &value, 10); }
+
+long double floatOfBytes(const Byte bytes[10]) {
+  long double value = 0;
+  std::memcpy(&value, bytes, 10);
+  return value;
+}
+
+// --- One character of a literal ---
+
+// A byte with its trail byte, if it has one; `c` has been read.
+static int withTrailByte(Byte c) {
+  if (!isLeadByte(c)) return c;
+  const Byte trail = nextChar();
+  if (trail == endOfTextByte || isLineEnd(trail)) {
+    ungetChar();
+    return c;
+  }
+  return (c << 8) | trail;
+}
+
+// The largest value of an escape in this constant.
+static uint32_t escapeLimit() { return wideChar ? 0xFFFF : 0xFF; }
+
+// Reports an escape above the limit, once, and takes it for 0.
+static void limitEscape(uint32_t& value, bool& reported) {
+  if (value <= escapeLimit() || reported) return;
+  messageLine = tokenState.line;
+  reportError(msgConstantTooLarge);
+  reported = true;
+  value = 0;
+}
+
+static int readOctalEscape(Byte c) {
+  uint32_t value = 0;
+  bool reported = false;
+  for (int count = 0; count < 3 && c >= '0' && c <= '7'; ++count) {
+    value = value * 8 + uint32_t(c - '0');
+    limitEscape(value, reported);
+    c = nextChar();
+  }
+  ungetChar();
+  return int(value);
+}
+
+static int hexValue(Byte c) {
+  if (isDigit(c)) return c - '0';
+  const int letter = (c | 0x20) - 'a';
+  return letter >= 0 && letter < 6 ? letter + 10 : -1;
+}
+
+static int wrongEscape() {
+  reportError(msgNumberFormat);
+  return endOfLiteral;
+}
+
+// "\x" and "\u": the first has a limit, and splices and further escapes may
+// follow it; the second must end the constant.
+static int readHexEscape(bool universal) {
+  Byte c = nextChar();
+  if (hexValue(c) < 0) return wrongEscape();
+  uint32_t value = 0;
+  int digits = 0;
+  bool reported = false;
+  for (;;) {
+    while (hexValue(c) >= 0) {
+      value = value * 16 + uint32_t(hexValue(c));
+      if (!universal) limitEscape(value, reported);
+      ++digits;
+      c = nextChar();
+    }
+    if (universal || c != '\\') break;
+    if (!passSplice()) break;
+    c = nextChar();
+  }
+  if (c != '\'' && (universal || c != '\\')) return wrongEscape();
+  ungetChar();
+  if (digits > (universal || wideChar ? 4 : 3)) reportWarning(warnHexDigits);
+  return int(value & 0x7FFFFFFF);
+}
+
+// The escape whose backslash has been read. `splice` says that it was none.
+static int readEscape(bool& splice) {
+  const int c = withTrailByte(nextChar());
+  switch (c) {
+    case 'a': return 7;
+    case 'b': return 8;
+    case 'f': return 12;
+    case 'n': return 10;
+    case 'r': return 13;
+    case 't': return 9;
+    case 'v': return 11;
+    case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7':
+      return readOctalEscape(Byte(c));
+    case 'x':
+      return readHexEscape(false);
+    case 'u':
+      return readHexEscape(true);
+    case '\n': case '\r':
+      countNewline(Byte(c));
+      splice = true;
+      return c;
+    case endOfTextByte:
+      reportError(msgUnterminatedLiteral);
+      return endOfLiteral;
+    default:
+      return c;
+  }
+}
+
+int readLiteralChar(Byte quote) {
+  for (;;) {
+    const int c = withTrailByte(nextChar());
+    if (c == quote) return endOfLiteral;
+    if (c != '\\' || quote != '\'') return c;
+    bool splice = false;
+    const int value = readEscape(splice);
+    if (!splice) return value;
+  }
+}
+
+// --- Character constants ---
+
+// Collects the text up to the closing quote; false if the line ends before it.
+static bool collectCharConstant() {
+  tokenTextPtr = tokenText;
+  bufPutChar('\'');
+  for (;;) {
+    const Byte c = nextChar();
+    bufPutChar(c);
+    if (isLineEnd(c) || c == endOfTextByte) {
+      reportError(msgUnterminatedLiteral);
+      return false;
+    }
+    if (c == '\'') return true;
+    if (c == '\\' || isLeadByte(c)) bufPutChar(nextChar());
+  }
+}
+
+// The decoded bytes of a character constant.
+struct CharBytes {
+  Byte bytes[4];
+  uint32_t count;  // of all bytes, those beyond the fourth too
+};
+
+// What a wrong escape left of the collected text is read as input next. It moves
+// to memory of its own, since tokenText is about to be used again.
+VSP_COLD static void keepRest() {
+  const size_t rest = size_t(inputLimit - inputCursor);
+  const Byte* const text = asBytes(memCopy(asChars(inputCursor), rest));
+  popFrame();
+  pushTextFrame(text, rest);
+}
+
+// Reads the collected text as input. The text may hold a byte that would end it
+// early, so it is bounded by its frame and by the end-of-text byte.
+static CharBytes decodeCharConstant() {
+  CharBytes result{};
+  const size_t length = size_t(tokenTextPtr - tokenText) - 1;
+  tokenTextPtr = tokenText;
+  InputFrame* const below = inputTop;
+  pushTextFrame(tokenText + 1, length);
+  InputFrame* const frame = inputTop;
+  const auto store = [&](int byte) {
+    if (result.count < 4) result.bytes[result.count] = Byte(byte);
+    ++result.count;
+  };
+  for (;;) {
+    const int c = readLiteralChar('\'');
+    if (c == endOfLiteral || c == endOfTextByte) break;
+    if (c > 0xFF && result.count < 4) store(c >> 8);
+    store(c);
+    if (inputTop == below) break;
+  }
+  if (inputTop == frame) {
+    if (inputCursor < inputLimit)
+      keepRest();
+    else
+      popFrame();
+  }
+  return result;
+}
+
+static uint32_t narrowValue(const CharBytes& decoded) {
+  uint32_t value;
+  std::memcpy(&value, decoded.bytes, 4);
+  if (decoded.count == 1 && optionImage.unsignedChar == 0) value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
+  return value;
+}
+
+static uint32_t wideValue(CharBytes& decoded) {
+  uint32_t value = 0;
+  const uint32_t stored = decoded.count < 4 ? decoded.count : 4;
+  for (uint32_t i = 0; i < stored; ++i) value = (value << 8) | decoded.bytes[i];
+  value = wideCharOf(value, decoded.count);
+  constexpr uint32_t wideCharSize = 2;
+  return decoded.count <= wideCharSize ? value & 0xFFFF : value;
+}
+
+TokenCode scanCharConstant() {
+  tokenState.integer = IntTokenValue{0, tagInt, 0};
+  if (!collectCharConstant()) {
+    tokenTextPtr = tokenText;
+    return tokIntConst;
+  }
+  CharBytes decoded = decodeCharConstant();
+  if (decoded.count == 0 || decoded.count > 4) reportError(msgCharConstantLength);
+  if (wideChar) {
+    tokenState.integer.value = wideValue(decoded);
+    tokenState.integer.typeTag = cplusplusMode ? tagWchar : tagUnsignedShort;
+  } else {
+    tokenState.integer.value = narrowValue(decoded);
+    if (cplusplusMode && decoded.count == 1) tokenState.integer.typeTag = tagChar;
+  }
+  return decoded.count == 1 ? tokCharConst : tokIntConst;
+}
+
+// --- Strings ---
+
+// The next byte of pendingText that is no mark; -1 at its end. A byte behind the
+// escape is taken as it is.
+static int nextPendingByte(bool& plain) {
+  plain = false;
+  for (;;) {
+    const Byte c = *pendingText;
+    if (c == 0 || c == endOfTextByte) return endOfLiteral;
+    ++pendingText;
+    if (c == noExpandCode || c == endOfBodyMark) continue;
+    if (c != escapeMark) return c;
+    plain = true;
+    return *pendingText++;
+  }
+}
+
+int readStringChar() {
+  if (pendingText == nullptr) return readLiteralChar('"');
+  bool plain;
+  const int c = nextPendingByte(plain);
+  if (c == endOfLiteral) {
+    pendingText = nullptr;
+    return endOfLiteral;
+  }
+  if (!isLeadByte(Byte(c))) return c;
+  const int trail = nextPendingByte(plain);
+  return trail == endOfLiteral ? c : (c << 8) | trail;
+}
+
+int nextStringChar() {
+  int c = readStringChar();
+  if (c == endOfLiteral && lastStringChar == '\\') c = '"';
+  lastStringChar = lastStringChar == '\\' ? ' ' : c;
+  return c;
+}
+
+// --- Copying ---
+
+// Copies pendingText as a string's inside: what stands in a string there keeps
+// its quotes and backslashes by a backslash more.
+static void copyPending(void (*append)(Byte)) {
+  bool inString = false;
+  for (;;) {
+    bool plain;
+    const int c = nextPendingByte(plain);
+    if (c == endOfLiteral) break;
+    if (!plain && c == '"') {
+      inString = !inString;
+      append('\\');
+    } else if (!plain && c == '\\' && inString) {
+      append('\\');
+    }
+    append(Byte(c));
+    if (isLeadByte(Byte(c))) {
+      const int trail = nextPendingByte(plain);
+      if (trail == endOfLiteral) break;
+      append(Byte(trail));
+    }
+  }
+  pendingText = nullptr;
+}
+
+bool copyLiteral(bool report, void (*append)(Byte), Byte quote) {
+  append(quote);
+  if (pendingText != nullptr) {
+    copyPending(append);
+    append(quote);
+    return true;
+  }
+  for (;;) {
+    const Byte c = nextChar();
+    if (c == quote) {
+      append(c);
+      return true;
+    }
+    if (isLineEnd(c) || c == endOfTextByte) break;
+    if (c == '\\') {
+      const Byte d = nextChar();
+      if (isLineEnd(d)) {
+        countNewline(d);
+        continue;
+      }
+      append(c);
+      append(d);
+      if (isLeadByte(d)) append(nextChar());
+      continue;
+    }
+    append(c);
+    if (isLeadByte(c)) {
+      const Byte trail = nextChar();
+      if (trail == endOfTextByte || isLineEnd(trail))
+        ungetChar();
+      else
+        append(trail);
+    }
+  }
+  if (report) {
+    reportError(msgUnterminatedLiteral);
+    append(quote);
+  }
+  ungetChar();
+  return false;
+}

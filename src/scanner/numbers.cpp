@@ -1,0 +1,251 @@
+// Numbers.
+//
+// The text of a number goes to the output as it stands; its value matters to the
+// expressions of directives alone. So a number is scanned first, leniently: it
+// ends at the first byte that does not fit, without a message, and the next
+// token begins there. The conversion runs over the text afterwards.
+
+#include "scanner/numbers.h"
+
+#include <cmath>
+#include <cstdlib>
+
+#include "diag/report.h"
+#include "input/frame.h"
+#include "options/option_image.h"
+#include "scanner/char_class.h"
+#include "scanner/literals.h"
+
+// Called from here, defined later:
+#include "macro/expand.h"
+
+// What scanNumber leaves for convertNumber.
+static constinit Byte typeTag = tagInt;
+static constinit Byte width = 0;
+static constinit Byte floatTag = tagDouble;
+
+// The number being scanned.
+struct NumberScan {
+  int radix;
+  bool dots;     // a decimal point has been seen
+  bool exps;     // an exponent has been seen
+  bool tokens;   // tokens are made, not text copied
+
+  bool isFloat() const { return dots || exps; }
+};
+
+// Takes a letter into the number: a mark that was read in mid-number belongs to
+// no name.
+static void takeLetter(Byte c) {
+  bufPutChar(c);
+  noExpandMark = false;
+}
+
+static bool isLetterOf(Byte c, Byte lower) { return c == lower || c == lower - 0x20; }
+
+// The width suffix behind 'i', whose bytes are no part of the text. Returns the
+// byte in hand.
+static Byte scanWidthSuffix(bool isUnsigned) {
+  noExpandMark = false;
+  Byte c = nextChar();
+  int bits = 0;
+  const Byte first = c;
+  const Byte second = first == '1' ? '6' : first == '3' ? '2' : '4';
+  if (first == '8') {
+    bits = 8;
+    c = nextChar();
+  } else if (first == '1' || first == '3' || first == '6') {
+    c = nextChar();
+    if (c == second) {
+      bits = first == '1' ? 16 : first == '3' ? 32 : 64;
+      c = nextChar();
+    }
+  }
+  if (bits == 0 || isDigit(c)) {
+    reportError(msgNumberSuffix);
+    return c;
+  }
+  const Byte tag = bits == 8 ? tagChar : bits == 16 ? tagShort : bits == 32 ? tagLong : tagInt64;
+  typeTag = Byte(tag + (isUnsigned ? 1 : 0));
+  width = Byte(bits);
+  return c;
+}
+
+// 'l' or 'u' behind an integer; `c` is in hand. Returns the byte in hand where
+// the number stops; `finished` says that it ended with its last byte instead.
+static Byte scanIntegerSuffix(Byte c, bool& finished) {
+  takeLetter(c);
+  const bool isLong = isLetterOf(c, 'l');
+  typeTag = isLong ? tagLong : tagUnsignedInt;
+  const Byte d = nextChar();
+  if (isLetterOf(d, isLong ? 'u' : 'l')) {
+    takeLetter(d);
+    typeTag = tagUnsignedLong;
+    finished = true;
+    return d;
+  }
+  if (!isLong && isLetterOf(d, 'i')) return scanWidthSuffix(true);
+  return d;
+}
+
+// A decimal point. The number goes on behind it in any case; a wrong one is
+// reported where tokens are made.
+static void takePoint(NumberScan& scan) {
+  if (!scan.isFloat()) {
+    if (scan.radix == 16)
+      reportError(msgMisplacedDecimalPoint);
+    else
+      scan.dots = true;
+  } else if (scan.tokens) {
+    if (scan.dots) reportError(msgTooManyDecimalPoints);
+    if (scan.exps) reportError(msgMisplacedDecimalPoint);
+  }
+  scan.radix = 0;
+  bufPutChar('.');
+}
+
+// Takes the byte in hand. True if the number goes on with the next byte; else
+// `c` is the byte to step back, unless `finished`.
+static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
+  const bool hexadecimal = scan.radix == 16;
+  switch (c) {
+    case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7':
+      bufPutChar(c);
+      return true;
+    case '8': case '9':
+      if (scan.radix == 8 && scan.tokens) return false;
+      bufPutChar(c);
+      return true;
+    case '.':
+      takePoint(scan);
+      return true;
+    case 'a': case 'b': case 'c': case 'd': case 'A': case 'B': case 'C': case 'D':
+      if (!hexadecimal) return false;
+      takeLetter(c);
+      return true;
+    case 'e': case 'E':
+      if (!hexadecimal) {
+        if (scan.exps && scan.tokens) return false;
+        scan.exps = true;
+        scan.radix = 0;
+      }
+      takeLetter(c);
+      return true;
+    case 'f': case 'F':
+      if (!hexadecimal && !scan.isFloat() && scan.tokens) return false;
+      takeLetter(c);
+      if (hexadecimal) return true;
+      floatTag = tagFloat;
+      finished = true;
+      return false;
+    case 'l': case 'L':
+      if (scan.isFloat()) {
+        takeLetter(c);
+        floatTag = tagLongDouble;
+        finished = true;
+      } else {
+        c = scanIntegerSuffix(c, finished);
+      }
+      return false;
+    case 'u': case 'U':
+      if (!scan.isFloat()) c = scanIntegerSuffix(c, finished);
+      return false;
+    case 'i': case 'I':
+      c = scanWidthSuffix(false);
+      return false;
+    default:
+      return false;
+  }
+}
+
+int scanNumber(Byte c) {
+  typeTag = tagInt;
+  width = 0;
+  floatTag = tagDouble;
+  NumberScan scan{10, false, false, activeClass == &tokenClass};
+  if (c == '0') {
+    bufPutChar(c);
+    c = nextChar();
+    if (isLetterOf(c, 'x')) {
+      takeLetter(c);
+      c = nextChar();
+      scan.radix = 16;
+    } else {
+      scan.radix = 8;
+    }
+  }
+  bool finished = false;
+  while (takeByte(scan, c, finished)) c = nextChar();
+  if (!finished) ungetChar();
+  if (tokenTextPtr < tokenText + tokenTextSize) *tokenTextPtr = 0;
+  return scan.isFloat() ? 0 : scan.radix;
+}
+
+// --- Values ---
+
+// The value of a floating number. What the conversion cannot use, such as an 'e'
+// without digits, is left out.
+static TokenCode convertFloat() {
+  long double value = std::strtold(asChars(tokenText), nullptr);
+  if (floatTag == tagFloat) value = static_cast<long double>(static_cast<float>(value));
+  if (floatTag == tagDouble) value = static_cast<long double>(static_cast<double>(value));
+  if (optionImage.languageLevel == levelAnsi && std::isinf(value) && value > 0) {
+    reportError(msgConstantTooLarge);
+    value = 0;
+  }
+  tokenState.floating = FloatTokenValue{};
+  bytesOfFloat(value, tokenState.floating.bytes);
+  tokenState.floating.typeTag = floatTag;
+  return tokFloatConst;
+}
+
+static uint32_t digitValue(Byte c) {
+  if (isDigit(c)) return uint32_t(c - '0');
+  return uint32_t((c | 0x20) - 'a' + 10);
+}
+
+static bool isDigitOf(Byte c) { return isDigit(c) || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f'); }
+
+// Reads the digits into `value`; true if they need the 64-bit form. It is decided
+// on the exact sum, before the value wraps.
+static bool convertDigits(int radix, bool wide, uint64_t& value) {
+  const bool strict = optionImage.languageLevel == levelAnsi;
+  bool overflowSeen = false;
+  value = 0;
+  const Byte* text = tokenText + (radix == 16 ? 2 : 0);
+  for (; isDigitOf(*text); ++text) {
+    const uint32_t digit = digitValue(*text);
+    const uint32_t low = uint32_t(value);
+    if (strict && !overflowSeen && low * uint32_t(radix) + digit < low) {
+      reportError(msgConstantTooLarge);
+      typeTag = tagUnsignedLong;
+      overflowSeen = true;
+    }
+    if (!wide) {
+      const uint64_t exact = value * uint64_t(radix) + digit;
+      wide = exact > 0xFFFFFFFFU;
+      value = exact;
+    } else {
+      value = value * uint64_t(radix) + digit;
+    }
+  }
+  return wide;
+}
+
+TokenCode convertNumber(int radix) {
+  tokenTextPtr = tokenText;
+  if (radix == 0) return convertFloat();
+  uint64_t value;
+  const bool wide = convertDigits(radix, width > 32, value);
+  if (wide && (width == 0 || width > 32)) {
+    const bool isUnsigned = typeTag == tagUnsignedInt64 || typeTag == tagUnsignedLong ||
+                            typeTag == tagUnsignedInt || (value >> 63) != 0;
+    tokenState.longInteger = {value, isUnsigned ? tagUnsignedInt64 : tagInt64, width};
+    return tokLongConst;
+  }
+  uint32_t low = uint32_t(value);
+  if (width != 0 && width < 32) low &= (1U << width) - 1;
+  if ((typeTag == tagInt || typeTag == tagLong) && low > 0x7FFFFFFF) typeTag = tagUnsignedLong;
+  tokenState.integer = {low, typeTag, width};
+  return tokIntConst;
+}

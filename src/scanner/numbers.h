@@ -1,0 +1,15 @@
+// Numbers: their text, and their value.
+
+#pragma once
+
+#include "base.h"
+#include "scanner/token.h"
+
+// Reads the number that begins with `c` (a digit, or '.' with the digit still
+// unread) into tokenText at tokenTextPtr, which is left behind it. Returns the
+// radix, 0 for a floating number. May change the input stack.
+int scanNumber(Byte c);
+
+// Converts the text at the start of tokenText and resets tokenTextPtr to it.
+// Returns tokIntConst, tokLongConst or tokFloatConst.
+TokenCode convertNumber(int radix);

@@ -1,0 +1,113 @@
+// Tokens: their codes, the record that delivers one, and the shared text buffer.
+
+#pragma once
+
+#include <type_traits>
+
+#include "base.h"
+
+struct IdentEntry;
+
+// A token's code is also its row in tokenSpelling.
+enum TokenCode : int32_t {
+#define TOKEN(code, name, spelling) name = code,
+#include "scanner/tokens.def"
+#undef TOKEN
+};
+
+constexpr int tokenCodeCount = 164;
+
+// What the token pass writes for a token that has no text of its own. The entry
+// of tokTry follows the mode of the unit.
+extern const char* tokenSpelling[tokenCodeCount];
+
+// The name by which messages call a keyword's token; null if its group was not
+// installed in this unit.
+extern IdentEntry* tokenEntry[tokenCodeCount];
+
+// Type tags of constants: numbers of basic types.
+enum TypeTag : Byte {
+  tagChar = 1,
+  tagSignedChar = 2,
+  tagUnsignedChar = 3,
+  tagWchar = 4,
+  tagShort = 5,
+  tagUnsignedShort = 6,
+  tagInt = 7,
+  tagUnsignedInt = 8,
+  tagLong = 9,
+  tagUnsignedLong = 10,
+  tagInt64 = 11,
+  tagUnsignedInt64 = 12,
+  tagFloat = 13,
+  tagDouble = 14,
+  tagLongDouble = 15
+};
+
+// Value of tokCharConst and tokIntConst.
+struct IntTokenValue {
+  uint32_t value;
+  Byte typeTag;
+  Byte width;  // in bits, 0 for no width suffix
+};
+
+// Value of tokLongConst.
+struct LongTokenValue {
+  uint64_t value;
+  Byte typeTag;
+  Byte width;
+};
+
+// Value of tokFloatConst: the 80-bit value as its ten bytes, to keep the record
+// small; floatOfBytes and bytesOfFloat convert.
+struct FloatTokenValue {
+  Byte bytes[10];
+  Byte typeTag;
+};
+
+// The current token. Copied whole, by assignment.
+struct TokenState {
+  int32_t code;  // TokenCode; tokNone before the first token and in an empty twin
+  int32_t file;  // index of the source file in which the token starts
+  int32_t line;  // currentLine where the token starts
+  union {
+    IdentEntry* entry;  // tokIdent and keywords
+    IntTokenValue integer;
+    LongTokenValue longInteger;
+    FloatTokenValue floating;
+  };
+};
+
+static_assert(std::is_trivially_copyable_v<TokenState>);
+static_assert(sizeof(TokenState) == 32 && offsetof(TokenState, integer) == 16);
+
+extern TokenState tokenState;  // the current token
+extern TokenState heldToken;   // one token of look-ahead
+
+// Fetches the next token into tokenState and returns its code: scanToken, or
+// takeHeldToken while heldToken holds a token. May change the input stack.
+using TokenFetch = TokenCode (*)();
+extern TokenFetch getToken;
+
+// Makes the current token come again at the next fetch.
+void ungetToken();
+TokenCode takeHeldToken();
+
+// A line end is delivered as tokEndOfLine; set while a directive reads its line.
+extern bool lineMode;
+
+// The prefix L of the last string and of the last character constant.
+extern bool wideString;
+extern bool wideChar;
+
+// Text that the string reader takes in place of the input; null if none.
+extern const Byte* pendingText;
+
+// The shared text buffer: the spelling of the last name or number, macro bodies
+// and arguments while they are collected, directive lines. During a macro call
+// it works as a stack. A byte is stored only below tokenTextEnd, and a NUL
+// stands behind the last one.
+constexpr size_t tokenTextSize = 16384;
+extern Byte tokenText[tokenTextSize];
+extern Byte* tokenTextPtr;
+inline Byte* tokenTextEnd() { return tokenText + tokenTextSize - 1; }

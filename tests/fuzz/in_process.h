@@ -1,0 +1,92 @@
+// Shared by the fuzz targets: runs the whole program inside the process, in a scratch directory in
+// memory if there is one, and survives an orderly end of the process by a non-local return.
+//
+// The input is cut into parts by lines that hold "----" alone; a part that is missing is empty.
+
+#pragma once
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csetjmp>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "driver/program.h"
+
+// Where an end of the process returns to.
+inline jmp_buf endOfProcess;
+
+// Returns to the run that is going on.
+inline void leaveProcess(int) {
+  longjmp(endOfProcess, 1);
+}
+
+// Moves into a directory of this process's own, once.
+inline void enterScratch() {
+  static bool entered = false;
+  if (entered) return;
+  entered = true;
+  std::string pattern = std::filesystem::exists("/dev/shm") ? "/dev/shm/fuzz-XXXXXX" : "/tmp/fuzz-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr || chdir(pattern.c_str()) != 0) abort();
+  static std::string directory = pattern;
+  atexit([] { std::filesystem::remove_all(directory); });
+  endProcessHook = leaveProcess;
+}
+
+// The parts of an input.
+inline std::vector<std::string> splitParts(const uint8_t* data, size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  const std::string separator = "\n----\n";
+  std::vector<std::string> parts;
+  size_t start = 0;
+  for (size_t end = 0; end != std::string::npos; start = end + separator.size()) {
+    end = text.find(separator, start);
+    parts.push_back(text.substr(start, end == std::string::npos ? end : end - start));
+  }
+  return parts;
+}
+
+// The words of a line, at most `limit` of them, without any that lead out of the scratch directory.
+inline std::vector<std::string> splitWords(const std::string& line, size_t limit) {
+  std::vector<std::string> words;
+  std::string word;
+  for (const char c : line + " ") {
+    if (c != ' ' && c != '\n' && c != '\0') {
+      word += c;
+    } else if (!word.empty() && words.size() < limit) {
+      words.push_back(word);
+      word.clear();
+    }
+  }
+  std::erase_if(words, [](const std::string& one) {
+    return one.find("..") != std::string::npos || one.starts_with("-o") || one.starts_with("/") ||
+           one.starts_with("-n") || one.find(':') != std::string::npos;
+  });
+  return words;
+}
+
+// Writes a file of the scratch directory.
+inline void writeFile(const char* name, const std::string& text) {
+  FILE* file = fopen(name, "wb");
+  if (file == nullptr) abort();
+  fwrite(text.data(), 1, text.size(), file);
+  fclose(file);
+}
+
+// Runs the program on a command line.
+inline void runOn(std::vector<std::string> words) {
+  // The vector must outlive the non-local return, so its memory is kept outside this frame.
+  static std::vector<std::string> kept;
+  static std::vector<char*> argv;
+  kept = std::move(words);
+  kept.insert(kept.begin(), "vsp32");
+  argv.clear();
+  for (std::string& word : kept) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  if (setjmp(endOfProcess) == 0) runProgram(static_cast<int>(argv.size()) - 1, argv.data());
+}

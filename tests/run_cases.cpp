@@ -1,0 +1,380 @@
+// Runs the cases of tests/cases: each is a small set of files, a command line, and what must come of
+// it. The real program runs in a scratch directory; text is compared with text.
+//
+// A .case file holds many cases. A case starts with a line "=== name"; prose may follow, up to the
+// first line "--- keyword ...". The keywords, each with the lines below it as its text:
+//
+//   --- args A B ...      the command line, split at blanks; "A B" is one argument. Without it, the
+//                         name of the first file
+//   --- file NAME         a file to write
+//   --- env NAME=VALUE    an addition to the environment
+//   --- output NAME       what must stand in the output NAME but for markers, empty lines and blanks
+//                         at both ends of lines
+//   --- exact NAME        the whole of NAME, with CR LF written as a line feed; the last line feed of
+//                         the section doesn't count
+//   --- exists NAME       NAME exists, whatever it holds
+//   --- messages          the lines of standard output that begin with Error, Warning or Fatal
+//   --- stdout, stderr    the whole of that stream; "{{*}}" at the end of a line matches any rest
+//   --- status N          the exit status
+//   --- as-is             no second run with other line ends
+//   --- alone             no second run behind a unit that ended in a fatal error
+//
+// What isn't given is checked too: no messages, nothing on standard error, no output (a file *.i) but
+// those named, and the status 1 if the messages hold an Error or a Fatal and else 0.
+//
+// "{{1A}}" is a byte, "{{41*300}}" 300 of it, "{{"ab"*9}}" nine times a text, and "{{end}}" drops the
+// line feed behind it. Line feeds from such escapes stay as they are in the runs with other line ends.
+//
+// The runs of a case: as written; with CR LF; with LF CR; with CR, whose outputs are compared without
+// their markers, since a file that ends in a lone CR is one line shorter; and behind a unit that is
+// stopped by an error limit in the middle of a macro argument within a directive, in one process.
+
+#include "check.h"
+
+namespace {
+
+// One case as it was read.
+struct Case {
+  std::string name;
+  std::string place;  // file and line, for the report
+  std::vector<std::pair<std::string, std::string>> files;
+  std::vector<std::string> arguments;
+  std::map<std::string, std::string> environment;
+  std::map<std::string, std::string> outputs, exacts;
+  std::vector<std::string> existing;
+  std::string messages;
+  std::string out, err;
+  bool hasOut = false, hasErr = false;
+  int status = -1;
+  bool asIs = false, alone = false;
+};
+
+enum class Variant { plain, crLf, lfCr, cr, second };
+
+// The unit that fails in front of a case's own: it is stopped at the 25th error, or by its nesting
+// where the case has lifted that limit.
+const char* const failingName = "zzfail.c";
+
+std::string failingText() {
+  std::string text = "#ifdef LEFTOVER\n#include \"zzfail.c\"\n#else\n#define LEFTOVER left\n#if 1\n";
+  text += "#define NAME wrong\n#define X wrong\n#define f(x) #x wrong x\n#define g(x) f(x)\n";
+  text += "#pragma left \"over\nL'a' \"\n";
+  for (int i = 0; i < 24; i++) text += "#unknown\n";
+  text += "#if f(g(L\"x\" 1 'x\n#include \"zzfail.c\"\n#endif\n";
+  return text;
+}
+
+// Replaces the escapes of a text; line feeds outside them become `lineEnd`.
+std::string decode(const std::string& text, const std::string& lineEnd) {
+  std::string result;
+  for (size_t i = 0; i < text.size(); i++) {
+    if (text.compare(i, 2, "{{") != 0) {
+      result += text[i] == '\n' ? lineEnd : std::string(1, text[i]);
+      continue;
+    }
+    const size_t close = text.find("}}", i);
+    std::string item = text.substr(i + 2, close - i - 2);
+    i = close + 1;
+    if (item == "end") {
+      i++;
+      continue;
+    }
+    size_t count = 1;
+    if (const size_t star = item.rfind('*'); star != std::string::npos && item.size() > 1) {
+      count = std::stoul(item.substr(star + 1));
+      item.resize(star);
+    }
+    const std::string piece = item.starts_with('"')
+                                  ? item.substr(1, item.size() - 2)
+                                  : std::string(1, static_cast<char>(std::stoul(item, nullptr, 16)));
+    for (; count > 0; count--) result += piece;
+  }
+  return result;
+}
+
+// The words of a command line.
+std::vector<std::string> splitWords(const std::string& text) {
+  std::vector<std::string> words;
+  std::string word;
+  bool quoted = false, started = false;
+  for (const char c : text) {
+    if (c == '"') {
+      quoted = !quoted;
+      started = true;
+    } else if (c == ' ' && !quoted) {
+      if (started || !word.empty()) words.push_back(word);
+      word.clear();
+      started = false;
+    } else {
+      word += c;
+    }
+  }
+  if (started || !word.empty()) words.push_back(word);
+  return words;
+}
+
+// Puts one section into its case.
+void addSection(Case& result, const std::string& head, const std::string& text) {
+  const size_t blank = head.find(' ');
+  const std::string keyword = head.substr(0, blank);
+  const std::string rest = blank == std::string::npos ? "" : head.substr(blank + 1);
+  if (keyword == "args") {
+    result.arguments = splitWords(rest);
+    for (std::string& word : result.arguments) word = decode(word, "\n");
+  } else if (keyword == "file") {
+    result.files.emplace_back(rest, text);
+  } else if (keyword == "env") {
+    result.environment[rest.substr(0, rest.find('='))] = rest.substr(rest.find('=') + 1);
+  } else if (keyword == "output") {
+    result.outputs[rest] = decode(text, "\n");
+  } else if (keyword == "exact") {
+    result.exacts[rest] = decode(text, "\n");
+  } else if (keyword == "exists") {
+    result.existing.push_back(rest);
+  } else if (keyword == "messages") {
+    result.messages = decode(text, "\n");
+  } else if (keyword == "stdout") {
+    result.out = text;
+    result.hasOut = true;
+  } else if (keyword == "stderr") {
+    result.err = text;
+    result.hasErr = true;
+  } else if (keyword == "status") {
+    result.status = std::stoi(rest);
+  } else if (keyword == "as-is") {
+    result.asIs = true;
+  } else if (keyword == "alone") {
+    result.alone = true;
+  } else {
+    fprintf(stderr, "%s: unknown keyword '%s'\n", result.place.c_str(), keyword.c_str());
+    exit(2);
+  }
+}
+
+// Reads all cases of a file.
+std::vector<Case> readCases(const std::filesystem::path& path) {
+  std::vector<Case> cases;
+  std::string head, text;
+  bool inSection = false;
+  const auto finishSection = [&] {
+    if (inSection) addSection(cases.back(), head, text);
+    inSection = false;
+    text.clear();
+  };
+  int number = 0;
+  for (const std::string& line : splitLines(readFile(path))) {
+    number++;
+    if (line.starts_with("=== ")) {
+      finishSection();
+      Case next;
+      next.name = line.substr(4);
+      next.place = path.filename().string() + ":" + std::to_string(number);
+      cases.push_back(next);
+    } else if (line.starts_with("--- ")) {
+      finishSection();
+      head = line.substr(4);
+      inSection = true;
+    } else if (inSection) {
+      text += line + "\n";
+    }
+  }
+  finishSection();
+  for (Case& one : cases) {
+    if (one.arguments.empty() && !one.files.empty()) one.arguments = {one.files.front().first};
+    if (one.status < 0) {
+      const std::string lines = "\n" + one.messages;
+      one.status = lines.find("\nError ") != std::string::npos || lines.find("\nFatal ") != std::string::npos;
+    }
+  }
+  return cases;
+}
+
+// CR LF and lone CR as a line feed.
+std::string plainLineEnds(const std::string& text) {
+  std::string result;
+  for (size_t i = 0; i < text.size(); i++) {
+    if (text[i] != '\r') {
+      result += text[i];
+    } else if (i + 1 >= text.size() || text[i + 1] != '\n') {
+      result += '\n';
+    }
+  }
+  return result;
+}
+
+// Drops the line marker at the start of a line, if there is one.
+std::string withoutMarker(const std::string& line) {
+  if (line.starts_with("#line ") && line.ends_with('"')) return "";
+  if (!line.starts_with("/* ")) return line;
+  const size_t close = line.find(": */");
+  if (close == std::string::npos || close == 0 || isdigit(static_cast<unsigned char>(line[close - 1])) == 0)
+    return line;
+  return line.substr(close + 4);
+}
+
+// The text of an output without markers, empty lines and blanks at both ends of lines.
+std::string strip(const std::string& text) {
+  std::string result;
+  for (const std::string& line : splitLines(plainLineEnds(text))) {
+    std::string rest = withoutMarker(line);
+    rest.erase(rest.find_last_not_of(" \t") + 1);
+    rest.erase(0, rest.find_first_not_of(" \t"));
+    if (!rest.empty()) result += rest + "\n";
+  }
+  return result;
+}
+
+// The exact form: CR LF as a line feed, and a last line that ends in one, as a section's does.
+std::string exactForm(const std::string& text) {
+  std::string result;
+  for (size_t i = 0; i < text.size(); i++) {
+    if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
+    result += text[i];
+  }
+  return result + "\n";
+}
+
+// Compares a stream with its expected text, line by line, so that a rest can be left open.
+void compareStream(const std::string& expected, const std::string& actual, const char* stream) {
+  const std::vector<std::string> want = splitLines(expected), got = splitLines(actual);
+  std::string shown;
+  for (size_t i = 0; i < got.size(); i++) {
+    const std::string open = "{{*}}";
+    if (i < want.size() && want[i].ends_with(open) &&
+        got[i].starts_with(decode(want[i].substr(0, want[i].size() - open.size()), "\n"))) {
+      shown += want[i] + "\n";
+    } else {
+      shown += got[i] + "\n";
+    }
+  }
+  std::string decoded;
+  for (const std::string& line : want) {
+    decoded += (line.ends_with("{{*}}") ? line : decode(line, "\n")) + "\n";
+  }
+  EXPECT_EQ(decoded, shown) << stream;
+}
+
+// The messages that don't belong to the failing unit.
+std::string ownMessages(const std::string& messages) {
+  std::string result;
+  for (const std::string& line : splitLines(messages)) {
+    if (line.find(std::string(" ") + failingName + " ") == std::string::npos) result += line + "\n";
+  }
+  return result;
+}
+
+// The place of the one source argument, or -1 if there isn't exactly one or it isn't plain.
+int sourceArgument(const Case& one) {
+  int found = -1;
+  for (size_t i = 0; i < one.arguments.size(); i++) {
+    const char first = one.arguments[i].empty() ? '-' : one.arguments[i][0];
+    if (first == '@') return -1;
+    if (first == '-' || first == '/' || first == '+') continue;
+    if (found >= 0) return -1;
+    found = static_cast<int>(i);
+  }
+  return found;
+}
+
+// Compares the outputs in the directory with those of the case.
+void compareOutputs(const Case& one, Variant variant, const std::filesystem::path& directory) {
+  std::vector<std::string> expected = one.existing;
+  for (const auto& [name, text] : one.outputs) expected.push_back(name);
+  for (const auto& [name, text] : one.exacts) expected.push_back(name);
+  for (const auto& [name, text] : one.files) {
+    if (name.ends_with(".i")) expected.push_back(name);
+  }
+  std::sort(expected.begin(), expected.end());
+  expected.erase(std::unique(expected.begin(), expected.end()), expected.end());
+  std::vector<std::string> outputs, others;
+  for (const std::string& name : expected) (name.ends_with(".i") ? outputs : others).push_back(name);
+  std::vector<std::string> present = outputsIn(directory);
+  if (variant == Variant::second) std::erase(present, "zzfail.i");
+  EXPECT_EQ(outputs, present);
+  for (const std::string& name : others) EXPECT_TRUE(std::filesystem::exists(directory / name)) << name;
+  for (const auto& [name, text] : one.outputs) {
+    EXPECT_EQ(text, strip(readFile(directory / name))) << name;
+  }
+  for (const auto& [name, text] : one.exacts) {
+    const std::string written = readFile(directory / name);
+    if (variant == Variant::cr) {
+      EXPECT_EQ(strip(text), strip(written)) << name;
+    } else {
+      EXPECT_EQ(text, exactForm(written)) << name;
+    }
+  }
+}
+
+// Runs a case in one of its variants.
+void runCase(const Case& one, Variant variant) {
+  const ScratchDirectory scratch;
+  const std::string lineEnd = variant == Variant::crLf   ? "\r\n"
+                              : variant == Variant::lfCr ? "\n\r"
+                              : variant == Variant::cr   ? "\r"
+                                                         : "\n";
+  for (const auto& [name, text] : one.files) writeFile(scratch.path() / name, decode(text, lineEnd));
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = one.arguments;
+  setup.environment = one.environment;
+  if (variant == Variant::second) {
+    writeFile(scratch.path() / failingName, failingText());
+    setup.arguments.insert(setup.arguments.begin() + sourceArgument(one), failingName);
+  }
+  const RunResult result = run(setup);
+  const std::string messages = messagesOf(result.out);
+  if (variant == Variant::second) {
+    EXPECT_EQ(one.messages, ownMessages(messages));
+    EXPECT_EQ(1, result.status);
+  } else {
+    EXPECT_EQ(one.messages, messages);
+    EXPECT_EQ(one.status, result.status);
+    if (one.hasOut) compareStream(one.out, plainLineEnds(result.out), "stdout");
+  }
+  compareStream(one.err, result.err, "stderr");
+  compareOutputs(one, variant, scratch.path());
+}
+
+// A test for one case in one variant.
+class CaseTest : public testing::Test {
+ public:
+  CaseTest(const Case& one, Variant variant) : case_(one), variant_(variant) {}
+  void TestBody() override {
+    SCOPED_TRACE(case_.place);
+    runCase(case_, variant_);
+  }
+
+ private:
+  Case case_;
+  Variant variant_;
+};
+
+void addTest(const std::string& theme, const Case& one, Variant variant, const char* suffix) {
+  testing::RegisterTest(theme.c_str(), (one.name + suffix).c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                        [one, variant]() -> testing::Test* { return new CaseTest(one, variant); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  for (int i = 1; i < argc; i++) {
+    const std::filesystem::path path = argv[i];
+    const std::vector<Case> cases = readCases(path);
+    if (cases.empty()) {
+      fprintf(stderr, "%s: no cases\n", argv[i]);
+      return 2;
+    }
+    for (const Case& one : cases) {
+      const std::string theme = path.stem().string();
+      addTest(theme, one, Variant::plain, "");
+      if (!one.asIs) {
+        addTest(theme, one, Variant::crLf, " (CR LF)");
+        addTest(theme, one, Variant::lfCr, " (LF CR)");
+        addTest(theme, one, Variant::cr, " (CR)");
+      }
+      if (!one.alone && sourceArgument(one) >= 0) addTest(theme, one, Variant::second, " (second)");
+    }
+  }
+  return RUN_ALL_TESTS();
+}
