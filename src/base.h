@@ -26,6 +26,9 @@ using std::uint64_t;
 // A routine that runs rarely: kept out of line, away from the hot code.
 #define VSP_COLD [[gnu::cold, gnu::noinline]]
 
+// A loop that most of a run is spent in: laid out and optimised as such.
+#define VSP_HOT [[gnu::hot, gnu::noinline]]
+
 // A fast path that must be part of its caller.
 #define VSP_INLINE [[gnu::always_inline]] inline
 

@@ -19,10 +19,13 @@
 //   --- as-is             no second run with other line ends
 //   --- alone             no second run behind a unit that ended in a fatal error
 //
+// One empty line in front of the next case belongs to neither.
+//
 // What isn't given is checked too: no messages, nothing on standard error, no output (a file *.i) but
 // those named, and the status 1 if the messages hold an Error or a Fatal and else 0.
 //
-// "{{1A}}" is a byte, "{{41*300}}" 300 of it, "{{"ab"*9}}" nine times a text, and "{{end}}" drops the
+// "{{1A}}" is a byte, "{{41*300}}" 300 of it, "{{"ab"*9}}" nine times a text
+// (which may hold line ends), and "{{end}}" drops the
 // line feed behind it. Line feeds from such escapes stay as they are in the runs with other line ends.
 //
 // The runs of a case: as written; with CR LF; with LF CR; with CR, whose outputs are compared without
@@ -84,9 +87,12 @@ std::string decode(const std::string& text, const std::string& lineEnd) {
       count = std::stoul(item.substr(star + 1));
       item.resize(star);
     }
-    const std::string piece = item.starts_with('"')
-                                  ? item.substr(1, item.size() - 2)
-                                  : std::string(1, static_cast<char>(std::stoul(item, nullptr, 16)));
+    std::string piece;
+    if (item.starts_with('"')) {
+      for (const char c : item.substr(1, item.size() - 2)) piece += c == '\n' ? lineEnd : std::string(1, c);
+    } else {
+      piece = static_cast<char>(std::stoul(item, nullptr, 16));
+    }
     for (; count > 0; count--) result += piece;
   }
   return result;
@@ -165,6 +171,7 @@ std::vector<Case> readCases(const std::filesystem::path& path) {
   for (const std::string& line : splitLines(readFile(path))) {
     number++;
     if (line.starts_with("=== ")) {
+      if (text.ends_with("\n\n") || text == "\n") text.pop_back();
       finishSection();
       Case next;
       next.name = line.substr(4);
@@ -258,7 +265,10 @@ void compareStream(const std::string& expected, const std::string& actual, const
 std::string ownMessages(const std::string& messages) {
   std::string result;
   for (const std::string& line : splitLines(messages)) {
-    if (line.find(std::string(" ") + failingName + " ") == std::string::npos) result += line + "\n";
+    const std::string name = std::string(" ") + failingName;
+    if (line.find(name + " ") == std::string::npos && line.find(name + ":") == std::string::npos) {
+      result += line + "\n";
+    }
   }
   return result;
 }

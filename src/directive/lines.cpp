@@ -50,7 +50,7 @@ void resetLineMarkers() {
 }
 
 static void emitNumber(int32_t value) {
-  char digits[16];
+  char digits[32];
   emitRun(asBytes(digits), size_t(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
 }
 

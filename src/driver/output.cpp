@@ -115,11 +115,7 @@ static void printText(const Byte* text, size_t length) {
   printOutput(text, length);
 }
 
-void emitText(const Byte* text, size_t length) {
-  if (length < size_t(output.limit - output.cursor)) [[likely]] {
-    emitRun(text, length);
-    return;
-  }
+void emitTextSlow(const Byte* text, size_t length) {
   if (length == 0) return;
   if (isReadable() && output.lineLength > wrapLength) {
     emitChar('\r');

@@ -36,7 +36,7 @@ static LineBuilder beginLine(size_t textRoom, size_t numbers) {
 }
 
 static void emitNumber(uint32_t value) {
-  char digits[numberRoom];
+  char digits[2 * numberRoom];
   *std::to_chars(digits, digits + sizeof digits - 1, value).ptr = 0;
   emitText(digits);
 }

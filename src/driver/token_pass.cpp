@@ -7,11 +7,10 @@
 
 #include "driver/token_pass.h"
 
-#include <array>
-#include <cstring>
-
 #include "diag/report.h"
 #include "driver/output.h"
+#include "driver/plain_text.h"
+#include "driver/separators.h"
 #include "expr/expr.h"
 #include "input/frame.h"
 #include "input/multibyte.h"
@@ -23,68 +22,6 @@
 #include "scanner/identifiers.h"
 #include "scanner/literals.h"
 #include "scanner/scan.h"
-
-// True for the bytes that a name or number may hold.
-static constexpr bool isWordByte(Byte c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
-
-static constexpr std::array<bool, 256> wordBytes = [] {
-  std::array<bool, 256> table{};
-  for (size_t c = 0; c < table.size(); ++c) table[c] = isWordByte(Byte(c));
-  return table;
-}();
-
-// True for the tokens whose spelling begins with a word byte; for a class of
-// tokens its name counts, so that a string after a name is set apart too.
-static constexpr std::array<bool, tokenCodeCount> wordTokens = {
-#define TOKEN(code, name, spelling) isWordByte(Byte(spelling[0])),
-#include "scanner/tokens.def"
-#undef TOKEN
-};
-static_assert(wordTokens[tokString] && wordTokens[tokIntConst] && !wordTokens[tokEndOfFile]);
-
-constexpr int pairTokens = 64;  // tokens with a lower code may stand in the pairs below
-
-// For each token, the set of tokens that need a blank in front when they follow it.
-struct SeparatorTable {
-  uint64_t followers[pairTokens];
-};
-
-static constexpr SeparatorTable separators = [] {
-  SeparatorTable table{};
-  const auto add = [&](int previous, std::initializer_list<int> followers) {
-    for (const int code : followers) table.followers[previous] |= uint64_t{1} << code;
-  };
-  for (const int code : {tokAssign, tokPlus, tokMinus, tokStar, tokSlash, tokPercent, tokAmpersand, tokBar,
-                         tokCaret, tokShl, tokShr, tokLess, tokGreater, tokExclaim})
-    add(code, {tokAssign, tokEqual});
-  add(tokPlus, {tokPlus, tokAddAssign, tokPlusPlus});
-  add(tokMinus, {tokMinus, tokSubAssign, tokMinusMinus, tokGreater, tokGreaterEqual, tokShr, tokShrAssign,
-                 tokArrow, tokArrowStar});
-  add(tokAmpersand, {tokAmpersand, tokAndAssign, tokAndAnd});
-  add(tokBar, {tokBar, tokOrAssign, tokOrOr});
-  add(tokLess, {tokLess, tokLessEqual, tokShl, tokShlAssign});
-  add(tokGreater, {tokGreater, tokGreaterEqual, tokShr, tokShrAssign});
-  add(tokDot, {tokEllipsis, tokStar, tokMulAssign});
-  add(tokArrow, {tokStar, tokMulAssign});
-  add(tokColon, {tokColon});
-  return table;
-}();
-
-static constexpr int countPairs() {
-  int count = 1;  // ':' and "::", whose code lies beyond the sets
-  for (uint64_t set : separators.followers)
-    for (; set != 0; set &= set - 1) ++count;
-  return count;
-}
-static_assert(countPairs() == 61);
-
-// True if a blank must stand between the two tokens.
-VSP_INLINE bool needsSeparator(int previous, int code) {
-  if (code >= pairTokens) return code == tokColonColon && previous == tokColon;
-  return previous < pairTokens && ((separators.followers[previous] >> code) & 1) != 0;
-}
 
 // --- Strings and asm blocks ---
 
@@ -160,6 +97,13 @@ static void writeAsm() {
 
 // --- The pass ---
 
+// Writes the text of a number or character constant, which ends at the first NUL.
+VSP_INLINE void emitTokenText() {
+  size_t length = 0;
+  while (tokenText[length] != 0) ++length;
+  emitText(tokenText, length);
+}
+
 static void writeToken(int previous, int code) {
   switch (code) {
     case tokIdent: {
@@ -174,10 +118,10 @@ static void writeToken(int previous, int code) {
         emitChar('L');
         wideChar = false;
       }
-      emitText(asChars(tokenText));
+      emitTokenText();
       break;
     case tokFloatConst:
-      emitText(asChars(tokenText));
+      emitTokenText();
       break;
     case tokString:
       writeString();
@@ -187,7 +131,7 @@ static void writeToken(int previous, int code) {
       break;
     default:
       if (needsSeparator(previous, code)) emitChar(' ');
-      emitText(tokenSpelling[code]);
+      emitText(asBytes(tokenSpelling[code]), tokenSpellingLength[code]);
       break;
   }
 }
@@ -200,16 +144,18 @@ static void startTokenPass() {
   if (cplusplusMode) setupCppTypes();
   importMode = false;
   tokenSpelling[tokTry] = cplusplusMode ? "try" : "__try";
+  tokenSpellingLength[tokTry] = cplusplusMode ? 3 : 5;
 }
 
 void tokenPass() {
   startTokenPass();
+  const bool plainText = mayPassPlainText();
   int previous = tokNone;
   for (int code = tokenState.code; code != tokEndOfFile; code = getToken()) {
     const bool afterNumber = previous == tokIntConst || previous == tokLongConst || previous == tokFloatConst;
     if (wordTokens[size_t(code)] && wordBytes[output.lastChar] && !afterNumber) emitChar(' ');
     writeToken(previous, code);
-    previous = code;
+    previous = plainText ? passPlainText(code) : code;
   }
   releaseDeclarators();
 }

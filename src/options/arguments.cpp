@@ -242,9 +242,9 @@ static void skipConfigBlanks() {
   }
 }
 
-// Delivers the next token, whose end is left unread, in `buffer`, which has room for `limit` bytes and a NUL.
-// 1: a token; 0: it is not shorter than `limit`, and its start is delivered; -1: the
-// end of the text.
+// Delivers the next token in `buffer`, which has room for `limit` bytes and a NUL;
+// the byte that ends it is left unread. 1: a token; 0: it is not shorter than
+// `limit`, and its start is delivered; -1: the end of the text.
 static int nextConfigToken(size_t limit, char* buffer) {
   skipConfigBlanks();
   // A NUL ends the whole file, also one that ended the token before.

@@ -124,11 +124,11 @@ static iconv_t openConverter(uint32_t codePage) {
 
 // Converts through the host.
 static int hostToWide(uint32_t codePage, const Byte* text, int count, uint16_t* result, int limit) {
-  static constinit uint32_t openPage = 0;  // that `converter` is for, 0 before the first
-  static iconv_t converter;
   const iconv_t none = reinterpret_cast<iconv_t>(-1);
+  static constinit uint32_t openPage = 0;  // that `converter` is for
+  static iconv_t converter = none;
   if (openPage != codePage) {
-    if (openPage != 0 && converter != none) iconv_close(converter);
+    if (converter != none) iconv_close(converter);
     converter = openConverter(codePage);
     openPage = codePage;
   }

@@ -17,6 +17,11 @@ enum OpenFailure : int {
 // Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
 int openForReading(const char* path);
 
+// Forgets the listings of directories, which are kept to find names in another
+// case. To be called where a run starts in a process that had one before: the
+// current directory may have changed since.
+void forgetDirectories();
+
 // Creates or truncates `path` for reading and writing, and remembers its host
 // name for removeCreatedFile. Returns a handle or an OpenFailure.
 int createFile(const char* path);

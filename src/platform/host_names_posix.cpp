@@ -9,8 +9,8 @@
 // So every spelling of a directory that was ever asked for has a node, which
 // holds its real spelling and its listing or says that there is none, and a
 // second question costs two hash lookups and no system call. Spellings that
-// lead to the same directory share its listing. Nodes and listings stay until
-// the process ends. They may grow old: a file made later is missing from them.
+// lead to the same directory share its listing. Nodes and listings stay for the
+// run. They may grow old: a file made later is missing from them.
 // That does no harm to the names that the program itself makes, since callers
 // try the exact name first.
 
@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/files.h"
 #include "platform/paths.h"
 
 // A name in a listing.
@@ -34,9 +35,10 @@ struct ListedName {
 
 // What stands in a directory.
 struct Listing {
-  Listing* next;  // another directory
-  dev_t device;   // with `inode`, which directory this is
-  ino_t inode;
+  Listing* next;      // another directory
+  dev_t device;       // with `inode` and `changed`, which directory this is: an
+  ino_t inode;        // inode may come to belong to another one
+  timespec changed;   // when a name in it was last made or deleted
   ListedName* names;  // nameCount of them
   uint32_t nameCount;
   uint32_t nameRoom;  // how many `names` has room for
@@ -123,7 +125,9 @@ static Listing* listDirectory(DIR* directory) {
   struct stat status;
   if (fstat(dirfd(directory), &status) != 0) return nullptr;
   for (Listing* known = listings; known != nullptr; known = known->next)
-    if (known->device == status.st_dev && known->inode == status.st_ino) return known;
+    if (known->device == status.st_dev && known->inode == status.st_ino &&
+        known->changed.tv_sec == status.st_mtim.tv_sec && known->changed.tv_nsec == status.st_mtim.tv_nsec)
+      return known;
   Listing* const listing = static_cast<Listing*>(std::calloc(1, sizeof(Listing)));
   if (listing == nullptr) return nullptr;
   bool complete = true;
@@ -135,6 +139,7 @@ static Listing* listDirectory(DIR* directory) {
   }
   listing->device = status.st_dev;
   listing->inode = status.st_ino;
+  listing->changed = status.st_mtim;
   listing->next = listings;
   listings = listing;
   return listing;
@@ -255,6 +260,21 @@ ResolveOutcome resolveHostName(char* name) {
 
 ResolveOutcome resolveHostDirectories(char* name) {
   return correctName(name, std::strlen(name), false);
+}
+
+void forgetDirectories() {
+  for (DirectoryNode*& chain : nodeChains) {
+    while (chain != nullptr) {
+      DirectoryNode* const node = chain;
+      chain = node->next;
+      std::free(node);
+    }
+  }
+  while (listings != nullptr) {
+    Listing* const listing = listings;
+    listings = listing->next;
+    freeListing(listing);
+  }
 }
 
 size_t hostNameStart(const char* name) {

@@ -18,6 +18,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "platform/files.h"
 #include "platform/paths.h"
@@ -57,7 +58,7 @@ struct CharsetRow {
 
 constexpr CharsetRow charsetRows[] = {
     {"UTF8", 65001},     {"SHIFTJIS", 932},   {"SJIS", 932},        {"MSKANJI", 932},    {"WINDOWS31J", 932},
-    {"GBK", 936},        {"GB2312", 936},     {"EUCCN", 936},       {"GB18030", 54936},  {"EUCKR", 949},
+    {"GBK", 936},        {"GB2312", 936},     {"EUCCN", 936},       {"GB18030", 936},    {"EUCKR", 949},
     {"UHC", 949},        {"BIG5", 950},       {"BIG5HKSCS", 950},   {"JOHAB", 1361},     {"EUCJP", 20932},
     {"KOI8R", 20866},    {"KOI8U", 21866},    {"TIS620", 874},      {"ISO88591", 28591}, {"ISO88592", 28592},
     {"ISO88593", 28593}, {"ISO88594", 28594}, {"ISO88595", 28595},  {"ISO88596", 28596}, {"ISO88597", 28597},

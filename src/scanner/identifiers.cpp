@@ -64,31 +64,19 @@ void hashIdentifier(const Byte* name) {
   identHash = sum - length;
 }
 
-// Enters a name that no chain holds.
-VSP_COLD static IdentEntry* makeEntry(const Byte* name, uint32_t* head) {
-  const uint32_t length = identLength;
+VSP_COLD IdentEntry* makeIdentEntry(const Byte* name, uint32_t hash, uint32_t length) {
+  uint32_t& head = hashTable[hash & (hashChainCount - 1)];
   Byte* const place = carveSAVE(offsetof(IdentEntry, firstByte) + length + 1);
   IdentEntry* const entry = new (place) IdentEntry;
   entry->macroBody = noMacro;
-  entry->next = *head;
+  entry->next = head;
   entry->tokenCode = 0;
   entry->nameLength = Byte(length);
   Byte* const spelling = place + offsetof(IdentEntry, firstByte);
   std::memcpy(spelling, name, length);
   spelling[length] = 0;
-  *head = uint32_t(place - saveBase);
+  head = uint32_t(place - saveBase);
   return entry;
-}
-
-IdentEntry* findIdentEntry(const Byte* name) {
-  uint32_t* const head = &hashTable[identHash & (hashChainCount - 1)];
-  const uint32_t length = identLength;
-  for (uint32_t offset = *head; offset != 0;) {
-    IdentEntry* const entry = entryAt(offset);
-    if (entry->nameLength == length && std::memcmp(entry->spelling(), name, length) == 0) return entry;
-    offset = entry->next;
-  }
-  return makeEntry(name, head);
 }
 
 IdentEntry* lookupName(const Byte* name) {

@@ -47,8 +47,27 @@ extern uint32_t identLimit;
 // Sets identHash and identLength for a NUL-terminated name.
 void hashIdentifier(const Byte* name);
 
+// Enters a name that no chain holds; for findIdent.
+IdentEntry* makeIdentEntry(const Byte* name, uint32_t hash, uint32_t length);
+
+// Finds or makes the entry of the `length` bytes at `name`, whose hash is known.
+VSP_INLINE IdentEntry* findIdent(const Byte* name, uint32_t hash, uint32_t length) {
+  for (uint32_t offset = hashTable[hash & (hashChainCount - 1)]; offset != 0;) {
+    IdentEntry* const entry = entryAt(offset);
+    if (entry->nameLength == length) {
+      // Names are short, so this beats a call.
+      const Byte* const spelling = entry->spelling();
+      uint32_t same = 0;
+      while (same < length && spelling[same] == name[same]) ++same;
+      if (same == length) return entry;
+    }
+    offset = entry->next;
+  }
+  return makeIdentEntry(name, hash, length);
+}
+
 // Finds or makes the entry of `name`, with identHash and identLength as they are.
-IdentEntry* findIdentEntry(const Byte* name);
+inline IdentEntry* findIdentEntry(const Byte* name) { return findIdent(name, identHash, identLength); }
 
 // hashIdentifier, then findIdentEntry.
 IdentEntry* lookupName(const Byte* name);

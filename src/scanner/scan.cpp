@@ -28,6 +28,12 @@ const char* tokenSpelling[tokenCodeCount] = {
 #undef TOKEN
 };
 
+constinit Byte tokenSpellingLength[tokenCodeCount] = {
+#define TOKEN(code, name, spelling) sizeof spelling - 1,
+#include "scanner/tokens.def"
+#undef TOKEN
+};
+
 constinit TokenState tokenState{};
 constinit TokenState heldToken{};
 constinit TokenFetch getToken = scanToken;

@@ -20,6 +20,7 @@ constexpr int tokenCodeCount = 164;
 // What the token pass writes for a token that has no text of its own. The entry
 // of tokTry follows the mode of the unit.
 extern const char* tokenSpelling[tokenCodeCount];
+extern Byte tokenSpellingLength[tokenCodeCount];
 
 // The name by which messages call a keyword's token; null if its group was not
 // installed in this unit.

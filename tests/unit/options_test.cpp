@@ -7,6 +7,7 @@
 #include "../check.h"
 #include "diag/report.h"
 #include "input/include_search.h"
+#include "macro/define.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "options/options.h"
@@ -39,6 +40,8 @@ class Options : public testing::Test {
   static void reset() {
     char program[] = "vsp32";
     char* argv[] = {program, nullptr};
+    includeDirs = libraryDirs = nullptr;
+    clearCommandDefines();
     optionBootstrap(argv, 1);
     resetCounters();
   }
