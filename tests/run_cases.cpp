@@ -24,9 +24,9 @@
 // What isn't given is checked too: no messages, nothing on standard error, no output (a file *.i) but
 // those named, and the status 1 if the messages hold an Error or a Fatal and else 0.
 //
-// "{{1A}}" is a byte, "{{41*300}}" 300 of it, "{{"ab"*9}}" nine times a text
-// (which may hold line ends), and "{{end}}" drops the
-// line feed behind it. Line feeds from such escapes stay as they are in the runs with other line ends.
+// "{{1A}}" is a byte, "{{41*300}}" 300 of it, "{{"ab"*9}}" nine times a text (which may hold
+// line ends), and "{{end}}" drops the line feed behind it. A byte stays as it is in the runs with other
+// line ends.
 //
 // The runs of a case: as written; with CR LF; with LF CR; with CR, whose outputs are compared without
 // their markers, since a file that ends in a lone CR is one line shorter; and behind a unit that is

@@ -12,7 +12,6 @@
 
 #include "diag/report.h"
 #include "directive/directives.h"
-#include "expr/expr.h"
 #include "input/frame.h"
 #include "input/guard.h"
 #include "input/multibyte.h"
@@ -24,6 +23,9 @@
 #include "scanner/identifiers.h"
 #include "scanner/literals.h"
 #include "scanner/scan.h"
+
+// Called from here, defined later:
+#include "expr/expr.h"
 
 constinit ConditionRecord* condStack = nullptr;
 
@@ -168,12 +170,89 @@ static bool skipDirective(Skip& skip, bool& toLineEnd) {
   return false;
 }
 
+// The end of the literal whose quote stands at `cursor`, or of the line if that
+// comes first; null if it runs into anything that the reader of literals must see.
+static const Byte* plainLiteralEnd(const Byte* cursor, const Byte* limit) {
+  const Byte quote = *cursor++;
+  for (; cursor + 1 < limit; ++cursor) {
+    const Byte c = *cursor;
+    if (c == quote) return cursor + 1;
+    if (isLineEnd(c)) return cursor;
+    if (c == endOfTextByte) return nullptr;
+    if (c == '\\' && isLineEnd(*++cursor)) return nullptr;
+  }
+  return nullptr;
+}
+
+// The end of the comment that begins at `cursor`, if it ends on its line; null if
+// not.
+static const Byte* plainCommentEnd(const Byte* cursor, const Byte* limit) {
+  if (cursor[1] == '/') {
+    const Byte* const end = findLineCommentStop(cursor + 2, limit);
+    return end < limit && isLineEnd(*end) ? end : nullptr;
+  }
+  if (optionImage.nestedComments != 0) return nullptr;
+  for (cursor += 2;; ++cursor) {
+    cursor = findCommentStop(cursor, limit);
+    if (cursor + 1 >= limit || (*cursor != '*' && *cursor != '/')) return nullptr;
+    if (cursor[0] == '*' && cursor[1] == '/') return cursor + 2;
+  }
+}
+
+// The line end that ends a line of skipped text from `cursor` on, with a byte
+// behind it; null if the line is not wholly in the buffer, or is not plain.
+static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
+  for (;;) {
+    cursor = findSkippedLineStop(cursor, limit);
+    if (cursor + 1 >= limit) return nullptr;
+    switch (*cursor) {
+      case '\n':
+      case '\r':
+        return cursor;
+      case '"':
+      case '\'':
+        cursor = plainLiteralEnd(cursor, limit);
+        break;
+      case '/':
+        cursor = cursor[1] == '/' || cursor[1] == '*' ? plainCommentEnd(cursor, limit) : cursor + 1;
+        break;
+      case '\\':
+        cursor = isLineEnd(cursor[1]) ? nullptr : cursor + 1;
+        break;
+      default:
+        return nullptr;
+    }
+    if (cursor == nullptr) return nullptr;
+  }
+}
+
+// Skips whole lines straight from the buffer, as far as they are no directives
+// and hold nothing unusual. A line that is not plain is left untouched for the
+// ordinary road.
+VSP_HOT static void skipPlainLines() {
+  if (anyLeadBytes || keepComments() || pendingText != nullptr) return;
+  for (;;) {
+    const Byte* const limit = inputLimit;
+    const Byte* cursor = inputCursor;
+    while (*cursor == ' ' || *cursor == '\t') ++cursor;
+    // What skipSpace passes in its own way may hide a directive.
+    if (cursor >= limit || *cursor == '#' || *cursor == '/' || tokenClass[*cursor] == classBlank ||
+        *cursor == '\\' || *cursor == 0)
+      return;
+    const Byte* const end = plainLineEnd(cursor, limit);
+    if (end == nullptr) return;
+    inputCursor = end + 1;
+    countNewline(*end);
+  }
+}
+
 // Skips lines up to the directive that ends the skip; directiveId says which one
 // it was. The end of its line stays unread.
 static void skipGroup(bool groupTaken, bool elseAllowed) {
   Skip skip{groupTaken, elseAllowed, 0};
   const int32_t startLine = currentLine;
   for (;;) {
+    skipPlainLines();
     Byte c = nextSignificantChar(nextChar());
     if (c == endOfTextByte) {
       reportError(msgEndInConditional, startLine);

@@ -50,7 +50,7 @@ void resetLineMarkers() {
 }
 
 static void emitNumber(int32_t value) {
-  char digits[32];
+  char digits[40];
   emitRun(asBytes(digits), size_t(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
 }
 

@@ -174,7 +174,7 @@ static const char* outputNameOf(const char* sourcePath) {
   char* const name = static_cast<char*>(memAlloc(uint32_t(directoryLength + 1 + baseLength + 3)));
   char* target = name;
   for (size_t i = 0; i < directoryLength; ++i) *target++ = char(foldCase(Byte(directory[i])));
-  if (target != name && !isSeparator(target[-1]) && target[-1] != ':') *target++ = '\\';
+  if (directoryLength != 0 && !endsInSeparator(name, directoryLength)) *target++ = '\\';
   std::memcpy(target, sourcePath + parts.nameStart, baseLength);
   std::memcpy(target + baseLength, ".i", 3);
   return name;
@@ -211,19 +211,21 @@ void closeOutput() {
   dropBuffer();
   closeFile(output.handle);
   output.handle = -1;
-  if (written) return;
+  if (written) {
+    keepCreatedFile();
+    return;
+  }
   removeCreatedFile();
   reportFatal(msgWriteFailed);
 }
 
 void removeOutput() {
-  if (output.handle < 0) return;
-  const bool isFile = !output.toConsole;
+  // The platform knows the file from the moment that it exists, which is earlier
+  // than the handle stands here.
   const int handle = output.handle;
   output.handle = -1;
+  if (handle >= 0 && !output.toConsole) closeFile(handle);
   output.toConsole = false;
-  if (!isFile) return;
-  closeFile(handle);
   removeCreatedFile();
 }
 

@@ -194,6 +194,7 @@ int runProgram(int argc, char** argv) {
   resetCounters();
   includeDirs = libraryDirs = nullptr;
   clearCommandDefines();
+  forgetDirectories();
   installFaultFilters();
   memoryStart();
   lookForQuietSwitches(argv, argc);

@@ -36,7 +36,7 @@ static LineBuilder beginLine(size_t textRoom, size_t numbers) {
 }
 
 static void emitNumber(uint32_t value) {
-  char digits[2 * numberRoom];
+  char digits[40];
   *std::to_chars(digits, digits + sizeof digits - 1, value).ptr = 0;
   emitText(digits);
 }

@@ -15,11 +15,11 @@
 #include "options/option_image.h"
 #include "platform/paths.h"
 #include "scanner/identifiers.h"
-#include "scanner/scan.h"
 
 // Called from here, defined later:
 #include "directive/conditions.h"
 #include "directive/directives.h"
+#include "scanner/scan.h"
 
 constinit bool notDefinedArmed = false;
 constinit IdentEntry* notDefinedEntry = nullptr;

@@ -15,10 +15,7 @@
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "platform/paths.h"
-#include "scanner/char_class.h"
 #include "scanner/identifiers.h"
-#include "scanner/literals.h"
-#include "scanner/scan.h"
 
 // Called from here, defined later:
 #include "directive/conditions.h"
@@ -27,6 +24,9 @@
 #include "macro/define.h"
 #include "macro/expand.h"
 #include "macro/macro_text.h"
+#include "scanner/char_class.h"
+#include "scanner/literals.h"
+#include "scanner/scan.h"
 
 constinit DirList includeDirs = nullptr;
 constinit DirList libraryDirs = nullptr;
@@ -43,7 +43,7 @@ static void addDir(DirList& list, const char* item, size_t length) {
   size_t used = 0;
   for (size_t i = 0; i < length; ++i)
     if (item[i] != '"') path[used++] = item[i];
-  if (used != 0 && !isSeparator(path[used - 1]) && path[used - 1] != ':') path[used++] = '\\';
+  if (used != 0 && !endsInSeparator(path, used)) path[used++] = '\\';
   path[used] = 0;
   DirNode* const node = permRecord<DirNode>();
   *node = {list, path};

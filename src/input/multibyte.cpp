@@ -7,6 +7,7 @@
 #include "options/option_image.h"
 #include "platform/code_page.h"
 #include "platform/locale.h"
+#include "platform/paths.h"
 
 constinit Byte leadByteTable[256] = {};
 constinit bool anyLeadBytes = false;
@@ -21,6 +22,7 @@ void buildLeadByteTable() {
     leadByteTable[b] = isLeadByteOf(optionImage.codePage, Byte(b)) ? 1 : 0;
     if (leadByteTable[b] != 0) anyLeadBytes = true;
   }
+  pathLeadBytes = anyLeadBytes ? leadByteTable : nullptr;
 }
 
 uint32_t wideCharOf(uint32_t value, uint32_t& size) {

@@ -17,12 +17,12 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "scanner/identifiers.h"
-#include "scanner/literals.h"
-#include "scanner/scan.h"
 
 // Called from here, defined later:
 #include "directive/conditions.h"
 #include "macro/expand.h"
+#include "scanner/literals.h"
+#include "scanner/scan.h"
 
 constinit bool importMode = false;
 
@@ -47,9 +47,9 @@ static bool tryPathDirectory(const char* item, size_t length, const char* name) 
   while (length != 0 && (item[length - 1] == ' ' || item[length - 1] == '\t')) --length;
   const size_t nameLength = std::strlen(name);
   if (length == 0 || length + 1 + nameLength > pathLimit) return false;
-  char path[pathLimit + 1];
+  char path[pathLimit + 1] = {};
   for (size_t i = 0; i < length; ++i) path[i] = char(foldCase(Byte(item[i])));
-  if (!isSeparator(path[length - 1]) && path[length - 1] != ':') path[length++] = '\\';
+  if (!endsInSeparator(path, length)) path[length++] = '\\';
   std::memcpy(path + length, name, nameLength + 1);
   const char* start = path;
   while (*start == ' ' || *start == '\t') ++start;

@@ -31,11 +31,11 @@ void low_level_rls(void* range, size_t size);
 // Bytes for the rest of the run.
 void* permAlloc(size_t size);
 
-// A record for the rest of the run, aligned as it needs.
+// A record for the rest of the run.
 template <typename Record>
 Record* permRecord() {
-  const size_t address = reinterpret_cast<size_t>(permAlloc(sizeof(Record) + alignof(Record) - 1));
-  return new (reinterpret_cast<void*>((address + alignof(Record) - 1) & ~(alignof(Record) - 1))) Record;
+  static_assert(alignof(Record) <= 8);
+  return new (permAlloc(sizeof(Record))) Record;
 }
 
 // A copy of `length` bytes of `text` with a NUL behind them, for the run.

@@ -26,9 +26,12 @@ void forgetDirectories();
 // name for removeCreatedFile. Returns a handle or an OpenFailure.
 int createFile(const char* path);
 
-// Deletes the file that createFile made last, if it is an ordinary file.
-// Safe in a signal handler.
+// Deletes the file that createFile made last, if it is an ordinary file and
+// keepCreatedFile has not said that it is complete. Safe in a signal handler.
 void removeCreatedFile();
+
+// The file that createFile made last is complete and stays.
+void keepCreatedFile();
 
 // Reads up to `size` bytes; fewer only at the end. 0 at the end, -1 on failure.
 int64_t readFile(int handle, void* buffer, size_t size);

@@ -10,10 +10,12 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <initializer_list>
 
 #include "platform/host_names.h"
 
@@ -80,7 +82,8 @@ static void rememberCreated(int handle, const char* name) {
   createdFile.ordinary = true;
 }
 
-int createFile(const char* path) {
+// Makes the file and notes it; the caller has blocked the break signals.
+static int createAndRemember(const char* path) {
   constexpr int flags = O_RDWR | O_CREAT | O_TRUNC;
   char name[hostNameSize];
   if (!spellHostName(path, name)) return openFailed;
@@ -94,6 +97,21 @@ int createFile(const char* path) {
   }
   rememberCreated(handle, name);
   return handle;
+}
+
+int createFile(const char* path) {
+  // A break between the file's making and its note would leave an empty file.
+  sigset_t breaks, former;
+  sigemptyset(&breaks);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&breaks, signal);
+  sigprocmask(SIG_BLOCK, &breaks, &former);
+  const int handle = createAndRemember(path);
+  sigprocmask(SIG_SETMASK, &former, nullptr);
+  return handle;
+}
+
+void keepCreatedFile() {
+  createdFile.ordinary = false;
 }
 
 void removeCreatedFile() {

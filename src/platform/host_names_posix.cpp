@@ -247,11 +247,16 @@ static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNo
 
 bool spellHostName(const char* path, char* name) {
   if (path[0] != 0 && path[1] == ':' && !isSeparator(path[0])) path += 2;
-  for (size_t i = 0; i < hostNameSize; ++i) {
+  size_t i = 0;
+  while (path[i] != 0) {
+    const size_t size = pathCharLength(path + i);
+    if (i + size >= hostNameSize) return false;
     name[i] = path[i] == '\\' ? '/' : path[i];
-    if (path[i] == 0) return true;
+    if (size == 2) name[i + 1] = path[i + 1];
+    i += size;
   }
-  return false;
+  name[i] = 0;
+  return true;
 }
 
 ResolveOutcome resolveHostName(char* name) {

@@ -5,20 +5,34 @@
 
 #include <cstring>
 
+constinit const Byte* pathLeadBytes = nullptr;
+
 PathParts splitPath(const char* path) {
-  const size_t length = std::strlen(path);
   PathParts parts{};
-  parts.length = length;
-  if (length >= 2 && path[1] == ':' && !isSeparator(path[0])) parts.driveLength = 2;
-  parts.nameStart = length;
-  while (parts.nameStart > parts.driveLength && !isSeparator(path[parts.nameStart - 1])) --parts.nameStart;
-  parts.extension = length;
-  for (size_t i = length; i > parts.nameStart; --i) {
-    if (path[i - 1] != '.') continue;
-    parts.extension = i - 1;
-    break;
+  if (path[0] != 0 && path[1] == ':' && !isSeparator(path[0])) parts.driveLength = 2;
+  parts.nameStart = parts.driveLength;
+  size_t dot = 0;
+  size_t i = parts.driveLength;
+  while (path[i] != 0) {
+    const size_t size = pathCharLength(path + i);
+    if (size == 1 && isSeparator(path[i])) {
+      parts.nameStart = i + 1;
+      dot = 0;
+    } else if (size == 1 && path[i] == '.') {
+      dot = i + 1;
+    }
+    i += size;
   }
+  parts.length = i;
+  parts.extension = dot != 0 ? dot - 1 : i;
   return parts;
+}
+
+bool endsInSeparator(const char* path, size_t length) {
+  if (length == 0) return false;
+  size_t last = 0;
+  for (size_t i = 0; i < length; i += pathCharLength(path + i)) last = i;
+  return last == length - 1 && (isSeparator(path[last]) || path[last] == ':');
 }
 
 bool isRootedPath(const char* path) {

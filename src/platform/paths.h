@@ -10,7 +10,19 @@
 // The longest path that the searches build, without its NUL.
 constexpr size_t pathLimit = 260;
 
-inline bool isSeparator(char c) { return c == '\\' || c == '/'; }
+inline bool isSeparator(char c) {
+  return c == '\\' || c == '/';
+}
+
+// The table of the bytes that begin a double-byte character (256 entries, not 0
+// for such a byte), null where there are none. A trail byte may look like a
+// separator and is none.
+extern const Byte* pathLeadBytes;
+
+// How many bytes the character at `text` takes: 2 for a double-byte one.
+inline size_t pathCharLength(const char* text) {
+  return pathLeadBytes != nullptr && pathLeadBytes[Byte(text[0])] != 0 && text[1] != 0 ? 2 : 1;
+}
 
 // Where the parts of a path begin. The directory is path[driveLength ..
 // nameStart), with its closing separator; the extension is path[extension ..
@@ -25,11 +37,17 @@ struct PathParts {
 
 PathParts splitPath(const char* path);
 
+// True if a name can be put behind the `length` bytes of `path` as it stands: it
+// ends in a separator or in the colon of a drive.
+bool endsInSeparator(const char* path, size_t length);
+
 // True for a name with a drive or with a separator in front.
 bool isRootedPath(const char* path);
 
 // ASCII lower case to upper case.
-inline Byte foldCase(Byte c) { return (c >= 'a' && c <= 'z') ? Byte(c - 0x20) : c; }
+inline Byte foldCase(Byte c) {
+  return (c >= 'a' && c <= 'z') ? Byte(c - 0x20) : c;
+}
 
 // True if the two names are equal when ASCII case is folded.
 bool sameFileName(const char* a, const char* b);

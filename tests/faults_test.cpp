@@ -1,0 +1,299 @@
+// Runs the program where the host fails it: signals in the middle of a run, full disks, no descriptors,
+// little memory, a small stack. Each run must end in the right message, leave no half-written output,
+// and get the next file right.
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <thread>
+
+#include "check.h"
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool sanitized = true;
+#elif defined(__has_feature)
+constexpr bool sanitized = __has_feature(address_sanitizer);
+#else
+constexpr bool sanitized = false;
+#endif
+
+void setLimit(decltype(RLIMIT_AS) resource, rlim_t value) {
+  const rlimit limit = {value, value};
+  if (setrlimit(resource, &limit) != 0) _exit(96);
+}
+
+// Text of many lines, each with its number.
+std::string manyLines(int count) {
+  std::string text;
+  for (int i = 0; i < count; i++) text += "int line" + std::to_string(i) + " = __LINE__;\n";
+  return text;
+}
+
+// A small file that must come out right behind every failure.
+void writeNext(const std::filesystem::path& directory) {
+  writeFile(directory / "next.c", "#define N(x) #x x\nN(right)\n");
+}
+void expectNext(const std::filesystem::path& directory) {
+  EXPECT_EQ("/* next.c 1: */\r\n/* next.c 2: */\"right\" right\r\n/* next.c 3: */\r\n/* next.c 4: */",
+            readFile(directory / "next.i"));
+}
+
+// The break signal at many moments: either the run had ended, with its whole output, or nothing is
+// left of the output and the status is 255.
+class BreakSignal : public testing::TestWithParam<int> {};
+
+TEST_P(BreakSignal, LeavesNoHalfOutput) {
+  const ScratchDirectory scratch;
+  writeFile(scratch.path() / "a.c", manyLines(sanitized ? 60000 : 600000));
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = {"-q", "a.c"};
+  ASSERT_EQ(0, run(setup).status);
+  const std::string whole = readFile(scratch.path() / "a.i");
+  std::filesystem::remove(scratch.path() / "a.i");
+  int broken = 0;
+  for (int moment = 0; moment < 40; moment++) {
+    // Closely spaced where the output comes into being, then further on.
+    const int wait = moment < 30 ? 300 + moment * 150 : (moment - 28) * 5000;
+    setup.inParent = [&](pid_t child) {
+      std::this_thread::sleep_for(std::chrono::microseconds(sanitized ? wait * 4 : wait));
+      kill(child, GetParam());
+    };
+    const RunResult result = run(setup);
+    const bool exists = std::filesystem::exists(scratch.path() / "a.i");
+    if (result.status == 0) {
+      EXPECT_EQ(whole, readFile(scratch.path() / "a.i"));
+    } else if (result.status != 1000 + GetParam()) {
+      // The signal's own status means that it came before the handler stood.
+      EXPECT_EQ(255, result.status);
+      EXPECT_FALSE(exists) << "moment " << moment;
+      broken++;
+    }
+    std::filesystem::remove(scratch.path() / "a.i");
+  }
+  EXPECT_GT(broken, 0) << "no signal met a running program";
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, BreakSignal, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+// A write of a full buffer fails: the file goes, unless it is to be kept.
+TEST(FullDisk, WholeBuffer) {
+  for (const bool keep : {false, true}) {
+    const ScratchDirectory scratch;
+    writeFile(scratch.path() / "a.c", manyLines(2000));
+    writeNext(scratch.path());
+    RunSetup setup;
+    setup.directory = scratch.path();
+    setup.arguments = {keep ? "-Sk" : "-q", "a.c", "next.c"};
+    setup.inChild = [] {
+      signal(SIGXFSZ, SIG_IGN);
+      setLimit(RLIMIT_FSIZE, 9000);
+    };
+    const RunResult result = run(setup);
+    EXPECT_EQ(1, result.status);
+    const std::string messages = messagesOf(result.out);
+    EXPECT_TRUE(messages.starts_with("Error F1013 a.c ")) << messages;
+    EXPECT_TRUE(messages.ends_with(": Error writing output file\n")) << messages;
+    EXPECT_EQ(1U, splitLines(messages).size()) << messages;
+    EXPECT_EQ(keep, std::filesystem::exists(scratch.path() / "a.i"));
+    expectNext(scratch.path());
+  }
+}
+
+// The last block alone fails, when the unit has no errors: the file goes even with -Sk.
+TEST(FullDisk, LastBlock) {
+  const ScratchDirectory scratch;
+  writeFile(scratch.path() / "a.c", manyLines(20));
+  writeNext(scratch.path());
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = {"-Sk", "a.c", "next.c"};
+  setup.inChild = [] {
+    signal(SIGXFSZ, SIG_IGN);
+    setLimit(RLIMIT_FSIZE, 400);
+  };
+  const RunResult result = run(setup);
+  EXPECT_EQ(1, result.status);
+  EXPECT_EQ(1U, splitLines(messagesOf(result.out)).size()) << result.out;
+  EXPECT_NE(std::string::npos, result.out.find("F1013")) << result.out;
+  EXPECT_NE(std::string::npos, result.out.find("*** 1 errors in Compile ***")) << result.out;
+  EXPECT_FALSE(std::filesystem::exists(scratch.path() / "a.i"));
+  expectNext(scratch.path());
+}
+
+// Writes a chain of `count` headers, each with text before and behind its include.
+void writeChain(const std::filesystem::path& directory, int count) {
+  writeFile(directory / "a.c", "#include \"h0.h\"\nlast __LINE__\n");
+  for (int i = 0; i < count; i++) {
+    std::string text = "in" + std::to_string(i) + "\n";
+    if (i + 1 < count) text += "#include \"h" + std::to_string(i + 1) + ".h\"\n";
+    // Enough text that the file's second block has to be read when the file is opened again.
+    if (i % 100 == 0) text += std::string(20000, ' ') + "\n";
+    text += "out" + std::to_string(i) + " __LINE__ __FILE__\n";
+    writeFile(directory / ("h" + std::to_string(i) + ".h"), text);
+  }
+}
+
+// Reading goes on in each outer file when its descriptor had to be given up for an inner one.
+TEST(Descriptors, DeepNestingWithFewOfThem) {
+  const int count = 999;
+  const ScratchDirectory scratch;
+  writeChain(scratch.path(), count);
+  std::string expected;
+  for (int i = 0; i < count; i++) expected += "in" + std::to_string(i) + " ";
+  for (int i = count - 1; i >= 0; i--) {
+    const std::string number = std::to_string(i);
+    const int line = 2 + (i + 1 < count) + (i % 100 == 0);
+    expected += "out" + number + " " + std::to_string(line) + " \"h" + number + ".h\" ";
+  }
+  expected += "last 2 ";
+  for (const rlim_t limit : {rlim_t{20}, rlim_t{4096}}) {
+    RunSetup setup;
+    setup.directory = scratch.path();
+    setup.arguments = {"-P-", "a.c"};
+    setup.inChild = [limit] { setLimit(RLIMIT_NOFILE, limit); };
+    const RunResult result = run(setup);
+    EXPECT_EQ("", messagesOf(result.out));
+    EXPECT_EQ(0, result.status);
+    std::string left;
+    for (std::string line : splitLines(readFile(scratch.path() / "a.i"))) {
+      line.erase(line.find_last_not_of(" \r") + 1);
+      line.erase(0, line.find_first_not_of(' '));
+      if (!line.empty() && !line.starts_with("#line ")) left += line + " ";
+    }
+    EXPECT_EQ(expected, left) << "with " << limit << " descriptors";
+  }
+}
+
+// One file more is too deep, and the next source is read as usual.
+TEST(Descriptors, NestingHasALimit) {
+  const ScratchDirectory scratch;
+  writeChain(scratch.path(), 1000);
+  writeNext(scratch.path());
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = {"a.c", "next.c"};
+  setup.inChild = [] { setLimit(RLIMIT_NOFILE, 20); };
+  const RunResult result = run(setup);
+  EXPECT_EQ("Fatal F1005 h998.h 2: Include files nested too deep\n", messagesOf(result.out));
+  EXPECT_EQ(1, result.status);
+  expectNext(scratch.path());
+}
+
+// A file that vanishes while it is suspended ends there; the run must not hang or crash.
+TEST(Descriptors, SuspendedFileVanishes) {
+  const ScratchDirectory scratch;
+  writeChain(scratch.path(), 60);
+  // The innermost header is a pipe: it holds the program up until the outermost one is gone.
+  const std::string pipe = (scratch.path() / "h59.h").string();
+  std::filesystem::remove(pipe);
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  writeNext(scratch.path());
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = {"a.c", "next.c"};
+  setup.inChild = [] { setLimit(RLIMIT_NOFILE, 20); };
+  setup.inParent = [&](pid_t) {
+    std::ofstream stream(pipe);
+    std::filesystem::remove(scratch.path() / "h0.h");
+    stream << "piped\n";
+  };
+  const RunResult result = run(setup);
+  EXPECT_TRUE(result.status == 0 || result.status == 1) << result.status;
+  expectNext(scratch.path());
+}
+
+// Little memory: a run either works or says that it has none, and never leaves half an output.
+TEST(Memory, RunsOutInOrder) {
+  if (sanitized) GTEST_SKIP() << "the sanitizer needs more address space than any limit leaves";
+  const ScratchDirectory scratch;
+  std::string text;
+  for (int i = 0; i < 20000; i++) {
+    const std::string name = "macro_with_a_long_name_" + std::to_string(i);
+    text += "#define " + name + "(a) " + std::string(200, 'x') + " a\n";
+  }
+  writeFile(scratch.path() / "a.c", text + "end\n");
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = {"-q", "a.c"};
+  ASSERT_EQ(0, run(setup).status);
+  const std::string whole = readFile(scratch.path() / "a.i");
+  int worked = 0, exhausted = 0;
+  for (rlim_t megabytes = 2; megabytes <= 4096; megabytes += megabytes / 2) {
+    std::filesystem::remove(scratch.path() / "a.i");
+    setup.inChild = [megabytes] { setLimit(RLIMIT_AS, megabytes << 20); };
+    const RunResult result = run(setup);
+    // The loader itself may find no room; that is not the program's run.
+    if (result.status == 127 || result.status >= 1000) {
+      EXPECT_LT(megabytes, 16U) << result.status << result.err;
+      continue;
+    }
+    if (result.status == 0) {
+      worked++;
+      EXPECT_EQ(whole, readFile(scratch.path() / "a.i"));
+    } else {
+      exhausted++;
+      EXPECT_EQ(1, result.status);
+      EXPECT_NE(std::string::npos, messagesOf(result.out).find("F1008")) << result.out;
+      EXPECT_FALSE(std::filesystem::exists(scratch.path() / "a.i"));
+    }
+  }
+  EXPECT_GT(worked, 0);
+  EXPECT_GT(exhausted, 0);
+}
+
+// Deep recursion of the expression reader and of macro arguments ends the file and no more.
+TEST(Stack, DeepNesting) {
+  const std::string deepExpression =
+      "#if " + std::string(400000, '(') + "1" + std::string(400000, ')') + "\n#endif\nend\n";
+  std::string deepCalls = "#define f(a) a\n";
+  for (int i = 0; i < 30000; i++) deepCalls += "f(";
+  for (const std::string& text : {deepExpression, deepCalls + "\n"}) {
+    for (const rlim_t kilobytes : {512, 8192}) {
+      const ScratchDirectory scratch;
+      writeFile(scratch.path() / "a.c", text);
+      writeNext(scratch.path());
+      RunSetup setup;
+      setup.directory = scratch.path();
+      setup.arguments = {"-q", "a.c", "next.c"};
+      setup.inChild = [kilobytes] { setLimit(RLIMIT_STACK, kilobytes << 10); };
+      const RunResult result = run(setup);
+      EXPECT_EQ(1, result.status);
+      EXPECT_NE("", messagesOf(result.out));
+      EXPECT_FALSE(std::filesystem::exists(scratch.path() / "a.i"));
+      expectNext(scratch.path());
+    }
+  }
+  const ScratchDirectory scratch;
+  writeFile(scratch.path() / "a.c", deepExpression);
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = {"-q", "a.c"};
+  setup.inChild = [] { setLimit(RLIMIT_STACK, 512 << 10); };
+  EXPECT_EQ("Fatal F1008 a.c 1: Out of memory\n", messagesOf(run(setup).out));
+}
+
+// A source that can't be read, a directory in place of a file, and standard output that is full.
+TEST(Files, UnreadableOnes) {
+  const ScratchDirectory scratch;
+  writeNext(scratch.path());
+  writeFile(scratch.path() / "a.c", "#include \"dir\"\n#include \"closed.h\"\n");
+  std::filesystem::create_directories(scratch.path() / "dir");
+  writeFile(scratch.path() / "closed.h", "closed\n");
+  std::filesystem::permissions(scratch.path() / "closed.h", std::filesystem::perms::none);
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = {"-q", "a.c", "next.c"};
+  const RunResult result = run(setup);
+  std::string expected = "Error E2209 a.c 1: Unable to open include file 'dir'\n";
+  // To the administrator every file is open.
+  if (geteuid() != 0) expected += "Error E2209 a.c 2: Unable to open include file 'closed.h'\n";
+  EXPECT_EQ(expected, messagesOf(result.out));
+  EXPECT_EQ(1, result.status);
+  expectNext(scratch.path());
+}
+
+}  // namespace
