@@ -104,6 +104,8 @@ inline RunResult run(const RunSetup& setup) {
     dup2(err, 2);
     close(out);
     close(err);
+    // A run that hangs ends by this signal, and the test fails in place of the whole suite.
+    alarm(120);
     if (setup.inChild) setup.inChild();
     execve(argv[0], argv.data(), envp.data());
     _exit(97);

@@ -3,7 +3,6 @@
 // and get the next file right.
 
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <thread>
@@ -47,7 +46,7 @@ class BreakSignal : public testing::TestWithParam<int> {};
 
 TEST_P(BreakSignal, LeavesNoHalfOutput) {
   const ScratchDirectory scratch;
-  writeFile(scratch.path() / "a.c", manyLines(sanitized ? 60000 : 600000));
+  writeFile(scratch.path() / "a.c", manyLines(sanitized ? 30000 : 200000));
   RunSetup setup;
   setup.directory = scratch.path();
   setup.arguments = {"-q", "a.c"};
@@ -180,29 +179,6 @@ TEST(Descriptors, NestingHasALimit) {
   const RunResult result = run(setup);
   EXPECT_EQ("Fatal F1005 h998.h 2: Include files nested too deep\n", messagesOf(result.out));
   EXPECT_EQ(1, result.status);
-  expectNext(scratch.path());
-}
-
-// A file that vanishes while it is suspended ends there; the run must not hang or crash.
-TEST(Descriptors, SuspendedFileVanishes) {
-  const ScratchDirectory scratch;
-  writeChain(scratch.path(), 60);
-  // The innermost header is a pipe: it holds the program up until the outermost one is gone.
-  const std::string pipe = (scratch.path() / "h59.h").string();
-  std::filesystem::remove(pipe);
-  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
-  writeNext(scratch.path());
-  RunSetup setup;
-  setup.directory = scratch.path();
-  setup.arguments = {"a.c", "next.c"};
-  setup.inChild = [] { setLimit(RLIMIT_NOFILE, 20); };
-  setup.inParent = [&](pid_t) {
-    std::ofstream stream(pipe);
-    std::filesystem::remove(scratch.path() / "h0.h");
-    stream << "piped\n";
-  };
-  const RunResult result = run(setup);
-  EXPECT_TRUE(result.status == 0 || result.status == 1) << result.status;
   expectNext(scratch.path());
 }
 

@@ -184,21 +184,6 @@ static const Byte* plainLiteralEnd(const Byte* cursor, const Byte* limit) {
   return nullptr;
 }
 
-// The end of the comment that begins at `cursor`, if it ends on its line; null if
-// not.
-static const Byte* plainCommentEnd(const Byte* cursor, const Byte* limit) {
-  if (cursor[1] == '/') {
-    const Byte* const end = findLineCommentStop(cursor + 2, limit);
-    return end < limit && isLineEnd(*end) ? end : nullptr;
-  }
-  if (optionImage.nestedComments != 0) return nullptr;
-  for (cursor += 2;; ++cursor) {
-    cursor = findCommentStop(cursor, limit);
-    if (cursor + 1 >= limit || (*cursor != '*' && *cursor != '/')) return nullptr;
-    if (cursor[0] == '*' && cursor[1] == '/') return cursor + 2;
-  }
-}
-
 // The line end that ends a line of skipped text from `cursor` on, with a byte
 // behind it; null if the line is not wholly in the buffer, or is not plain.
 static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
@@ -214,7 +199,7 @@ static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
         cursor = plainLiteralEnd(cursor, limit);
         break;
       case '/':
-        cursor = cursor[1] == '/' || cursor[1] == '*' ? plainCommentEnd(cursor, limit) : cursor + 1;
+        cursor = cursor[1] == '/' || cursor[1] == '*' ? findPlainCommentEnd(cursor, limit) : cursor + 1;
         break;
       case '\\':
         cursor = isLineEnd(cursor[1]) ? nullptr : cursor + 1;
@@ -230,7 +215,7 @@ static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
 // and hold nothing unusual. A line that is not plain is left untouched for the
 // ordinary road.
 VSP_HOT static void skipPlainLines() {
-  if (anyLeadBytes || keepComments() || pendingText != nullptr) return;
+  if (anyLeadBytes || keepComments() || optionImage.nestedComments != 0 || pendingText != nullptr) return;
   for (;;) {
     const Byte* const limit = inputLimit;
     const Byte* cursor = inputCursor;

@@ -40,7 +40,8 @@ struct PlainRun {
 
 bool mayPassPlainText() {
   return (optionImage.outputFlags & readableFlag) == 0 && !keepComments() && output.buffer != nullptr &&
-         !anyLeadBytes && optionImage.languageLevel != levelAnsi;
+         !anyLeadBytes && optionImage.nestedComments == 0 &&
+         (cplusplusMode || optionImage.languageLevel == levelFamily);
 }
 
 // Writes the blank that keeps a token which begins with a word byte apart.
@@ -179,13 +180,26 @@ VSP_INLINE bool beginsPlainLine(int charClassOf) {
   return ((others >> -charClassOf) & 1) == 0;
 }
 
-// A line end and the blanks that begin the next line, if plain text follows them.
+// Passes the blanks and the whole comments from `next` on. Null if that ends in a
+// place that is not plain.
+VSP_INLINE const Byte* skipPlainSpace(const Byte* next, const Byte* limit) {
+  for (;;) {
+    while (*next == ' ' || *next == '\t') ++next;
+    if (next + 1 >= limit || *next != '/') return next;
+    if (next[1] != '*' && next[1] != '/') return next;
+    next = findPlainCommentEnd(next, limit);
+    if (next == nullptr) return nullptr;
+  }
+}
+
+// A line end and what is passed over at the start of the next line, if plain text
+// follows.
 VSP_INLINE bool passLineEnd(PlainRun& run) {
   const Byte c = run.cursor[0];
   const Byte* next = run.cursor + 1;
   if (next < run.limit && ((c == '\r' && *next == '\n') || (c == '\n' && *next == '\r'))) ++next;
-  while (*next == ' ' || *next == '\t') ++next;
-  if (next >= run.limit || !beginsPlainLine(tokenClass[*next])) return false;
+  next = skipPlainSpace(next, run.limit);
+  if (next == nullptr || next >= run.limit || !beginsPlainLine(tokenClass[*next])) return false;
   output.cursor = run.out;
   countNewline(0);
   run.out = output.cursor;

@@ -64,6 +64,7 @@ struct FileFrame : InputFrame {
   int32_t guardFirstLine;           // of the guard's opening directive, 0 until one is found
   int32_t guardLastLine;            // of its #endif
   bool headerFlag;                  // found by adding ".h" to a <...> name
+  bool ended;                       // the last read fell short, so nothing follows it
 
   Byte* storage() { return reinterpret_cast<Byte*>(this + 1); }
 };
@@ -92,7 +93,7 @@ extern bool includeSkipped;         // the guard's answer at the last push
 // The next character where the fast path has none. The end of the input is no
 // special value but the character 0x1A, again and again. Leaves the character
 // directly in front of the cursor, so one step back is always legal.
-VSP_COLD Byte refillChar();
+[[gnu::noinline]] Byte refillChar();
 
 // The next character of the input.
 VSP_INLINE Byte nextChar() {

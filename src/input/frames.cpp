@@ -74,11 +74,12 @@ static void resumeFile(FileFrame* frame) {
 
 // Reads the next block of the file on top.
 static Byte refillFile(FileFrame* frame) {
-  if (frame->buffer == endOfTextString) return endFile(frame);
+  if (frame->buffer == endOfTextString || frame->ended) return endFile(frame);
   if (frame->kind == frameSuspended) resumeFile(frame);
   if (frame->kind == frameSuspended) return endFile(frame);
   const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
   if (got <= 0) return endFile(frame);
+  frame->ended = got < int64_t{fileReadSize};
   frame->storage()[got] = 0;
   frame->bytesBefore += frame->length;
   frame->length = uint32_t(got);
@@ -215,6 +216,7 @@ PushResult pushSourceFile(const char* name) {
   frame->guardFirstLine = 0;
   frame->guardLastLine = 0;
   frame->headerFlag = false;
+  frame->ended = false;
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     countHeader(name, currentFileName);
 

@@ -28,6 +28,11 @@ struct CreatedFile {
 };
 static constinit CreatedFile createdFile = {};
 
+// Handles of ordinary files, as far as they are noted: a short read from one is its
+// end, and asking again would be a system call for nothing.
+constexpr int notedHandles = 1024;
+static constinit bool isOrdinary[notedHandles] = {};
+
 // The result of an open that failed with `error`.
 static int openFailure(int error) {
   return error == EMFILE || error == ENFILE ? openTooManyFiles : openFailed;
@@ -63,6 +68,7 @@ int openForReading(const char* path) {
     close(handle);
     return openFailed;
   }
+  if (handle < notedHandles) isOrdinary[handle] = S_ISREG(status.st_mode);
   if (!S_ISREG(status.st_mode)) {
     const int flags = fcntl(handle, F_GETFL);
     if (flags >= 0) fcntl(handle, F_SETFL, flags & ~O_NONBLOCK);
@@ -127,13 +133,15 @@ int64_t readFile(int handle, void* buffer, size_t size) {
   size_t done = 0;
   while (done < size) {
     const ssize_t count = read(handle, bytes + done, size - done);
-    if (count > 0)
+    if (count > 0) {
       done += size_t(count);
-    else if (count == 0)
+      if (handle < notedHandles && isOrdinary[handle]) break;
+    } else if (count == 0) {
       break;
-    else if (errno != EINTR)
+    } else if (errno != EINTR) {
       // What came before the failure is delivered; the next call meets it again.
       return done > 0 ? int64_t(done) : -1;
+    }
   }
   return int64_t(done);
 }
@@ -149,7 +157,9 @@ int64_t sizeOfFile(int handle) {
 }
 
 void closeFile(int handle) {
-  if (handle >= 0) close(handle);
+  if (handle < 0) return;
+  if (handle < notedHandles) isOrdinary[handle] = false;
+  close(handle);
 }
 
 bool fileExists(const char* path) {

@@ -43,3 +43,15 @@ const Byte* findSkippedLineStop(const Byte* cursor, const Byte* limit) {
 const Byte* findStringStop(const Byte* cursor, const Byte* limit) {
   return findStop<'"', '\\', endOfTextByte>(cursor, limit);
 }
+
+const Byte* findPlainCommentEnd(const Byte* cursor, const Byte* limit) {
+  if (cursor[1] == '/') {
+    const Byte* const end = findLineCommentStop(cursor + 2, limit);
+    return end < limit && (*end == '\n' || *end == '\r') ? end : nullptr;
+  }
+  for (cursor += 2;; ++cursor) {
+    cursor = findCommentStop(cursor, limit);
+    if (cursor + 1 >= limit || (*cursor != '*' && *cursor != '/')) return nullptr;
+    if (cursor[0] == '*' && cursor[1] == '/') return cursor + 2;
+  }
+}

@@ -64,7 +64,7 @@ void hashIdentifier(const Byte* name) {
   identHash = sum - length;
 }
 
-VSP_COLD IdentEntry* makeIdentEntry(const Byte* name, uint32_t hash, uint32_t length) {
+IdentEntry* makeIdentEntry(const Byte* name, uint32_t hash, uint32_t length) {
   uint32_t& head = hashTable[hash & (hashChainCount - 1)];
   Byte* const place = carveSAVE(offsetof(IdentEntry, firstByte) + length + 1);
   IdentEntry* const entry = new (place) IdentEntry;

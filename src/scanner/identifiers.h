@@ -48,7 +48,7 @@ extern uint32_t identLimit;
 void hashIdentifier(const Byte* name);
 
 // Enters a name that no chain holds; for findIdent.
-IdentEntry* makeIdentEntry(const Byte* name, uint32_t hash, uint32_t length);
+[[gnu::noinline]] IdentEntry* makeIdentEntry(const Byte* name, uint32_t hash, uint32_t length);
 
 // Finds or makes the entry of the `length` bytes at `name`, whose hash is known.
 VSP_INLINE IdentEntry* findIdent(const Byte* name, uint32_t hash, uint32_t length) {
