@@ -54,16 +54,16 @@ struct Case {
 
 enum class Variant { plain, crLf, lfCr, cr, second };
 
-// The unit that fails in front of a case's own: it is stopped at the 25th error, or by its nesting
-// where the case has lifted that limit.
+// The unit that fails in front of a case's own. It is stopped at its 25th error, in the middle of an
+// argument within a directive within a group; where the case has lifted that limit, it goes on from there
+// to the end of its text.
 const char* const failingName = "zzfail.c";
 
 std::string failingText() {
-  std::string text = "#ifdef LEFTOVER\n#include \"zzfail.c\"\n#else\n#define LEFTOVER left\n#if 1\n";
-  text += "#define NAME wrong\n#define X wrong\n#define f(x) #x wrong x\n#define g(x) f(x)\n";
-  text += "#pragma left \"over\nL'a' \"\n";
+  std::string text = "#if 1\n#define NAME wrong\n#define X wrong\n#define f(x) #x wrong x\n";
+  text += "#define g(x) f(x)\n#pragma left \"over\nL'a' \"\n";
   for (int i = 0; i < 24; i++) text += "#unknown\n";
-  text += "#if f(g(L\"x\" 1 'x\n#include \"zzfail.c\"\n#endif\n";
+  text += "#if f(g(L\"x\" 1 'x\n#endif\n";
   return text;
 }
 

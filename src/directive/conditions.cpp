@@ -135,7 +135,7 @@ static void skipElse(Skip& skip) {
 // Steps back over the last byte of the token that ended an evaluation: the line
 // end, unless the evaluator stopped short of it.
 static void ungetEndOfExpression() {
-  if (tokenState.code != tokEndOfFile) ungetChar();
+  if (tokenState.code != tokEndOfFile) ungetIfPossible();
 }
 
 // What a directive met by the skipper does. `toLineEnd` is cleared if the rest
@@ -215,7 +215,7 @@ static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
 // and hold nothing unusual. A line that is not plain is left untouched for the
 // ordinary road.
 VSP_HOT static void skipPlainLines() {
-  if (anyLeadBytes || keepComments() || optionImage.nestedComments != 0 || pendingText != nullptr) return;
+  if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments != 0 || pendingText != nullptr) return;
   for (;;) {
     const Byte* const limit = inputLimit;
     const Byte* cursor = inputCursor;

@@ -255,10 +255,11 @@ VSP_HOT int passPlainText(int previous) {
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
   if (noExpandMark || pendingText != nullptr || getToken != scanToken) return previous;
   PlainRun run{inputCursor, inputLimit, output.cursor, output.limit - plainRoom, previous};
-  while (run.cursor < run.limit && run.out < run.outLimit && passOne(run)) {
+  // A line end whose marker fills the buffer leaves it empty.
+  while (run.cursor < run.limit && run.out < run.outLimit && passOne(run) && run.out != output.buffer) {
   }
   inputCursor = run.cursor;
   output.cursor = run.out;
-  output.lastChar = run.out[-1];
+  if (run.out != output.buffer) output.lastChar = run.out[-1];
   return run.previous;
 }

@@ -105,6 +105,12 @@ VSP_INLINE Byte nextChar() {
 // Steps back over the character read last. Two steps are not promised.
 VSP_INLINE void ungetChar() { --inputCursor; }
 
+// The same where a step may have been taken already: not beyond the beginning of
+// what the frame on top delivers.
+inline void ungetIfPossible() {
+  if (inputTop != nullptr && inputCursor != inputTop->buffer) ungetChar();
+}
+
 // Steps back over the character read last and over `c`, which was read before it
 // when the cursor then stood at `behind`.
 void ungetTwo(Byte c, const Byte* behind);

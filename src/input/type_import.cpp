@@ -141,7 +141,7 @@ static void readAttributes(AttributeText& attributes) {
     }
   }
   lineMode = false;
-  if (tokenState.code != tokEndOfFile) ungetChar();
+  if (tokenState.code != tokEndOfFile) ungetIfPossible();
 }
 
 // --- The directive ---

@@ -41,7 +41,7 @@ constinit bool lineMode = false;
 constinit bool wideString = false;
 constinit bool wideChar = false;
 constinit const Byte* pendingText = nullptr;
-constinit Byte tokenText[tokenTextSize] = {};
+constinit Byte tokenText[tokenTextSize + 1] = {};
 constinit Byte* tokenTextPtr = tokenText;
 
 // What a handler answers when it delivers no token.
@@ -199,22 +199,33 @@ void scanLineComment() {
   }
 }
 
+// Gives back `c`, which was read in front of the byte in hand when the cursor then
+// stood at `behind`. The byte in hand is stepped back over so that the caller can
+// step back over `c` as well, though the two may come from different frames or
+// blocks.
+VSP_COLD static Byte readAgain(Byte c, const Byte* behind) {
+  ungetTwo(c, behind);
+  return nextChar();
+}
+
 // Passes what stands between tokens from `c` on, where `c` is no plain blank or
 // blanks are kept.
 static Byte skipSpaceSlow(Byte c) {
   for (;;) {
     if (c == '/') {
+      const Byte* const behind = inputCursor;
       const Byte d = nextChar();
-      if (d == '*') {
+      if (d == '*')
         scanBlockComment();
-      } else if (d == '/' && lineCommentsAllowed()) {
+      else if (d == '/' && lineCommentsAllowed())
         scanLineComment();
-      } else {
-        ungetChar();
-        return c;
-      }
+      else
+        return readAgain(c, behind);
     } else if (c == '\\') {
-      if (!passSplice()) return c;
+      const Byte* const behind = inputCursor;
+      const Byte d = nextChar();
+      if (!isLineEnd(d)) return readAgain(c, behind);
+      countNewline(d);
     } else if (c != 0) {
       if (tokenClass[c] != classBlank) return c;
       if (c < 0xFB && keepComments()) emitChar(c);

@@ -109,6 +109,6 @@ extern const Byte* pendingText;
 // it works as a stack. A byte is stored only below tokenTextEnd, and a NUL
 // stands behind the last one.
 constexpr size_t tokenTextSize = 16384;
-extern Byte tokenText[tokenTextSize];
+extern Byte tokenText[tokenTextSize + 1];  // one more, for the end mark of a full body
 extern Byte* tokenTextPtr;
 inline Byte* tokenTextEnd() { return tokenText + tokenTextSize - 1; }
