@@ -7,10 +7,10 @@ if(NOT GTest_FOUND)
 endif()
 include(GoogleTest)
 
-# Adds a test program over `core` with the places it needs as definitions.
+# Adds a test program with the places it needs as definitions.
 function(addTestProgram name)
   add_executable(${name} ${ARGN})
-  target_link_libraries(${name} PRIVATE core vspFlags GTest::gtest GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE vspFlags GTest::gtest GTest::gtest_main)
   target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
   target_compile_definitions(${name} PRIVATE
     VSP_PROGRAM="$<TARGET_FILE:vsp32>"
@@ -44,5 +44,10 @@ endif()
 file(GLOB unitSources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/unit/*.cpp")
 if(unitSources)
   addTestProgram(unit_tests ${unitSources})
+  target_link_libraries(unit_tests PRIVATE core)
+  # Object files for link-time optimisation want the same at this link.
+  if(ipoSupported)
+    set_target_properties(unit_tests PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+  endif()
   gtest_discover_tests(unit_tests TEST_PREFIX unit. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
 endif()

@@ -19,16 +19,20 @@ cd "$root" || exit 1
 quietly cmake --preset fuzz -G Ninja || exit 1
 quietly cmake --build --preset fuzz -j "$(nproc)" || exit 1
 mkdir -p build/finds
+scratch=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)")
+trap 'rm -rf "$scratch"' EXIT
+export FUZZ_SCRATCH=$scratch
 "$root/tests/fuzz/make_seeds.sh" build/corpus || exit 1
 status=0
-for target in build/fuzz/fuzz_*; do
+# The targets change their directory, so all paths are absolute.
+for target in "$root"/build/fuzz/fuzz_*; do
   [ -x "$target" ] && [ -f "$target" ] || continue
   name=$(basename "$target")
-  log=build/finds/$name.log
-  # What the program under test prints goes to /dev/null, the fuzzer's own lines to the log.
-  if ASAN_OPTIONS=detect_leaks=0:handle_segv=1 "$target" -max_total_time="$seconds" -max_len=4096 \
-    -rss_limit_mb=2048 -timeout=10 -artifact_prefix="build/finds/$name-" -close_fd_mask=1 \
-    "build/corpus/$name" >/dev/null 2>"$log"; then
+  log=$root/build/finds/$name.log
+  # The target moves into a scratch directory, so the paths are absolute. What it prints goes to /dev/null, the fuzzer's own lines to the log.
+  if ASAN_OPTIONS=detect_leaks=0 "$target" -max_total_time="$seconds" -max_len=4096 \
+    -rss_limit_mb=2048 -timeout=10 -artifact_prefix="$root/build/finds/$name-" -close_fd_mask=1 \
+    "$root/build/corpus/$name" >/dev/null 2>"$log"; then
     echo "$name: $(grep -o 'Done .*' "$log")"
   else
     status=1

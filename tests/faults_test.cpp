@@ -228,7 +228,7 @@ TEST(Stack, DeepNesting) {
   std::string deepCalls = "#define f(a) a\n";
   for (int i = 0; i < 30000; i++) deepCalls += "f(";
   for (const std::string& text : {deepExpression, deepCalls + "\n"}) {
-    for (const rlim_t kilobytes : {512, 8192}) {
+    for (const rlim_t kilobytes : {rlim_t{512}, rlim_t{8192}}) {
       const ScratchDirectory scratch;
       writeFile(scratch.path() / "a.c", text);
       writeNext(scratch.path());

@@ -63,6 +63,7 @@ void skipLine(Byte c) {
         ungetChar();
         return;
       case endOfTextByte:
+        endCurrentFile();
         return;
       case '/': {
         const Byte d = nextChar();
@@ -110,10 +111,14 @@ struct Skip {
   bool groupTaken;   // a group of this #if has been read already
   bool elseAllowed;  // no #else has been met yet
   int32_t nesting;   // groups inside; below 0 the skip ends at this line's end
+  ConditionRecord* candidate;  // the guard candidate whose group this is, or null
 };
 
 // An #elif of the skipped level. True if its group is to be read.
-static bool elifEndsSkip(const Skip& skip) {
+static bool elifEndsSkip(Skip& skip) {
+  // The record may be gone behind a condition that runs into the file's end.
+  if (skip.candidate != nullptr) skip.candidate->guardName = nullptr;
+  skip.candidate = nullptr;
   if (!skip.elseAllowed) {
     reportError(msgMisplacedElif);
     return false;
@@ -232,9 +237,10 @@ VSP_HOT static void skipPlainLines() {
 }
 
 // Skips lines up to the directive that ends the skip; directiveId says which one
-// it was. The end of its line stays unread.
-static void skipGroup(bool groupTaken, bool elseAllowed) {
-  Skip skip{groupTaken, elseAllowed, 0};
+// it was. The end of its line stays unread. `candidate` is the record of a guard
+// candidate whose group is skipped.
+static void skipGroup(bool groupTaken, bool elseAllowed, ConditionRecord* candidate = nullptr) {
+  Skip skip{groupTaken, elseAllowed, 0, candidate};
   const int32_t startLine = currentLine;
   for (;;) {
     skipPlainLines();
@@ -242,6 +248,7 @@ static void skipGroup(bool groupTaken, bool elseAllowed) {
     if (c == endOfTextByte) {
       reportError(msgEndInConditional, startLine);
       directiveId = directiveNone;
+      endCurrentFile();
       return;
     }
     bool toLineEnd = true;
@@ -309,7 +316,7 @@ static void endCandidate(Byte c) {
 // that ran into the end of its file has taken the record along.
 static void skipCandidate() {
   const uint32_t depth = includeDepth;
-  skipGroup(false, true);
+  skipGroup(false, true, condStack);
   if (directiveId == directiveEndif) {
     endifDirective(' ');
     return;

@@ -70,7 +70,10 @@ static Byte collectName(Byte c) {
 void processDirective(bool firstInFile, bool run) {
   Byte c = skipSpace();
   if (isLineEnd(c) || c == endOfTextByte) {
-    if (isLineEnd(c)) ungetChar();
+    if (isLineEnd(c))
+      ungetChar();
+    else
+      endCurrentFile();
     directiveId = directiveNone;
     return;
   }

@@ -13,7 +13,6 @@
 #include "input/frame.h"
 #include "input/multibyte.h"
 #include "macro/define.h"
-#include "macro/macro_text.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
@@ -138,17 +137,6 @@ void syncLine() {
 }
 
 // --- #line ---
-
-// Takes the escapes of macro text out of a file name, which is plain text.
-static void dropEscapes(Byte* text) {
-  Byte* target = text;
-  for (const Byte* source = text; *source != 0; ++source) {
-    if (*source == noExpandCode || *source == endOfBodyMark) continue;
-    if (*source == escapeMark && source[1] != 0) ++source;
-    *target++ = *source;
-  }
-  *target = 0;
-}
 
 // Decodes the name between the quotes as a character constant's escapes are, by
 // reading it like input with a closing quote behind it. Returns the decoded name,

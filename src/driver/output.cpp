@@ -16,7 +16,7 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 
-constinit Output output{nullptr, -1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
+constinit Output output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
 
 // In readable mode a piece of text goes to the next line behind this many characters.
 constexpr uint32_t wrapLength = 150;
@@ -148,7 +148,7 @@ static int createOutput(const char* name) {
 
 // Opens the sink. False if the file cannot be created.
 static bool openOutput(const char* name) {
-  output = Output{name, -1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
+  output = Output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
   if (isConsoleOutput(name)) {
     output.toConsole = true;
     output.handle = consoleMark;

@@ -15,7 +15,6 @@ constexpr uint32_t outputBufferSize = 0xE00;
 
 // The sink of the unit.
 struct Output {
-  const char* name;        // the output's full name
   int handle;              // -1 when closed, consoleMark for the console
   bool toConsole;          // the sink is the console
   Byte* buffer;            // outputBufferSize bytes, null when there is none
@@ -108,9 +107,9 @@ void emitText(const char* text);
 // Flushes and closes; a file whose last write fell short is deleted and reported.
 void closeOutput();
 
-// Closes without flushing and deletes the file.
+// Closes without flushing and deletes the file, unless it is complete already.
 void abandonOutput();
 
-// The same for signal handlers and fault filters: touches the handle alone, no
-// memory, since the process is about to end.
+// The same for signal handlers and fault filters: touches no memory of a unit,
+// since the process is about to end.
 void removeOutput();

@@ -40,8 +40,8 @@ struct PlainRun {
 
 bool mayPassPlainText() {
   return (optionImage.outputFlags & readableFlag) == 0 && !keepComments() && output.buffer != nullptr &&
-         !anyLeadBytes && optionImage.nestedComments == 0 &&
-         (cplusplusMode || optionImage.languageLevel == levelFamily);
+         !anyLeadBytes && optionImage.nestedComments == 0 && optionImage.languageLevel != levelAnsi &&
+         lineCommentsAllowed();
 }
 
 // Writes the blank that keeps a token which begins with a word byte apart.

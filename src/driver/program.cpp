@@ -13,7 +13,6 @@
 #include "diag/report.h"
 #include "driver/output.h"
 #include "driver/unit.h"
-#include "input/guard.h"
 #include "input/include_search.h"
 #include "macro/define.h"
 #include "memory/memory.h"
@@ -194,6 +193,7 @@ int runProgram(int argc, char** argv) {
   resetCounters();
   includeDirs = libraryDirs = nullptr;
   clearCommandDefines();
+  openStandardHandles();
   forgetDirectories();
   installFaultFilters();
   memoryStart();
@@ -205,7 +205,6 @@ int runProgram(int argc, char** argv) {
   }
   expandResponseFiles(argv, argc);
   optionBootstrap(argv, argc);
-  resetGuards();
   if (optionImage.outputFile != nullptr)
     optionImage.outputFile = addDefaultExtension(".i", optionImage.outputFile);
   reverseDirs(includeDirs);

@@ -129,7 +129,6 @@ static int runArmed(int (*body)(const char*), int (*unwind)(), const char* path)
 static int translationUnit(const char* path) {
   cplusplusMode = optionImage.forceCplusplus != 0;
   optionSave = optionImage;
-  resetGuards();
   const int result = runArmed(runUnit, abortUnit, path);
   optionStage = stageOutside;
   optionImage = optionSave;
@@ -217,6 +216,7 @@ static int failedOutside() { return unitFailed; }
 int guardedTranslate(const char* path) {
   optionStage = stageOutside;
   innerState = filterFresh;
+  installFaultFilter(faultFilter);
   inUnit = true;
   std::fenv_t environment;
   std::fegetenv(&environment);

@@ -88,7 +88,6 @@ extern const Byte* inputCursor;     // next byte to read
 extern const Byte* inputLimit;      // first byte that may not be read directly
 extern FileFrame* currentFileFrame; // the nearest file frame from the top
 extern uint32_t includeDepth;       // file frames on the stack
-extern bool includeSkipped;         // the guard's answer at the last push
 
 // The next character where the fast path has none. The end of the input is no
 // special value but the character 0x1A, again and again. Leaves the character
@@ -141,6 +140,10 @@ bool popSourceFile(bool quiet);
 
 // Empties the stack and sets the scanner up; the start of a unit.
 void resetInputStack();
+
+// A reader other than the scanner has consumed the Ctrl-Z that ends the file on
+// top: what stands behind it is not read, and the file's end is delivered again.
+void endCurrentFile();
 
 // Opens a file, closing outer files of the stack while there are too many.
 int openSourceFile(const char* name);

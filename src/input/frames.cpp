@@ -32,7 +32,6 @@ constinit const Byte* inputCursor = nullptr;
 constinit const Byte* inputLimit = nullptr;
 constinit FileFrame* currentFileFrame = nullptr;
 constinit uint32_t includeDepth = 0;
-constinit bool includeSkipped = false;
 
 constinit const char* currentFileName = nullptr;
 constinit int32_t currentFileIndex = 0;
@@ -62,11 +61,14 @@ static Byte endFile(FileFrame* frame) {
   return '\n';
 }
 
-// Opens a suspended file again at the byte behind the block in memory. A file
-// that has gone counts as ended.
+// Opens a suspended file again at the byte behind the block in memory. If it has
+// gone, or no handle is to be had, text would be lost without a word: the unit ends.
 static void resumeFile(FileFrame* frame) {
   const int handle = openSourceFile(frame->openName);
-  if (handle < 0) return;
+  if (handle < 0) {
+    reportFatal(msgCannotOpenInput, frame->openName);
+    return;
+  }
   frame->handle = handle;
   frame->kind = frameFile;
   seekFile(handle, frame->bytesBefore + frame->length);
@@ -115,6 +117,13 @@ Byte refillChar() {
     }
     if (inputCursor < inputLimit) return *inputCursor++;
   }
+}
+
+void endCurrentFile() {
+  InputFrame* const top = inputTop;
+  if (top == nullptr || !isFileFrame(top)) return;
+  asFile(top)->ended = true;
+  inputCursor = inputLimit;
 }
 
 void ungetTwo(Byte c, const Byte* behind) {
@@ -189,10 +198,7 @@ int openSourceFile(const char* name) {
 
 PushResult pushSourceFile(const char* name) {
   if (importMode) return testImportFile(name) ? pushed : notFound;
-  if (includeDepth != 0) {
-    includeSkipped = guardAllowsSkip(name);
-    if (includeSkipped) return skipped;
-  }
+  if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
   if (handle < 0) return notFound;
@@ -277,7 +283,6 @@ void resetInputStack() {
   freeMacroFrames = nullptr;
   condStack = nullptr;
   includeDepth = 0;
-  includeSkipped = false;
   importMode = false;
   totalLines = 0;
   lineStart = true;

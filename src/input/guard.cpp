@@ -100,6 +100,7 @@ void endOfGuardedGroup(Byte c, const char* macroName, int32_t firstLine) {
       currentFileFrame->guardFirstLine = firstLine;
       currentFileFrame->guardLastLine = lastLine;
     }
+    endCurrentFile();
   } else if (c == '#') {
     processDirective(false, true);
   } else {
@@ -125,11 +126,12 @@ static HeaderRecord* addHeader(const char* name) {
   return record;
 }
 
-// Notes that `includer` included `header` directly, once.
-static void addChild(HeaderRecord* includer, HeaderRecord* header) {
+// Notes that `includer` included `header` directly, once under each spelling that
+// is not the record's own.
+static void addChild(HeaderRecord* includer, HeaderRecord* header, const char* name) {
   HeaderChild** tail = &includer->children;
   for (; *tail != nullptr; tail = &(*tail)->next)
-    if (std::strcmp((*tail)->record->name, header->name) == 0) return;
+    if (std::strcmp((*tail)->record->name, name) == 0) return;
   *tail = new (memAlloc(sizeof(HeaderChild))) HeaderChild{header, nullptr};
 }
 
@@ -147,7 +149,7 @@ void countHeader(const char* name, const char* includer) {
   else
     record = addHeader(name);
   if (headerList->next == nullptr || includer == nullptr) return;
-  if (HeaderRecord* const from = findIncluder(includer)) addChild(from, record);
+  if (HeaderRecord* const from = findIncluder(includer)) addChild(from, record, name);
 }
 
 void completeHeader(const char* name, int32_t guardFirstLine, int32_t guardLastLine) {

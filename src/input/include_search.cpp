@@ -118,14 +118,7 @@ static void copyLiteralName(Byte c) {
 static void expandName() {
   ungetChar();
   readBodyTokens(nullptr, true);
-  Byte* target = tokenText;
-  for (const Byte* source = tokenText; *source != 0; ++source) {
-    if (*source == noExpandCode || *source == endOfBodyMark) continue;
-    if (*source == escapeMark && source[1] != 0) ++source;
-    *target++ = *source;
-  }
-  *target = 0;
-  tokenTextPtr = target;
+  tokenTextPtr = dropEscapes(tokenText);
 }
 
 char* readIncludeName(Byte c, Byte& delimiter) {
@@ -180,10 +173,14 @@ PushResult tryDirList(const DirNode* list, const char* name) {
   return notFound;
 }
 
-// Tries `name` in the directory of the file `base`.
-static PushResult tryBeside(const char* base, const char* name) {
+// Tries `name` in the directory of the file `base`, unless that is the directory
+// of `refused`, where it has just been tried.
+static PushResult tryBeside(const char* base, const char* refused, const char* name) {
   if (base == nullptr) return notFound;
   const size_t pathLength = splitPath(base).nameStart;
+  if (refused != nullptr && splitPath(refused).nameStart == pathLength &&
+      std::memcmp(base, refused, pathLength) == 0)
+    return notFound;
   const size_t nameLength = std::strlen(name);
   if (pathLength + nameLength > pathLimit) return notFound;
   char path[pathLimit + 1];
@@ -194,12 +191,15 @@ static PushResult tryBeside(const char* base, const char* name) {
 
 PushResult tryBesideIncluders(const char* name) {
   if (isRootedPath(name)) return notFound;
-  const PushResult result = tryBeside(currentFileName, name);
+  const char* tried = currentFileName;
+  const PushResult result = tryBeside(tried, nullptr, name);
   if (result != notFound) return result;
   for (const InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
     if (frame->kind != frameFile && frame->kind != frameSuspended) continue;
-    const PushResult outer = tryBeside(static_cast<const FileFrame*>(frame)->savedFileName, name);
+    const char* const includer = static_cast<const FileFrame*>(frame)->savedFileName;
+    const PushResult outer = tryBeside(includer, tried, name);
     if (outer != notFound) return outer;
+    tried = includer;
   }
   return notFound;
 }

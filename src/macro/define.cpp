@@ -229,6 +229,16 @@ static Byte* endOfBody() {
   return end;
 }
 
+Byte* dropEscapes(Byte* text) {
+  Byte* target = text;
+  for (const Byte* source = text; *source != 0; ++source) {
+    if (*source == escapeMark && source[1] != 0) ++source;
+    *target++ = *source;
+  }
+  *target = 0;
+  return target;
+}
+
 TrimmedBody trimBody() {
   Byte* start = tokenText;
   Byte* end = endOfBody();

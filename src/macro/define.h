@@ -35,6 +35,10 @@ struct ParameterNode {
 // function-like body, or with `expand` a directive's line with macros expanded.
 void readBodyTokens(const ParameterNode* parameters, bool expand);
 
+// Takes the escapes of collected text out: what is left is plain bytes. Returns
+// the new end, where a NUL stands.
+Byte* dropEscapes(Byte* text);
+
 // The text in tokenText without blanks at its ends, NUL-terminated.
 struct TrimmedBody {
   Byte* start;

@@ -5,6 +5,7 @@
 // goes out at once, so that the user sees how far a long run is.
 
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -19,6 +20,12 @@ static constinit char consoleBuffer[consoleRoom] = {};
 static constinit size_t consoleUsed = 0;      // bytes waiting in the buffer
 static constinit bool consoleFailed = false;  // a write failed: nothing is tried any more
 static constinit int consoleIsTerminal = -1;  // not asked yet
+
+void openStandardHandles() {
+  // For reading alone: what is written to a closed output is still a failed write.
+  for (int handle = 0; handle <= 2; ++handle)
+    if (fcntl(handle, F_GETFD) < 0 && errno == EBADF && open("/dev/null", O_RDONLY) < 0) return;
+}
 
 bool writeFile(int handle, const void* data, size_t size) {
   const char* next = static_cast<const char*>(data);

@@ -168,4 +168,6 @@ void installBreakHandler(void (*handler)()) {
     sigaction(SIGHUP, &action, nullptr);
   // A reader that went away is a write that fails, not a death.
   signal(SIGPIPE, SIG_IGN);
+  // So is a file that has reached the size that it may have.
+  signal(SIGXFSZ, SIG_IGN);
 }

@@ -22,8 +22,13 @@ int openForReading(const char* path);
 // current directory may have changed since.
 void forgetDirectories();
 
-// Creates or truncates `path` for reading and writing, and remembers its host
-// name for removeCreatedFile. Returns a handle or an OpenFailure.
+// Makes the three standard handles usable, so that no file gets the number of one
+// that was closed when the program started.
+void openStandardHandles();
+
+// Creates or empties `path` for reading and writing, and remembers its host name
+// for removeCreatedFile. A file that is open for reading is not touched. Returns
+// a handle or an OpenFailure.
 int createFile(const char* path);
 
 // Deletes the file that createFile made last, if it is an ordinary file and

@@ -28,10 +28,37 @@ struct CreatedFile {
 };
 static constinit CreatedFile createdFile = {};
 
-// Handles of ordinary files, as far as they are noted: a short read from one is its
-// end, and asking again would be a system call for nothing.
+// What is noted of an ordinary file that is open for reading.
+struct OpenFile {
+  // Bytes still to be read. When the last of them has come, asking once more
+  // would be a system call for nothing. Files without a size, as those of /proc,
+  // have 0 here and are read until nothing comes.
+  int64_t bytesLeft;
+  dev_t device;  // with `inode`, which file it is; an inode of 0 for none
+  ino_t inode;
+};
+
 constexpr int notedHandles = 1024;
-static constinit bool isOrdinary[notedHandles] = {};
+static constinit OpenFile openFiles[notedHandles] = {};
+
+static void noteFile(int handle, const struct stat& status) {
+  if (handle < notedHandles) openFiles[handle] = {int64_t(status.st_size), status.st_dev, status.st_ino};
+}
+
+// Takes `count` bytes read from the handle off what is left. True if that was all.
+static bool wasLastOf(int handle, int64_t count) {
+  if (handle >= notedHandles || openFiles[handle].bytesLeft == 0) return false;
+  int64_t& left = openFiles[handle].bytesLeft;
+  left = count < left ? left - count : 0;
+  return left == 0;
+}
+
+// True if the file is one that is being read.
+static bool isBeingRead(const struct stat& status) {
+  for (const OpenFile& file : openFiles)
+    if (file.inode == status.st_ino && file.device == status.st_dev && file.inode != 0) return true;
+  return false;
+}
 
 // The result of an open that failed with `error`.
 static int openFailure(int error) {
@@ -54,13 +81,12 @@ static int openHost(const char* name, int flags) {
 int openForReading(const char* path) {
   char name[hostNameSize];
   if (!spellHostName(path, name)) return openFailed;
-  // Without blocking, so that a pipe that nobody writes to cannot hang the program.
-  int handle = openHost(name, O_RDONLY | O_NONBLOCK);
+  int handle = openHost(name, O_RDONLY);
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
     const ResolveOutcome outcome = resolveHostName(name);
     if (outcome != resolveFound) return outcome == resolveNoDescriptor ? openTooManyFiles : openFailed;
-    handle = openHost(name, O_RDONLY | O_NONBLOCK);
+    handle = openHost(name, O_RDONLY);
     if (handle < 0) return openFailure(errno);
   }
   struct stat status;
@@ -68,29 +94,28 @@ int openForReading(const char* path) {
     close(handle);
     return openFailed;
   }
-  if (handle < notedHandles) isOrdinary[handle] = S_ISREG(status.st_mode);
-  if (!S_ISREG(status.st_mode)) {
-    const int flags = fcntl(handle, F_GETFL);
-    if (flags >= 0) fcntl(handle, F_SETFL, flags & ~O_NONBLOCK);
-  }
+  if (S_ISREG(status.st_mode)) noteFile(handle, status);
   return handle;
 }
 
-// Notes the open file `handle` for removeCreatedFile.
-static void rememberCreated(int handle, const char* name) {
+// Empties the file just opened for writing, and notes it for removeCreatedFile.
+// False if it is one that is being read, whose text would be lost.
+static bool takeOver(int handle, const char* name) {
   struct stat status;
-  // A break in between must not find half of it.
+  // A break in between must not find half of the note.
   createdFile.ordinary = false;
-  if (fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) return true;
+  if (status.st_size != 0 && (isBeingRead(status) || ftruncate(handle, 0) != 0)) return false;
   std::memcpy(createdFile.name, name, std::strlen(name) + 1);
   createdFile.device = status.st_dev;
   createdFile.inode = status.st_ino;
   createdFile.ordinary = true;
+  return true;
 }
 
 // Makes the file and notes it; the caller has blocked the break signals.
 static int createAndRemember(const char* path) {
-  constexpr int flags = O_RDWR | O_CREAT | O_TRUNC;
+  constexpr int flags = O_RDWR | O_CREAT;
   char name[hostNameSize];
   if (!spellHostName(path, name)) return openFailed;
   int handle = openHost(name, flags);
@@ -101,8 +126,9 @@ static int createAndRemember(const char* path) {
     handle = openHost(name, flags);
     if (handle < 0) return openFailure(errno);
   }
-  rememberCreated(handle, name);
-  return handle;
+  if (takeOver(handle, name)) return handle;
+  close(handle);
+  return openFailed;
 }
 
 int createFile(const char* path) {
@@ -135,7 +161,7 @@ int64_t readFile(int handle, void* buffer, size_t size) {
     const ssize_t count = read(handle, bytes + done, size - done);
     if (count > 0) {
       done += size_t(count);
-      if (handle < notedHandles && isOrdinary[handle]) break;
+      if (wasLastOf(handle, count)) break;
     } else if (count == 0) {
       break;
     } else if (errno != EINTR) {
@@ -148,6 +174,7 @@ int64_t readFile(int handle, void* buffer, size_t size) {
 
 bool seekFile(int handle, uint64_t offset) {
   if (offset > uint64_t{INT64_MAX}) return false;
+  if (handle < notedHandles) openFiles[handle].bytesLeft = 0;
   return lseek(handle, off_t(offset), SEEK_SET) >= 0;
 }
 
@@ -158,7 +185,7 @@ int64_t sizeOfFile(int handle) {
 
 void closeFile(int handle) {
   if (handle < 0) return;
-  if (handle < notedHandles) isOrdinary[handle] = false;
+  if (handle < notedHandles) openFiles[handle] = {};
   close(handle);
 }
 

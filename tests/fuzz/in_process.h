@@ -1,5 +1,5 @@
-// Shared by the fuzz targets: runs the whole program inside the process, in a scratch directory in
-// memory if there is one, and survives an orderly end of the process by a non-local return.
+// Shared by the fuzz targets: runs the whole program inside the process, in a scratch directory below
+// $FUZZ_SCRATCH, and survives an orderly end of the process by a non-local return.
 //
 // The input is cut into parts by lines that hold "----" alone; a part that is missing is empty.
 
@@ -31,10 +31,10 @@ inline void enterScratch() {
   static bool entered = false;
   if (entered) return;
   entered = true;
-  std::string pattern = std::filesystem::exists("/dev/shm") ? "/dev/shm/fuzz-XXXXXX" : "/tmp/fuzz-XXXXXX";
+  // The fuzzer ends without running what atexit holds, so the caller removes the directory.
+  const char* const parent = getenv("FUZZ_SCRATCH");
+  std::string pattern = std::string(parent != nullptr ? parent : "/tmp") + "/fuzz-XXXXXX";
   if (mkdtemp(pattern.data()) == nullptr || chdir(pattern.c_str()) != 0) abort();
-  static std::string directory = pattern;
-  atexit([] { std::filesystem::remove_all(directory); });
   endProcessHook = leaveProcess;
 }
 
