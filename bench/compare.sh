@@ -6,7 +6,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 
 runs=${1:-7}
 cd "$root" || exit 1
-quietly cmake --preset release || exit 1
+quietly configure release || exit 1
 quietly cmake --build --preset release --target vsp32 make_source || exit 1
 program=$root/build/release/vsp32
 work=$root/build/compare

@@ -40,3 +40,10 @@ quietly() {
   rm -f "$log"
   return "$status"
 }
+
+# Configures a preset, with ninja if the directory is new and ninja is there.
+configure() {
+  local generator=()
+  if [ ! -f "$root/build/$1/CMakeCache.txt" ] && command -v ninja >/dev/null; then generator=(-G Ninja); fi
+  (cd "$root" && cmake --preset "$1" "${generator[@]}")
+}

@@ -16,7 +16,7 @@ fi
 installPackages "${missing[@]}" || exit 1
 
 cd "$root" || exit 1
-quietly cmake --preset fuzz -G Ninja || exit 1
+quietly configure fuzz || exit 1
 quietly cmake --build --preset fuzz -j "$(nproc)" || exit 1
 mkdir -p build/finds
 scratch=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)")

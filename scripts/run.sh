@@ -8,7 +8,7 @@ if ! command -v ninja >/dev/null && ! command -v make >/dev/null; then missing+=
 installPackages "${missing[@]}" || exit 1
 
 buildProgram() {
-  [ -f "$root/build/release/CMakeCache.txt" ] || (cd "$root" && cmake --preset release) || return 1
+  [ -f "$root/build/release/CMakeCache.txt" ] || configure release || return 1
   cmake --build "$root/build/release" --target vsp32
 }
 quietly buildProgram || exit 1

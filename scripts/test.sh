@@ -33,7 +33,7 @@ check() {
 # Builds a preset and adds up the results of its single tests.
 testPreset() {
   local preset=$1 log ok bad
-  if ! quietly cmake --preset "$preset" -G Ninja || ! quietly cmake --build --preset "$preset" -j "$jobs"; then
+  if ! quietly configure "$preset" || ! quietly cmake --build --preset "$preset" -j "$jobs"; then
     failed=$((failed + 1))
     echo "$preset: the build FAILED"
     return

@@ -1,7 +1,7 @@
 // The expression tree: its node, the operators, and what is known of each.
 //
 // A node is a constant or an operator over one or two operands. Nodes come from
-// the arena of the expression that is being read and are given up all together.
+// the arena of the unit, which is emptied behind an expression that made it grow.
 // A refused operand or operator becomes the error node, whose typeKind is 0;
 // every routine hands one on in silence, since its message was given when it was
 // made.

@@ -7,7 +7,7 @@
 // is not constant holds a comma, a member selection or a cast to void, and no
 // operand denotes an object.
 //
-// A routine that returns a bool or an error node has given its message.
+// A refusal, which is an error node or a false from acceptsOperand, has been reported.
 
 #include "expr/operators.h"
 

@@ -53,7 +53,8 @@ struct MacroFrame : InputFrame {
 };
 
 // An open source file. Its block of fileFrameSize bytes goes on with the read
-// buffer.
+// buffer; in front of that stands the last byte of the block before, so that two
+// steps back are possible behind a refill.
 struct FileFrame : InputFrame {
   int handle;                       // while kind is frameFile
   const char* openName;             // the name that it was opened under
@@ -64,9 +65,9 @@ struct FileFrame : InputFrame {
   int32_t guardFirstLine;           // of the guard's opening directive, 0 until one is found
   int32_t guardLastLine;            // of its #endif
   bool headerFlag;                  // found by adding ".h" to a <...> name
-  bool ended;                       // the last read fell short, so nothing follows it
+  bool ended;                       // nothing follows the block in memory
 
-  Byte* storage() { return reinterpret_cast<Byte*>(this + 1); }
+  Byte* storage() { return reinterpret_cast<Byte*>(this + 1) + 1; }
 };
 
 constexpr uint32_t fileFrameSize = 16384;
@@ -77,7 +78,7 @@ constexpr uint32_t fileReadSize = VSP_READ_SIZE;
 constexpr uint32_t fileReadSize = 0x3E00;
 #endif
 
-static_assert(sizeof(FileFrame) + fileReadSize + 1 <= fileFrameSize,
+static_assert(sizeof(FileFrame) + 1 + fileReadSize + 1 <= fileFrameSize,
               "the read buffer and the NUL behind it fit the block");
 static_assert(std::is_trivially_destructible_v<FileFrame> && std::is_trivially_destructible_v<MacroFrame>);
 
@@ -105,9 +106,11 @@ VSP_INLINE Byte nextChar() {
 VSP_INLINE void ungetChar() { --inputCursor; }
 
 // The same where a step may have been taken already: not beyond the beginning of
-// what the frame on top delivers.
+// a text, and one byte beyond that of a file's block.
 inline void ungetIfPossible() {
-  if (inputTop != nullptr && inputCursor != inputTop->buffer) ungetChar();
+  if (inputTop == nullptr) return;
+  const bool isFile = inputTop->kind == frameFile || inputTop->kind == frameSuspended;
+  if (inputCursor != inputTop->buffer || isFile) ungetChar();
 }
 
 // Steps back over the character read last and over `c`, which was read before it

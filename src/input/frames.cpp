@@ -1,8 +1,8 @@
 // The input stack: pushing, popping, refilling, and the count of lines.
 //
 // Everything here is the slow side of nextChar. A file is read in blocks into
-// its own frame; when it ends, the frame's buffer becomes the text "line feed,
-// Ctrl-Z", so every file ends in a line end and then in the end-of-text byte
+// its own frame; when it ends, the buffer is given the text "line feed, Ctrl-Z",
+// so every file ends in a line end and then in the end-of-text byte
 // whether or not its last line has one. In the same way every file begins with
 // a line feed pushed in front of it, which puts its first line behind a line end
 // where the scanner looks for directives.
@@ -39,7 +39,7 @@ constinit int32_t currentLine = 0;
 constinit int32_t messageLine = 0;
 constinit uint32_t totalLines = 0;
 
-// What a file delivers behind its last byte. The NUL is the byte at the limit.
+// What is read behind the end of all input. The NUL is the byte at the limit.
 static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
 
 // What a file delivers in front of its first byte.
@@ -51,14 +51,30 @@ static bool isFileFrame(const InputFrame* frame) {
   return frame->kind == frameFile || frame->kind == frameSuspended;
 }
 
-// Makes the end-of-text string what `frame` delivers next.
-static Byte endFile(FileFrame* frame) {
-  frame->buffer = endOfTextString;
+// The block of `frame` is about to be replaced: its last byte stays, in front.
+static void keepLastByte(FileFrame* frame) {
+  if (frame->length != 0) frame->storage()[-1] = frame->storage()[frame->length - 1];
+}
+
+// Makes the first `count` bytes of the buffer what `frame` delivers, and takes
+// the first of them.
+static Byte beginBlock(FileFrame* frame, uint32_t count) {
+  Byte* const storage = frame->storage();
+  storage[count] = 0;
+  frame->length = count;
   frame->position = 1;
-  frame->length = 2;
-  inputCursor = endOfTextString + 1;
-  inputLimit = endOfTextString + 2;
-  return '\n';
+  inputCursor = storage + 1;
+  inputLimit = storage + count;
+  return storage[0];
+}
+
+// What a file delivers behind its last byte: a line end and the end of text.
+static Byte endFile(FileFrame* frame) {
+  keepLastByte(frame);
+  frame->ended = true;
+  frame->storage()[0] = '\n';
+  frame->storage()[1] = endOfTextByte;
+  return beginBlock(frame, 2);
 }
 
 // Opens a suspended file again at the byte behind the block in memory. If it has
@@ -76,19 +92,15 @@ static void resumeFile(FileFrame* frame) {
 
 // Reads the next block of the file on top.
 static Byte refillFile(FileFrame* frame) {
-  if (frame->buffer == endOfTextString || frame->ended) return endFile(frame);
+  if (frame->ended) return endFile(frame);
   if (frame->kind == frameSuspended) resumeFile(frame);
   if (frame->kind == frameSuspended) return endFile(frame);
+  keepLastByte(frame);
   const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
   if (got <= 0) return endFile(frame);
   frame->ended = got < int64_t{fileReadSize};
-  frame->storage()[got] = 0;
   frame->bytesBefore += frame->length;
-  frame->length = uint32_t(got);
-  frame->position = 1;
-  inputLimit = frame->storage() + got;
-  inputCursor = frame->storage() + 1;
-  return frame->storage()[0];
+  return beginBlock(frame, uint32_t(got));
 }
 
 Byte refillChar() {
@@ -210,6 +222,7 @@ PushResult pushSourceFile(const char* name) {
   frame->length = 0;
   frame->position = 0;
   frame->buffer = frame->storage();
+  frame->storage()[-1] = ' ';
   frame->storage()[0] = 0;
   pushFrame(frame);
   currentFileFrame = frame;
