@@ -45,7 +45,11 @@ testPreset() {
   # A failing test is named twice: where it ran, with its time, and in the list at the end.
   bad=$(grep -c '\[  FAILED  \].*ms)' "$log")
   if [ "$status" != 0 ]; then
-    grep -v '\[       OK \]\|\[ RUN      \]' "$log" | head -n 200
+    local number
+    for number in $(sed -n 's/^\t *\([0-9]*\) - .*(\(Skipped\|Disabled\))$//; s/^\t *\([0-9]*\) - .*(.*)$/\1/p' "$log"); do
+      grep "^$number: " "$log" | grep -v '\[       OK \]\|\[ RUN      \]' | head -n 100
+    done
+    tail -n 15 "$log"
     # A program that ended early has no line of its own for the test that ended it.
     [ "$bad" -gt 0 ] || bad=1
   elif [ "$ok" = 0 ]; then

@@ -40,5 +40,9 @@ static_assert(LDBL_MANT_DIG == 64 && LDBL_MAX_EXP == 16384,
 constexpr Byte endOfTextByte = 0x1A;  // Ctrl-Z ends any text
 
 // Text of the program's own literals as bytes, and the reverse for messages.
-inline const Byte* asBytes(const char* text) { return reinterpret_cast<const Byte*>(text); }
-inline const char* asChars(const Byte* text) { return reinterpret_cast<const char*>(text); }
+inline const Byte* asBytes(const char* text) {
+  return reinterpret_cast<const Byte*>(text);
+}
+inline const char* asChars(const Byte* text) {
+  return reinterpret_cast<const char*>(text);
+}

@@ -59,12 +59,8 @@ void skipLine(Byte c) {
   for (;;) {
     switch (c) {
       case '\n':
-      case '\r':
-        ungetChar();
-        return;
-      case endOfTextByte:
-        endCurrentFile();
-        return;
+      case '\r': ungetChar(); return;
+      case endOfTextByte: endCurrentFile(); return;
       case '/': {
         const Byte d = nextChar();
         if (d == '*')
@@ -75,13 +71,9 @@ void skipLine(Byte c) {
           ungetChar();
         break;
       }
-      case '\\':
-        passSplice();
-        break;
+      case '\\': passSplice(); break;
       case '"':
-      case '\'':
-        copyLiteral(false, ignoreByte, c);
-        break;
+      case '\'': copyLiteral(false, ignoreByte, c); break;
       default:
         if (isLeadByte(c)) nextChar();
         break;
@@ -108,9 +100,9 @@ void checkLineEnd(Byte c) {
 
 // The skipper's state.
 struct Skip {
-  bool groupTaken;   // a group of this #if has been read already
-  bool elseAllowed;  // no #else has been met yet
-  int32_t nesting;   // groups inside; below 0 the skip ends at this line's end
+  bool groupTaken;             // a group of this #if has been read already
+  bool elseAllowed;            // no #else has been met yet
+  int32_t nesting;             // groups inside; below 0 the skip ends at this line's end
   ConditionRecord* candidate;  // the guard candidate whose group this is, or null
 };
 
@@ -150,9 +142,7 @@ static bool skipDirective(Skip& skip, bool& toLineEnd) {
   switch (directiveId) {
     case directiveIf:
     case directiveIfdef:
-    case directiveIfndef:
-      ++skip.nesting;
-      break;
+    case directiveIfndef: ++skip.nesting; break;
     case directiveEndif:
       if (skip.nesting == 0) checkLineEnd(' ');
       --skip.nesting;
@@ -169,8 +159,7 @@ static bool skipDirective(Skip& skip, bool& toLineEnd) {
         return taken;
       }
       break;
-    default:
-      break;
+    default: break;
   }
   return false;
 }
@@ -197,20 +186,14 @@ static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
     if (cursor + 1 >= limit) return nullptr;
     switch (*cursor) {
       case '\n':
-      case '\r':
-        return cursor;
+      case '\r': return cursor;
       case '"':
-      case '\'':
-        cursor = plainLiteralEnd(cursor, limit);
-        break;
+      case '\'': cursor = plainLiteralEnd(cursor, limit); break;
       case '/':
         cursor = cursor[1] == '/' || cursor[1] == '*' ? findPlainCommentEnd(cursor, limit) : cursor + 1;
         break;
-      case '\\':
-        cursor = isLineEnd(cursor[1]) ? nullptr : cursor + 1;
-        break;
-      default:
-        return nullptr;
+      case '\\': cursor = isLineEnd(cursor[1]) ? nullptr : cursor + 1; break;
+      default: return nullptr;
     }
     if (cursor == nullptr) return nullptr;
   }
@@ -220,7 +203,9 @@ static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
 // and hold nothing unusual. A line that is not plain is left untouched for the
 // ordinary road.
 VSP_HOT static void skipPlainLines() {
-  if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments != 0 || pendingText != nullptr) return;
+  if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments != 0 ||
+      pendingText != nullptr)
+    return;
   for (;;) {
     const Byte* const limit = inputLimit;
     const Byte* cursor = inputCursor;
@@ -384,7 +369,9 @@ void firstIfndefInFile(Byte c) {
 // --- #else, #elif, #endif ---
 
 // True if an #else or #elif may follow the group being read.
-static bool inOpenGroup() { return condStack != nullptr && condStack->state == conditionOpen; }
+static bool inOpenGroup() {
+  return condStack != nullptr && condStack->state == conditionOpen;
+}
 
 void elseDirective(Byte c) {
   if (!inOpenGroup()) {

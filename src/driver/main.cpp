@@ -2,4 +2,6 @@
 
 #include "driver/program.h"
 
-int main(int argc, char** argv) { return runProgram(argc, argv); }
+int main(int argc, char** argv) {
+  return runProgram(argc, argv);
+}

@@ -21,14 +21,18 @@ constinit Output output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
 // In readable mode a piece of text goes to the next line behind this many characters.
 constexpr uint32_t wrapLength = 150;
 
-static bool isReadable() { return (optionImage.outputFlags & readableFlag) != 0; }
+static bool isReadable() {
+  return (optionImage.outputFlags & readableFlag) != 0;
+}
 
 // Writes the whole buffer to the file.
 static void writeBuffer() {
   const bool written = writeFile(output.handle, output.buffer, outputBufferSize);
   output.cursor = output.buffer;
-  if (!isReadable()) output.limit = output.buffer + outputBufferSize - 1;
-  else output.limit = output.cursor;
+  if (!isReadable())
+    output.limit = output.buffer + outputBufferSize - 1;
+  else
+    output.limit = output.cursor;
   if (!written) reportFatal(msgWriteFailed);
 }
 
@@ -128,7 +132,9 @@ void emitTextSlow(const Byte* text, size_t length) {
     emitRunSlow(text, length);
 }
 
-void emitText(const char* text) { emitText(asBytes(text), std::strlen(text)); }
+void emitText(const char* text) {
+  emitText(asBytes(text), std::strlen(text));
+}
 
 // --- Opening and closing ---
 

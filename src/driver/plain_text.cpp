@@ -36,12 +36,19 @@ struct PlainRun {
   Byte* out;
   Byte* outLimit;     // of the output, less plainRoom
   int previous;       // code of the token written last
+  int32_t line;       // currentLine
+  int32_t tokenLine;  // the line of the token written last
 };
+
+// Notes that a token has been written.
+VSP_INLINE void wrote(PlainRun& run, int code) {
+  run.previous = code;
+  run.tokenLine = run.line;
+}
 
 bool mayPassPlainText() {
   return (optionImage.outputFlags & readableFlag) == 0 && !keepComments() && output.buffer != nullptr &&
-         !anyLeadBytes && optionImage.nestedComments == 0 && optionImage.languageLevel != levelAnsi &&
-         lineCommentsAllowed();
+         !anyLeadBytes && optionImage.languageLevel != levelAnsi;
 }
 
 // Writes the blank that keeps a token which begins with a word byte apart.
@@ -69,13 +76,13 @@ VSP_INLINE bool passName(PlainRun& run) {
     separateWord(run);
     copyRun(run.out, name, length);
     run.out += length;
-    run.previous = tokIdent;
+    wrote(run, tokIdent);
   } else {
     if (code == tokAsm) return false;
     separateWord(run);
     copyRun(run.out, asBytes(tokenSpelling[code]), tokenSpellingLength[code]);
     run.out += tokenSpellingLength[code];
-    run.previous = code;
+    wrote(run, code);
   }
   run.cursor = end;
   return true;
@@ -92,7 +99,7 @@ VSP_INLINE bool passNumber(PlainRun& run) {
   copyRun(run.out, run.cursor, length);
   run.out += length;
   run.cursor = end;
-  run.previous = tokIntConst;
+  wrote(run, tokIntConst);
   return true;
 }
 
@@ -100,7 +107,7 @@ VSP_INLINE bool passNumber(PlainRun& run) {
 VSP_INLINE bool passPunctuator(PlainRun& run, int code, size_t length) {
   if (needsSeparator(run.previous, code)) *run.out++ = ' ';
   for (; length != 0; --length) *run.out++ = *run.cursor++;
-  run.previous = code;
+  wrote(run, code);
   return true;
 }
 
@@ -151,7 +158,7 @@ VSP_INLINE bool passString(PlainRun& run) {
   copyRun(run.out, run.cursor, length);
   run.out += length;
   run.cursor = end + 1;
-  run.previous = tokString;
+  wrote(run, tokString);
   lastStringChar = -1;
   wideString = false;
   return true;
@@ -166,7 +173,7 @@ VSP_INLINE bool passCharConst(PlainRun& run) {
   copyRun(run.out, run.cursor, 3);
   run.out += 3;
   run.cursor += 3;
-  run.previous = tokCharConst;
+  wrote(run, tokCharConst);
   wideChar = false;
   return true;
 }
@@ -180,13 +187,15 @@ VSP_INLINE bool beginsPlainLine(int charClassOf) {
   return ((others >> -charClassOf) & 1) == 0;
 }
 
-// Passes the blanks and the whole comments from `next` on. Null if that ends in a
-// place that is not plain.
+// Passes the blanks and the whole comments from `next` on, where comments are of
+// the common kind: both forms, not nested. Null if that ends in a place that is
+// not plain.
 VSP_INLINE const Byte* skipPlainSpace(const Byte* next, const Byte* limit) {
   for (;;) {
     while (*next == ' ' || *next == '\t') ++next;
     if (next + 1 >= limit || *next != '/') return next;
     if (next[1] != '*' && next[1] != '/') return next;
+    if (optionImage.nestedComments != 0 || !lineCommentsAllowed()) return nullptr;
     next = findPlainCommentEnd(next, limit);
     if (next == nullptr) return nullptr;
   }
@@ -202,6 +211,7 @@ VSP_INLINE bool passLineEnd(PlainRun& run) {
   if (next == nullptr || next >= run.limit || !beginsPlainLine(tokenClass[*next])) return false;
   output.cursor = run.out;
   countNewline(0);
+  run.line = currentLine;
   run.out = output.cursor;
   run.cursor = next;
   return true;
@@ -219,22 +229,16 @@ VSP_INLINE bool passOne(PlainRun& run) {
       ++run.cursor;
       return true;
     case classLetter:
-    case classWidePrefix:
-      return passName(run);
-    case classDigit:
-      return passNumber(run);
-    case classLineEnd:
-      return passLineEnd(run);
-    case classString:
-      return passString(run);
-    case classCharConst:
-      return passCharConst(run);
+    case classWidePrefix: return passName(run);
+    case classDigit: return passNumber(run);
+    case classLineEnd: return passLineEnd(run);
+    case classString: return passString(run);
+    case classCharConst: return passCharConst(run);
     case classColon:
     case classMinus:
     case classLess:
     case classGreater:
-    case classDot:
-      return passOther(run, entry);
+    case classDot: return passOther(run, entry);
     case classExclaim:
     case classPercent:
     case classAmpersand:
@@ -243,10 +247,8 @@ VSP_INLINE bool passOne(PlainRun& run) {
     case classSlash:
     case classCaret:
     case classBar:
-    case classEqual:
-      return passOperator(run, -entry);
-    default:
-      return false;
+    case classEqual: return passOperator(run, -entry);
+    default: return false;
   }
 }
 
@@ -254,11 +256,13 @@ VSP_HOT int passPlainText(int previous) {
   // The separators look at the byte written last, which must be in the buffer.
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
   if (noExpandMark || pendingText != nullptr || getToken != scanToken) return previous;
-  PlainRun run{inputCursor, inputLimit, output.cursor, output.limit - plainRoom, previous};
+  PlainRun run{inputCursor, inputLimit,  output.cursor,  output.limit - plainRoom,
+               previous,    currentLine, tokenState.line};
   // A line end whose marker fills the buffer leaves it empty.
   while (run.cursor < run.limit && run.out < run.outLimit && passOne(run) && run.out != output.buffer) {
   }
   inputCursor = run.cursor;
+  tokenState.line = run.tokenLine;
   output.cursor = run.out;
   if (run.out != output.buffer) output.lastChar = run.out[-1];
   return run.previous;

@@ -57,10 +57,9 @@ static void printBanner() {
 }
 
 static void printHelp() {
-  static constexpr MessageId lines[] = {textSyntaxIs, textProgramName, textSyntaxArguments, textHelp1,
-                                        textHelp2,    textHelp3,       textHelp4,           textHelp5,
-                                        textHelp6,    textHelp7,       textHelp8,           textHelp9,
-                                        textHelp10,   textHelp11};
+  static constexpr MessageId lines[] = {
+      textSyntaxIs, textProgramName, textSyntaxArguments, textHelp1, textHelp2, textHelp3,  textHelp4,
+      textHelp5,    textHelp6,       textHelp7,           textHelp8, textHelp9, textHelp10, textHelp11};
   for (const MessageId id : lines) printMessage(id);
 }
 
@@ -73,7 +72,9 @@ void endProcess(int status) {
 
 // --- Names ---
 
-static bool isConsoleName(const char* text) { return sameFileName(text, "con.") || sameFileName(text, "con"); }
+static bool isConsoleName(const char* text) {
+  return sameFileName(text, "con.") || sameFileName(text, "con");
+}
 
 // `name` with `extension` behind it if it has none.
 static const char* addDefaultExtension(const char* extension, const char* name) {

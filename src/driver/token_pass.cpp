@@ -120,15 +120,9 @@ static void writeToken(int previous, int code) {
       }
       emitTokenText();
       break;
-    case tokFloatConst:
-      emitTokenText();
-      break;
-    case tokString:
-      writeString();
-      break;
-    case tokAsm:
-      writeAsm();
-      break;
+    case tokFloatConst: emitTokenText(); break;
+    case tokString: writeString(); break;
+    case tokAsm: writeAsm(); break;
     default:
       if (needsSeparator(previous, code)) emitChar(' ');
       emitText(asBytes(tokenSpelling[code]), tokenSpellingLength[code]);

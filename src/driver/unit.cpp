@@ -45,7 +45,6 @@ static void clearWorkAreas() {
   tokenText[0] = 0;
   tokenTextPtr = tokenText;
   macroNameBuffer[0] = 0;
-  currentIdent = nullptr;
   messageLine = 0;
   savedTextPtr = nullptr;
   sourceNames = nullptr;
@@ -92,7 +91,9 @@ static void endUnit(bool failed) {
 
 // --- The unit ---
 
-static void guardedTokenPass(void*) { tokenPass(); }
+static void guardedTokenPass(void*) {
+  tokenPass();
+}
 
 // The protected body: everything that a fatal error may leave.
 static int runUnit(const char* path) {
@@ -200,7 +201,9 @@ void installFaultFilters() {
   installBreakHandler(breakHandler);
 }
 
-void removeFaultFilters() { removeFaultFilter(); }
+void removeFaultFilters() {
+  removeFaultFilter();
+}
 
 // --- The guarded run ---
 
@@ -211,7 +214,9 @@ static int prepareAndTranslate(const char* path) {
   return translationUnit(path);
 }
 
-static int failedOutside() { return unitFailed; }
+static int failedOutside() {
+  return unitFailed;
+}
 
 int guardedTranslate(const char* path) {
   optionStage = stageOutside;

@@ -31,41 +31,41 @@ enum FrameKind : int32_t {
 // The head of every frame, and the whole of a plain text frame.
 struct InputFrame {
   FrameKind kind;
-  uint32_t length;      // bytes of the current stretch of `buffer`
-  int32_t position;     // of the cursor in `buffer`, while another frame is on top
-  const Byte* buffer;   // the current stretch
-  InputFrame* previous; // the frame below, null at the bottom
+  uint32_t length;       // bytes of the current stretch of `buffer`
+  int32_t position;      // of the cursor in `buffer`, while another frame is on top
+  const Byte* buffer;    // the current stretch
+  InputFrame* previous;  // the frame below, null at the bottom
 };
 
 // One argument of a macro call.
 struct ArgumentNode {
-  ArgumentNode* next;   // in the order of the call
-  Byte* rawText;        // as written, with marks; a NUL stands in front of it too
-  uint32_t rawLength;   // of rawText, without the NUL behind it
-  Byte expandedText[1]; // after expansion; the text goes on behind the record
+  ArgumentNode* next;    // in the order of the call
+  Byte* rawText;         // as written, with marks; a NUL stands in front of it too
+  uint32_t rawLength;    // of rawText, without the NUL behind it
+  Byte expandedText[1];  // after expansion; the text goes on behind the record
 };
 
 // A macro's body or an argument's text while it is read.
 struct MacroFrame : InputFrame {
-  ArgumentNode* arguments; // of the call, null if none
-  const Byte* savedBody;   // goes back into hiddenEntry when the frame ends; null for an argument
-  IdentEntry* hiddenEntry; // the macro that is no macro while its text is read, or null
+  ArgumentNode* arguments;  // of the call, null if none
+  const Byte* savedBody;    // goes back into hiddenEntry when the frame ends; null for an argument
+  IdentEntry* hiddenEntry;  // the macro that is no macro while its text is read, or null
 };
 
 // An open source file. Its block of fileFrameSize bytes goes on with the read
 // buffer; in front of that stands the last byte of the block before, so that two
 // steps back are possible behind a refill.
 struct FileFrame : InputFrame {
-  int handle;                       // while kind is frameFile
-  const char* openName;             // the name that it was opened under
-  const char* savedFileName;        // currentFileName of the including file
-  int32_t savedLine;                // currentLine at the push
-  uint64_t bytesBefore;             // file offset of the first byte of `buffer`
-  ConditionRecord* savedConditions; // of the including file
-  int32_t guardFirstLine;           // of the guard's opening directive, 0 until one is found
-  int32_t guardLastLine;            // of its #endif
-  bool headerFlag;                  // found by adding ".h" to a <...> name
-  bool ended;                       // nothing follows the block in memory
+  int handle;                        // while kind is frameFile
+  const char* openName;              // the name that it was opened under
+  const char* savedFileName;         // currentFileName of the including file
+  int32_t savedLine;                 // currentLine at the push
+  uint64_t bytesBefore;              // file offset of the first byte of `buffer`
+  ConditionRecord* savedConditions;  // of the including file
+  int32_t guardFirstLine;            // of the guard's opening directive, 0 until one is found
+  int32_t guardLastLine;             // of its #endif
+  bool headerFlag;                   // found by adding ".h" to a <...> name
+  bool ended;                        // nothing follows the block in memory
 
   Byte* storage() { return reinterpret_cast<Byte*>(this + 1) + 1; }
 };
@@ -84,11 +84,11 @@ static_assert(std::is_trivially_destructible_v<FileFrame> && std::is_trivially_d
 
 constexpr uint32_t includeDepthLimit = 1000;
 
-extern InputFrame* inputTop;        // null when the stack is empty
-extern const Byte* inputCursor;     // next byte to read
-extern const Byte* inputLimit;      // first byte that may not be read directly
-extern FileFrame* currentFileFrame; // the nearest file frame from the top
-extern uint32_t includeDepth;       // file frames on the stack
+extern InputFrame* inputTop;         // null when the stack is empty
+extern const Byte* inputCursor;      // next byte to read
+extern const Byte* inputLimit;       // first byte that may not be read directly
+extern FileFrame* currentFileFrame;  // the nearest file frame from the top
+extern uint32_t includeDepth;        // file frames on the stack
 
 // The next character where the fast path has none. The end of the input is no
 // special value but the character 0x1A, again and again. Leaves the character
@@ -103,7 +103,9 @@ VSP_INLINE Byte nextChar() {
 }
 
 // Steps back over the character read last. Two steps are not promised.
-VSP_INLINE void ungetChar() { --inputCursor; }
+VSP_INLINE void ungetChar() {
+  --inputCursor;
+}
 
 // The same where a step may have been taken already: not beyond the beginning of
 // a text, and one byte beyond that of a file's block.
@@ -117,7 +119,9 @@ inline void ungetIfPossible() {
 // when the cursor then stood at `behind`.
 void ungetTwo(Byte c, const Byte* behind);
 
-inline bool isLineEnd(Byte c) { return c == '\n' || c == '\r'; }
+inline bool isLineEnd(Byte c) {
+  return c == '\n' || c == '\r';
+}
 
 // A line end has been read: takes the other half of a pair, advances the
 // counters, and lets the output follow. With 0 for `c` no pair is looked for.
@@ -130,6 +134,9 @@ void popFrame();
 // Reads `length` bytes of `text` next. The text is not copied; a NUL must stand
 // behind it.
 void pushTextFrame(const Byte* text, size_t length);
+
+// The same with a copy of the text, which lives as long as its frame.
+void pushTextCopy(const Byte* text, size_t length);
 
 // Result of pushSourceFile.
 enum PushResult : int { notFound = 0, pushed = 1, skipped = 2 };

@@ -45,7 +45,9 @@ static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
 // What a file delivers in front of its first byte.
 static const Byte newFileString[] = {'\n', 0};
 
-static FileFrame* asFile(InputFrame* frame) { return static_cast<FileFrame*>(frame); }
+static FileFrame* asFile(InputFrame* frame) {
+  return static_cast<FileFrame*>(frame);
+}
 
 static bool isFileFrame(const InputFrame* frame) {
   return frame->kind == frameFile || frame->kind == frameSuspended;
@@ -113,11 +115,8 @@ Byte refillChar() {
     }
     switch (top->kind) {
       case frameFile:
-      case frameSuspended:
-        return refillFile(asFile(top));
-      case frameText:
-        popFrame();
-        break;
+      case frameSuspended: return refillFile(asFile(top));
+      case frameText: popFrame(); break;
       case frameMacro:
         if (*inputLimit != 0) {
           const int c = macroTextEnd(static_cast<MacroFrame*>(top));
@@ -144,10 +143,7 @@ void ungetTwo(Byte c, const Byte* behind) {
     ungetChar();
     return;
   }
-  Byte* const text = static_cast<Byte*>(memAlloc(2));
-  text[0] = c;
-  text[1] = 0;
-  pushTextFrame(text, 1);
+  pushTextCopy(&c, 1);
 }
 
 void countNewline(Byte c) {
@@ -188,6 +184,18 @@ void pushTextFrame(const Byte* text, size_t length) {
   frame->kind = frameText;
   frame->length = uint32_t(length);
   frame->buffer = text;
+  pushFrame(frame);
+}
+
+void pushTextCopy(const Byte* text, size_t length) {
+  Byte* const block = static_cast<Byte*>(memAlloc(uint32_t(sizeof(InputFrame) + length + 1)));
+  Byte* const copy = block + sizeof(InputFrame);
+  std::memcpy(copy, text, length);
+  copy[length] = 0;
+  InputFrame* const frame = new (block) InputFrame{};
+  frame->kind = frameText;
+  frame->length = uint32_t(length);
+  frame->buffer = copy;
   pushFrame(frame);
 }
 

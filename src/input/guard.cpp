@@ -30,8 +30,8 @@ static constinit HeaderRecord** headerListTail = &headerList;
 // One guarded file.
 struct GuardNode {
   GuardNode* next;
-  uint32_t hash;          // of the file's name
-  const char* fileName;   // as it was pushed
+  uint32_t hash;         // of the file's name
+  const char* fileName;  // as it was pushed
   const char* macroName;
 };
 
@@ -74,7 +74,8 @@ void addGuard(const char* fileName, const char* macroName) {
   if (findGuard(fileName, hash) != nullptr) return;
   const size_t fileLength = std::strlen(fileName);
   const size_t macroLength = std::strlen(macroName);
-  char* const block = static_cast<char*>(memAlloc(uint32_t(sizeof(GuardNode) + fileLength + macroLength + 2)));
+  char* const block =
+      static_cast<char*>(memAlloc(uint32_t(sizeof(GuardNode) + fileLength + macroLength + 2)));
   GuardNode* const node = new (block) GuardNode;
   char* const file = block + sizeof(GuardNode);
   char* const macro = file + fileLength + 1;

@@ -32,7 +32,9 @@ constinit DirList includeDirs = nullptr;
 constinit DirList libraryDirs = nullptr;
 
 // The working copy of the name stands here, away from the copy for messages.
-static char* workingName() { return reinterpret_cast<char*>(tokenText + tokenTextSize - (pathLimit + 16)); }
+static char* workingName() {
+  return reinterpret_cast<char*>(tokenText + tokenTextSize - (pathLimit + 16));
+}
 
 // --- The lists ---
 

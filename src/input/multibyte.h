@@ -10,7 +10,9 @@ extern Byte leadByteTable[256];
 // True if the code page has any lead byte.
 extern bool anyLeadBytes;
 
-inline bool isLeadByte(Byte b) { return leadByteTable[b] != 0; }
+inline bool isLeadByte(Byte b) {
+  return leadByteTable[b] != 0;
+}
 
 // Fills the table for the code page of -CP, or the system's, which is then
 // stored in the option.

@@ -196,6 +196,6 @@ void importDirective(Byte c) {
   // so its bytes with bit 7 set are ordinary ones.
   const size_t length = std::strlen(generatedName);
   generatedName[length] = '"';
-  pushTextFrame(asBytes(memCopy(generatedName, length + 1)), length + 1);
+  pushTextCopy(asBytes(generatedName), length + 1);
   includeDirective('"');
 }

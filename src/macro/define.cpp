@@ -84,7 +84,9 @@ static bool isProtectedName() {
 // --- Bodies ---
 
 // Room of the text buffer for a body without parameters.
-static uint32_t roomLeft() { return uint32_t(tokenTextEnd() - tokenTextPtr); }
+static uint32_t roomLeft() {
+  return uint32_t(tokenTextEnd() - tokenTextPtr);
+}
 
 // Removes the spaces at the end of the collected text.
 static void dropTrailingSpaces() {
@@ -94,9 +96,13 @@ static void dropTrailingSpaces() {
 
 // Writes a byte of a body, prefixed if need be; dropped if it does not fit. A
 // prefixed byte that finds room for one fills it, so that the loss is noticed.
-static void putBodyByte(Byte c) { appendCopied(c); }
+static void putBodyByte(Byte c) {
+  appendCopied(c);
+}
 
-static void putBodyBlank() { appendBlank(); }
+static void putBodyBlank() {
+  appendBlank();
+}
 
 // '#' in the body of a macro without parameters.
 static void readBodyHash(Byte terminator) {
@@ -298,8 +304,7 @@ static void noteDefinition(const char* word, const IdentEntry* entry) {
 
 // Stores a macro under `name`, whose hash and length are set, or judges a
 // redefinition. The body is macroBodyLength bytes with a NUL behind them.
-static void storeMacro(const Byte* name, Byte paramByte, const ParameterNode* parameters,
-                       const Byte* body) {
+static void storeMacro(const Byte* name, Byte paramByte, const ParameterNode* parameters, const Byte* body) {
   IdentEntry* const entry = findIdentEntry(name);
   if (optionImage.showDefines != 0) noteDefinition("/* define ", entry);
   const bool names = optionImage.languageLevel == levelAnsi && paramByte != 0 && paramByte != objectLike;
@@ -318,8 +323,8 @@ static void storeMacro(const Byte* name, Byte paramByte, const ParameterNode* pa
 
 void defineMacroText(const Byte* body, const Byte* name) {
   hashIdentifier(name);
-  // A name too long for its length field can never be met in a source.
-  if (identLength > 255) return;
+  // A name that is empty, or too long for its length field, is never met in a source.
+  if (identLength == 0 || identLength > 255) return;
   macroBodyLength = uint32_t(std::strlen(asChars(body)));
   storeMacro(name, objectLike, nullptr, body);
 }
@@ -494,9 +499,10 @@ void undefDirective(Byte c) {
 
 // --- Definitions of the command line ---
 
-// One definition; name and value follow each other.
+// One definition.
 struct CommandDefine {
-  CommandDefine* next;
+  CommandDefine* next;  // in the order of the switches
+  CommandDefine* nextInChain;
   const Byte* value;  // encoded, ending in the mark and a NUL
   const Byte* name;   // NUL-terminated
 };
@@ -504,7 +510,18 @@ struct CommandDefine {
 static constinit CommandDefine* commandDefines = nullptr;
 static constinit CommandDefine** commandDefinesTail = &commandDefines;
 
+// The definitions by their names: generated command lines hold thousands.
+constexpr size_t defineChainCount = 1024;
+static constinit CommandDefine* defineChains[defineChainCount] = {};
+
+static CommandDefine*& defineChain(const char* name, size_t length) {
+  uint32_t hash = 2166136261U;
+  for (size_t i = 0; i < length; ++i) hash = (hash ^ Byte(name[i])) * 16777619U;
+  return defineChains[(hash ^ hash >> 15) % defineChainCount];
+}
+
 void clearCommandDefines() {
+  for (CommandDefine*& chain : defineChains) chain = nullptr;
   commandDefines = nullptr;
   commandDefinesTail = &commandDefines;
 }
@@ -524,7 +541,7 @@ static const Byte* encodeValue(const char* value, size_t length) {
 }
 
 static CommandDefine* findCommandDefine(const char* name, size_t length) {
-  for (CommandDefine* node = commandDefines; node != nullptr; node = node->next)
+  for (CommandDefine* node = defineChain(name, length); node != nullptr; node = node->nextInChain)
     if (std::strlen(asChars(node->name)) == length && std::memcmp(node->name, name, length) == 0) return node;
   return nullptr;
 }
@@ -541,6 +558,9 @@ void addDefine(const char* name, size_t nameLength, const char* value, size_t va
   node->name = asBytes(permCopy(name, nameLength));
   *commandDefinesTail = node;
   commandDefinesTail = &node->next;
+  CommandDefine*& chain = defineChain(name, nameLength);
+  node->nextInChain = chain;
+  chain = node;
 }
 
 // Adds one item of -D; an empty one says nothing.
@@ -566,13 +586,16 @@ void addCommandDefine(const char* text) {
 }
 
 void removeCommandDefine(const char* name) {
-  for (CommandDefine** link = &commandDefines; *link != nullptr; link = &(*link)->next) {
-    CommandDefine* const node = *link;
-    if (std::strcmp(asChars(node->name), name) != 0) continue;
-    *link = node->next;
-    if (commandDefinesTail == &node->next) commandDefinesTail = link;
-    return;
-  }
+  const size_t length = std::strlen(name);
+  CommandDefine* const node = findCommandDefine(name, length);
+  if (node == nullptr) return;
+  CommandDefine** link = &commandDefines;
+  while (*link != node) link = &(*link)->next;
+  *link = node->next;
+  if (commandDefinesTail == &node->next) commandDefinesTail = link;
+  CommandDefine** chain = &defineChain(name, length);
+  while (*chain != node) chain = &(*chain)->nextInChain;
+  *chain = node->nextInChain;
 }
 
 void installCommandDefines() {

@@ -68,7 +68,9 @@ void pushMacroText(IdentEntry* entry, const Byte* text, ArgumentNode* arguments)
   pushMacroFrame(entry, text - 1, text, arguments);
 }
 
-static void pushArgumentText(const Byte* text) { pushMacroFrame(nullptr, nullptr, text, nullptr); }
+static void pushArgumentText(const Byte* text) {
+  pushMacroFrame(nullptr, nullptr, text, nullptr);
+}
 
 // A string that nobody has read yet may still want the text of an argument that
 // is about to go: the expressions of directives leave such strings behind.
@@ -144,12 +146,8 @@ int macroTextEnd(MacroFrame* frame) {
         }
       }
       break;
-    case noExpandCode:
-      noExpandMark = true;
-      break;
-    case endOfBodyMark:
-      result = endOfBodyMark;
-      break;
+    case noExpandCode: noExpandMark = true; break;
+    case endOfBodyMark: result = endOfBodyMark; break;
     case endOfTextByte:
       if (frame->savedBody != nullptr) result = endOfTextByte;
       break;
@@ -167,7 +165,9 @@ int macroTextEnd(MacroFrame* frame) {
 // --- Arguments ---
 
 // Appends a byte of the text as it stands, if there is room.
-static void putByte(Byte c) { bufPutChar(c); }
+static void putByte(Byte c) {
+  bufPutChar(c);
+}
 
 // Takes the name of `length` bytes at tokenTextPtr into the text, with a mark in
 // front of it if `marked` and if there is room.
@@ -205,8 +205,8 @@ static void collectSlash() {
   }
 }
 
-// Any byte of an argument with no meaning of its own. `escaped` says that the
-// byte came behind an escape.
+// Any byte of an argument with no meaning of its own. `afterBackslash` keeps a name
+// from being marked.
 static void collectOther(Byte c, bool afterBackslash) {
   if (noExpandMark) {
     putByte(noExpandCode);
@@ -255,21 +255,15 @@ static Byte collectRawText() {
         putByte(c);
         break;
       case '"':
-      case '\'':
-        copyLiteral(true, bufPutEscaped, c);
-        break;
+      case '\'': copyLiteral(true, bufPutEscaped, c); break;
       case '\n':
       case '\r':
         countNewline(c);
         appendBlank();
         break;
       case ' ':
-      case '\t':
-        appendBlank();
-        break;
-      case '/':
-        collectSlash();
-        break;
+      case '\t': appendBlank(); break;
+      case '/': collectSlash(); break;
       case '\\':
         if (passSplice()) {
           appendBlank();
@@ -278,30 +272,25 @@ static Byte collectRawText() {
           afterBackslash = true;
         }
         break;
-      case endOfTextByte:
-        return c;
+      case endOfTextByte: return c;
       case noExpandCode:
-      case endOfBodyMark:
-        putByte(c);
-        break;
+      case endOfBodyMark: putByte(c); break;
       case escapeMark:
         c = nextChar();
         collectOther(c, marked);
         break;
-      default:
-        collectOther(c, marked);
-        break;
+      default: collectOther(c, marked); break;
     }
   }
 }
 
 // The two texts of one argument. The expanded one stands at tokenTextPtr.
 struct CollectedArgument {
-  Byte terminator;    // ',', ')' or the end-of-text byte
-  Byte* rawText;      // in a block with a NUL in front; null at the end of text
+  Byte terminator;  // ',', ')' or the end-of-text byte
+  Byte* rawText;    // in a block with a NUL in front; null at the end of text
   uint32_t rawLength;
-  Byte* expanded;     // without blanks at its ends
-  uint32_t length;    // of the expanded text
+  Byte* expanded;   // without blanks at its ends
+  uint32_t length;  // of the expanded text
 };
 
 // Copies the raw text that ends at tokenTextPtr, without spaces at its ends, to

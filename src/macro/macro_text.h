@@ -9,20 +9,22 @@
 #include "base.h"
 
 // The first byte of a record.
-constexpr Byte objectLike = 0xFF;         // no parameter list
-constexpr Byte parameterCountMask = 0x7F; // else the number of parameters, and
-constexpr Byte hasOperators = 0x80;       // set if the body has a '#' or "##"
+constexpr Byte objectLike = 0xFF;          // no parameter list
+constexpr Byte parameterCountMask = 0x7F;  // else the number of parameters, and
+constexpr Byte hasOperators = 0x80;        // set if the body has a '#' or "##"
 
 // Bytes of a body.
 constexpr Byte firstParameter = 0x80;  // 0x80 + p: parameter p, counted from 0
 constexpr Byte lastParameter = 0xFA;
-constexpr Byte endOfBodyMark = 0xFB;   // delivered as a blank that ends any token
-constexpr Byte noExpandCode = 0xFC;    // the identifier that follows stands
-constexpr Byte stringizeMark = 0xFD;   // '#'; a parameter follows
-constexpr Byte pasteMark = 0xFE;       // "##"
-constexpr Byte escapeMark = 0xFF;      // the next byte is an ordinary one
+constexpr Byte endOfBodyMark = 0xFB;  // delivered as a blank that ends any token
+constexpr Byte noExpandCode = 0xFC;   // the identifier that follows stands
+constexpr Byte stringizeMark = 0xFD;  // '#'; a parameter follows
+constexpr Byte pasteMark = 0xFE;      // "##"
+constexpr Byte escapeMark = 0xFF;     // the next byte is an ordinary one
 
 constexpr int parameterLimit = lastParameter - firstParameter + 1;
 static_assert(parameterLimit == 123);
 
-inline bool isParameter(Byte c) { return c >= firstParameter && c <= lastParameter; }
+inline bool isParameter(Byte c) {
+  return c >= firstParameter && c <= lastParameter;
+}

@@ -59,7 +59,7 @@ static Byte expandLine() {
   char digits[16];
   const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, currentLine);
   const size_t rest = size_t(end.ptr - digits) - 1;
-  if (rest != 0) pushTextFrame(asBytes(memCopy(digits + 1, rest)), rest);
+  if (rest != 0) pushTextCopy(asBytes(digits + 1), rest);
   return Byte(digits[0]);
 }
 
@@ -72,9 +72,11 @@ static char* putTwoDigits(char* target, int32_t value, char fill) {
 
 static Byte expandDate() {
   const LocalTime& time = compileTime;
+  const char* const month = loadMessageAt(textMonthJan, time.month);
+  const size_t monthLength = std::strlen(month);
   char text[messageTextLimit + 32];
-  loadMessageInto(messageTextLimit, text, textMonthJan + time.month);
-  char* end = text + std::strlen(text);
+  std::memcpy(text, month, monthLength);
+  char* end = text + monthLength;
   *end++ = ' ';
   end = putTwoDigits(end, time.day, ' ');
   *end++ = ' ';
@@ -120,6 +122,10 @@ void dumpDefinedMacros() {
   }
 }
 
-int32_t fileIndexOf(const char*) { return 1; }
+int32_t fileIndexOf(const char*) {
+  return 1;
+}
 
-const char* fileIndexToName(int32_t) { return "[fileIndexToName]"; }
+const char* fileIndexToName(int32_t) {
+  return "[fileIndexToName]";
+}

@@ -66,10 +66,6 @@ extern bool saveClear;       // set when the first unit starts: blobs are cleare
 // `size` cleared bytes of the region.
 void* allocateSAVEblob(uint32_t size);
 
-// The largest array of `elementSize` elements behind a head of `headSize` bytes
-// that fits one commit unit; its element count goes into `count`.
-void* fillSAVEpiece(uint32_t& count, uint32_t elementSize, uint32_t headSize);
-
 // Commits `size` more bytes behind saveCommitEnd, rounded up to the commit unit.
 void commitSAVEspace(size_t size);
 

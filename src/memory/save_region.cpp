@@ -117,9 +117,3 @@ void* allocateSAVEblob(uint32_t size) {
   if (saveClear) std::memset(blob, 0, rounded);
   return blob;
 }
-
-void* fillSAVEpiece(uint32_t& count, uint32_t elementSize, uint32_t headSize) {
-  const size_t room = headSize < commitUnit ? commitUnit - headSize : 0;
-  count = elementSize == 0 ? 0 : uint32_t(room / elementSize);
-  return allocateSAVEblob(headSize + count * elementSize);
-}

@@ -19,6 +19,7 @@
 
 // Called from here, defined later:
 #include "driver/program.h"
+#include "input/multibyte.h"
 
 #define TABLE(name) static constexpr OptionRow name[] = {
 #define ROW(letter, handler, field, value) {letter, offsetof(OptionImage, field), value, handler, nullptr},
@@ -84,10 +85,22 @@ void refuseOption(MessageId source, const char* text) {
   endProcess(1);
 }
 
-// True for an argument that begins with '-', or with '/' unless that is the start
-// of an absolute path.
+// True for an argument with '/' in front that is an absolute path: it names a file,
+// or at least the directory part of it exists, so that a pattern, a name without
+// its extension and a wrong name are taken for names too.
+static bool isAbsolutePath(const char* argument) {
+  if (fileExists(argument)) return true;
+  const size_t nameStart = splitPath(argument).nameStart;
+  char directory[pathLimit + 1];
+  if (nameStart <= 1 || nameStart > sizeof directory) return false;
+  std::memcpy(directory, argument, nameStart - 1);
+  directory[nameStart - 1] = 0;
+  return directoryExists(directory);
+}
+
+// True for an argument that begins with '-', or with '/' and is no path.
 static bool isPlainSwitch(const char* argument) {
-  return argument[0] == '-' || (argument[0] == '/' && !fileExists(argument));
+  return argument[0] == '-' || (argument[0] == '/' && !isAbsolutePath(argument));
 }
 
 bool isSwitchArgument(const char* argument) {
@@ -129,6 +142,8 @@ static const char* findConfigArgument(char** argv, int argc) {
 void optionBootstrap(char** argv, int argc) {
   char directory[pathLimit + 1];
   resetOptions();
+  // Paths are looked at from now on; the surroundings say how their bytes are read.
+  buildLeadByteTable();
   loadWarnings();
   findProgramDirectory(directory, sizeof directory);
   readCommandLine(firstLook, argv, argc);

@@ -8,9 +8,9 @@
 
 // Where a switch comes from, for the two that act early.
 enum OptionPhase : int {
-  firstLook = -1,   // command line before the configuration file: -I and -L only
-  secondLook = 0,   // command line after it, and -v among the file names: all others
-  configPhase = 1   // configuration file: all
+  firstLook = -1,  // command line before the configuration file: -I and -L only
+  secondLook = 0,  // command line after it, and -v among the file names: all others
+  configPhase = 1  // configuration file: all
 };
 
 // The extension that a source name without one gets: a dot, up to three

@@ -109,7 +109,8 @@ static iconv_t openConverter(uint32_t codePage) {
   switch (codePage) {
     case 1361: name = "JOHAB"; break;
     case 20866: name = "KOI8-R"; break;
-    case 20932: name = "EUC-JP"; break;
+    case 20932:
+    case 51932: name = "EUC-JP"; break;
     case 21866: name = "KOI8-U"; break;
     case 54936: name = "GB18030"; break;
     default:

@@ -56,6 +56,9 @@ void closeFile(int handle);
 // True if `path` names an existing ordinary file (or device), not a directory.
 bool fileExists(const char* path);
 
+// True if `path` names an existing directory.
+bool directoryExists(const char* path);
+
 // Standard output, gathered in a buffer that flushConsole empties; messages and
 // -ocon text share it, so they come out in the order in which they arise. Both
 // return false once a write has failed.

@@ -189,13 +189,20 @@ void closeFile(int handle) {
   close(handle);
 }
 
-bool fileExists(const char* path) {
+// What `path` names; false if it names nothing.
+static bool findStatus(const char* path, struct stat& status) {
   char name[hostNameSize];
-  struct stat status;
   if (!spellHostName(path, name)) return false;
-  if (stat(name, &status) != 0) {
-    if (!isMissing(errno) || resolveHostName(name) != resolveFound) return false;
-    if (stat(name, &status) != 0) return false;
-  }
-  return !S_ISDIR(status.st_mode);
+  if (stat(name, &status) == 0) return true;
+  return isMissing(errno) && resolveHostName(name) == resolveFound && stat(name, &status) == 0;
+}
+
+bool fileExists(const char* path) {
+  struct stat status;
+  return findStatus(path, status) && !S_ISDIR(status.st_mode);
+}
+
+bool directoryExists(const char* path) {
+  struct stat status;
+  return findStatus(path, status) && S_ISDIR(status.st_mode);
 }

@@ -62,8 +62,8 @@ static constexpr ClassTable makeCopyingClasses() {
   ClassTable table{};
   for (size_t c = 0; c < table.size(); ++c) {
     const signed char entry = tokens[c];
-    const bool kept = entry == classDigit || entry == classLetter || entry == classWidePrefix ||
-                      entry == classLineEnd;
+    const bool kept =
+        entry == classDigit || entry == classLetter || entry == classWidePrefix || entry == classLineEnd;
     table[c] = kept ? entry : static_cast<signed char>(classCopy);
   }
   table['/'] = classCopySlash;
@@ -96,16 +96,20 @@ constexpr ClassTable tokenClass = makeTokenClasses();
 constexpr ClassTable bodyClass = makeBodyClasses();
 constexpr ClassTable copyClass = makeCopyClasses();
 
-static_assert(tokenClass['('] == tokOpenParen && tokenClass['~'] == tokTilde && tokenClass['?'] == tokQuestion);
+static_assert(tokenClass['('] == tokOpenParen && tokenClass['~'] == tokTilde &&
+              tokenClass['?'] == tokQuestion);
 static_assert(tokenClass['L'] == classWidePrefix && charClass['L'] == classLetter);
-static_assert(tokenClass['$'] == classIllegal && tokenClass[0xFB] == classBlank && tokenClass[0xFC] == classIllegal);
-static_assert(bodyClass[0xFB] == classCopy && copyClass[' '] == classCopy && copyClass[endOfTextByte] == tokComma);
+static_assert(tokenClass['$'] == classIllegal && tokenClass[0xFB] == classBlank &&
+              tokenClass[0xFC] == classIllegal);
+static_assert(bodyClass[0xFB] == classCopy && copyClass[' '] == classCopy &&
+              copyClass[endOfTextByte] == tokComma);
 
 constinit const ClassTable* activeClass = &tokenClass;
 
-constexpr Byte operatorAlone[operatorFamilySize] = {tokExclaim, tokPercent, tokAmpersand, tokStar, tokPlus,
+constexpr Byte operatorAlone[operatorFamilySize] = {tokExclaim, tokPercent, tokAmpersand, tokStar,  tokPlus,
                                                     tokSlash,   tokCaret,   tokBar,       tokAssign};
-constexpr Byte operatorWithEqual[operatorFamilySize] = {
-    tokNotEqual,  tokModAssign, tokAndAssign, tokMulAssign, tokAddAssign,
-    tokDivAssign, tokXorAssign, tokOrAssign,  tokEqual};
-constexpr Byte operatorDoubled[operatorFamilySize] = {0, 0, tokAndAnd, 0, tokPlusPlus, 0, 0, tokOrOr, tokEqual};
+constexpr Byte operatorWithEqual[operatorFamilySize] = {tokNotEqual,  tokModAssign, tokAndAssign,
+                                                        tokMulAssign, tokAddAssign, tokDivAssign,
+                                                        tokXorAssign, tokOrAssign,  tokEqual};
+constexpr Byte operatorDoubled[operatorFamilySize] = {0, 0, tokAndAnd, 0,       tokPlusPlus,
+                                                      0, 0, tokOrOr,   tokEqual};

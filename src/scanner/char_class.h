@@ -40,15 +40,15 @@ enum CharClass : signed char {
   classLineEnd = -20,
   classBackslash = -22,
   classEndOfText = -24,
-  classCopy = -25,          // copied as it stands
-  classCopyLiteral = -26,   // copyClass: an unterminated literal is reported
-  classBodySplice = -27,    // bodyClass: a backslash
-  classBodyHash = -28,      // bodyClass: '#' and "##"
-  classCopySlash = -29,     // a comment or the byte itself
-  classBodyLiteral = -30,   // bodyClass: an unterminated literal ends the body
-  classBodyBlank = -32,     // bodyClass: runs of blanks become one
+  classCopy = -25,         // copied as it stands
+  classCopyLiteral = -26,  // copyClass: an unterminated literal is reported
+  classBodySplice = -27,   // bodyClass: a backslash
+  classBodyHash = -28,     // bodyClass: '#' and "##"
+  classCopySlash = -29,    // a comment or the byte itself
+  classBodyLiteral = -30,  // bodyClass: an unterminated literal ends the body
+  classBodyBlank = -32,    // bodyClass: runs of blanks become one
   classColon = -33,
-  classWidePrefix = -34,    // 'L'
+  classWidePrefix = -34,  // 'L'
   classNul = -35
 };
 
@@ -66,9 +66,9 @@ extern const Byte operatorAlone[operatorFamilySize];
 extern const Byte operatorWithEqual[operatorFamilySize];
 extern const Byte operatorDoubled[operatorFamilySize];  // 0: the doubled form is no token
 
-inline bool isNameStart(Byte c) { return charClass[c] == classLetter; }
-inline bool isDigit(Byte c) { return c >= '0' && c <= '9'; }
-
-// A blank inside a line: space, tab, vertical tab, form feed, and the byte 0xFB
-// that ends a macro's text.
-inline bool isBlankClass(Byte c) { return charClass[c] == classBlank; }
+inline bool isNameStart(Byte c) {
+  return charClass[c] == classLetter;
+}
+inline bool isDigit(Byte c) {
+  return c >= '0' && c <= '9';
+}

@@ -84,7 +84,9 @@ IdentEntry* lookupName(const Byte* name) {
   return findIdentEntry(name);
 }
 
-bool isNameDefined(const Byte* name) { return lookupName(name)->macroBody != noMacro; }
+bool isNameDefined(const Byte* name) {
+  return lookupName(name)->macroBody != noMacro;
+}
 
 bool isIdentDefined(const Byte* name) {
   if (name[0] == '_' && name[1] == '_' && reservedNameIndex(name, identLength) != 0) return true;
@@ -113,7 +115,9 @@ static constexpr int rowsOfGroup(int group) {
 static_assert(rowsOfGroup(0) == 17 && rowsOfGroup(1) == 20 && rowsOfGroup(2) == 2);
 static_assert(rowsOfGroup(3) == 27 && rowsOfGroup(4) == 49 && rowsOfGroup(5) == 30);
 
-static IdentEntry* lookupText(const char* name) { return lookupName(asBytes(name)); }
+static IdentEntry* lookupText(const char* name) {
+  return lookupName(asBytes(name));
+}
 
 // Makes `spelling` a keyword by which messages name its token.
 static void installKeyword(const char* spelling, TokenCode code) {

@@ -29,7 +29,9 @@ constexpr int hashChainCount = 32768;
 // Chain heads: offsets of entries in the SAVE region, 0 for an empty chain.
 extern uint32_t hashTable[hashChainCount];
 
-inline IdentEntry* entryAt(uint32_t offset) { return reinterpret_cast<IdentEntry*>(saveBase + offset); }
+inline IdentEntry* entryAt(uint32_t offset) {
+  return reinterpret_cast<IdentEntry*>(saveBase + offset);
+}
 
 // What each byte of a name adds to its hash; 0 for a byte that no name holds.
 extern const int32_t* const hashStep;
@@ -54,9 +56,10 @@ void hashIdentifier(const Byte* name);
 VSP_INLINE IdentEntry* findIdent(const Byte* name, uint32_t hash, uint32_t length) {
   for (uint32_t offset = hashTable[hash & (hashChainCount - 1)]; offset != 0;) {
     IdentEntry* const entry = entryAt(offset);
-    if (entry->nameLength == length) {
+    const Byte* const spelling = entry->spelling();
+    // Names that share a chain often differ in their last digits alone.
+    if (entry->nameLength == length && spelling[length - 1] == name[length - 1]) {
       // Names are short, so this beats a call.
-      const Byte* const spelling = entry->spelling();
       uint32_t same = 0;
       while (same < length && spelling[same] == name[same]) ++same;
       if (same == length) return entry;
@@ -67,7 +70,9 @@ VSP_INLINE IdentEntry* findIdent(const Byte* name, uint32_t hash, uint32_t lengt
 }
 
 // Finds or makes the entry of `name`, with identHash and identLength as they are.
-inline IdentEntry* findIdentEntry(const Byte* name) { return findIdent(name, identHash, identLength); }
+inline IdentEntry* findIdentEntry(const Byte* name) {
+  return findIdent(name, identHash, identLength);
+}
 
 // hashIdentifier, then findIdentEntry.
 IdentEntry* lookupName(const Byte* name);

@@ -12,7 +12,6 @@
 #include "diag/report.h"
 #include "input/frame.h"
 #include "input/multibyte.h"
-#include "memory/memory.h"
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/scan.h"
@@ -36,7 +35,9 @@ void bufPutEscaped(Byte c) {
     appendCopied(c);
 }
 
-void bytesOfFloat(long double value, Byte bytes[10]) { std::memcpy(bytes, &value, 10); }
+void bytesOfFloat(long double value, Byte bytes[10]) {
+  std::memcpy(bytes, &value, 10);
+}
 
 long double floatOfBytes(const Byte bytes[10]) {
   long double value = 0;
@@ -58,7 +59,9 @@ static int withTrailByte(Byte c) {
 }
 
 // The largest value of an escape in this constant.
-static uint32_t escapeLimit() { return wideChar ? 0xFFFF : 0xFF; }
+static uint32_t escapeLimit() {
+  return wideChar ? 0xFFFF : 0xFF;
+}
 
 // Reports an escape above the limit, once, and takes it for 0.
 static void limitEscape(uint32_t& value, bool& reported) {
@@ -128,21 +131,23 @@ static int readEscape(bool& splice) {
     case 'r': return 13;
     case 't': return 9;
     case 'v': return 11;
-    case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7':
-      return readOctalEscape(Byte(c));
-    case 'x':
-      return readHexEscape(false);
-    case 'u':
-      return readHexEscape(true);
-    case '\n': case '\r':
+    case '0':
+    case '1':
+    case '2':
+    case '3':
+    case '4':
+    case '5':
+    case '6':
+    case '7': return readOctalEscape(Byte(c));
+    case 'x': return readHexEscape(false);
+    case 'u': return readHexEscape(true);
+    case '\n':
+    case '\r':
       countNewline(Byte(c));
       splice = true;
       return c;
-    case endOfTextByte:
-      reportError(msgUnterminatedLiteral);
-      return endOfLiteral;
-    default:
-      return c;
+    case endOfTextByte: reportError(msgUnterminatedLiteral); return endOfLiteral;
+    default: return c;
   }
 }
 
@@ -182,22 +187,35 @@ struct CharBytes {
 };
 
 // What a wrong escape left of the collected text is read as input next. It moves
-// to memory of its own, since tokenText is about to be used again.
+// to a frame of its own, since tokenText is about to be used again.
 VSP_COLD static void keepRest() {
-  const size_t rest = size_t(inputLimit - inputCursor);
-  const Byte* const text = asBytes(memCopy(asChars(inputCursor), rest));
+  const Byte* const rest = inputCursor;
+  const size_t length = size_t(inputLimit - rest);
   popFrame();
-  pushTextFrame(text, rest);
+  pushTextCopy(rest, length);
+}
+
+// Pushes the collected text from behind its opening quote. A text that filled the
+// buffer has lost its closing quote and gets one.
+static void pushCollectedText() {
+  const size_t length = size_t(tokenTextPtr - tokenText) - 1;
+  if (tokenTextPtr == tokenTextEnd()) *tokenTextPtr++ = '\'';
+  const size_t closed = size_t(tokenTextPtr - tokenText) - 1;
+  *tokenTextPtr = 0;
+  if (closed == length)
+    pushTextFrame(tokenText + 1, length);
+  else
+    pushTextCopy(tokenText + 1, closed);
+  tokenText[length + 1] = 0;
+  tokenTextPtr = tokenText;
 }
 
 // Reads the collected text as input. The text may hold a byte that would end it
 // early, so it is bounded by its frame and by the end-of-text byte.
 static CharBytes decodeCharConstant() {
   CharBytes result{};
-  const size_t length = size_t(tokenTextPtr - tokenText) - 1;
-  tokenTextPtr = tokenText;
   InputFrame* const below = inputTop;
-  pushTextFrame(tokenText + 1, length);
+  pushCollectedText();
   InputFrame* const frame = inputTop;
   const auto store = [&](int byte) {
     if (result.count < 4) result.bytes[result.count] = Byte(byte);
@@ -222,7 +240,8 @@ static CharBytes decodeCharConstant() {
 static uint32_t narrowValue(const CharBytes& decoded) {
   uint32_t value;
   std::memcpy(&value, decoded.bytes, 4);
-  if (decoded.count == 1 && optionImage.unsignedChar == 0) value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
+  if (decoded.count == 1 && optionImage.unsignedChar == 0)
+    value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
   return value;
 }
 

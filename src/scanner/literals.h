@@ -31,7 +31,7 @@ bool copyLiteral(bool report, void (*append)(Byte), Byte quote);
 // Appends a byte to tokenText while there is room, a NUL behind it.
 void bufPutChar(Byte c);
 
-// The same, with the 0xFF prefix for a byte with bit 7 set, except 0xFB.
+// The same, with the 0xFF prefix for 0 and a byte with bit 7 set, except 0xFB.
 void bufPutEscaped(Byte c);
 
 // The ten bytes of an 80-bit value, and back.

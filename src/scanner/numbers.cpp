@@ -27,9 +27,9 @@ static constinit Byte floatTag = tagDouble;
 // The number being scanned.
 struct NumberScan {
   int radix;
-  bool dots;     // a decimal point has been seen
-  bool exps;     // an exponent has been seen
-  bool tokens;   // tokens are made, not text copied
+  bool dots;    // a decimal point has been seen
+  bool exps;    // an exponent has been seen
+  bool tokens;  // tokens are made, not text copied
 
   bool isFloat() const { return dots || exps; }
 };
@@ -41,7 +41,9 @@ static void takeLetter(Byte c) {
   noExpandMark = false;
 }
 
-static bool isLetterOf(Byte c, Byte lower) { return c == lower || c == lower - 0x20; }
+static bool isLetterOf(Byte c, Byte lower) {
+  return c == lower || c == lower - 0x20;
+}
 
 // The width suffix behind 'i', whose bytes are no part of the text. Returns the
 // byte in hand.
@@ -109,21 +111,33 @@ static void takePoint(NumberScan& scan) {
 static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
   const bool hexadecimal = scan.radix == 16;
   switch (c) {
-    case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7':
-      bufPutChar(c);
-      return true;
-    case '8': case '9':
+    case '0':
+    case '1':
+    case '2':
+    case '3':
+    case '4':
+    case '5':
+    case '6':
+    case '7': bufPutChar(c); return true;
+    case '8':
+    case '9':
       if (scan.radix == 8 && scan.tokens) return false;
       bufPutChar(c);
       return true;
-    case '.':
-      takePoint(scan);
-      return true;
-    case 'a': case 'b': case 'c': case 'd': case 'A': case 'B': case 'C': case 'D':
+    case '.': takePoint(scan); return true;
+    case 'a':
+    case 'b':
+    case 'c':
+    case 'd':
+    case 'A':
+    case 'B':
+    case 'C':
+    case 'D':
       if (!hexadecimal) return false;
       takeLetter(c);
       return true;
-    case 'e': case 'E':
+    case 'e':
+    case 'E':
       if (!hexadecimal) {
         if (scan.exps && scan.tokens) return false;
         scan.exps = true;
@@ -131,14 +145,16 @@ static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
       }
       takeLetter(c);
       return true;
-    case 'f': case 'F':
+    case 'f':
+    case 'F':
       if (!hexadecimal && !scan.isFloat() && scan.tokens) return false;
       takeLetter(c);
       if (hexadecimal) return true;
       floatTag = tagFloat;
       finished = true;
       return false;
-    case 'l': case 'L':
+    case 'l':
+    case 'L':
       if (scan.isFloat()) {
         takeLetter(c);
         floatTag = tagLongDouble;
@@ -147,14 +163,13 @@ static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
         c = scanIntegerSuffix(c, finished);
       }
       return false;
-    case 'u': case 'U':
+    case 'u':
+    case 'U':
       if (!scan.isFloat()) c = scanIntegerSuffix(c, finished);
       return false;
-    case 'i': case 'I':
-      c = scanWidthSuffix(false);
-      return false;
-    default:
-      return false;
+    case 'i':
+    case 'I': c = scanWidthSuffix(false); return false;
+    default: return false;
   }
 }
 
@@ -204,7 +219,9 @@ static uint32_t digitValue(Byte c) {
   return uint32_t((c | 0x20) - 'a' + 10);
 }
 
-static bool isDigitOf(Byte c) { return isDigit(c) || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f'); }
+static bool isDigitOf(Byte c) {
+  return isDigit(c) || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f');
+}
 
 // Reads the digits into `value`; true if they need the 64-bit form. It is decided
 // on the exact sum, before the value wraps.
@@ -216,7 +233,7 @@ static bool convertDigits(int radix, bool wide, uint64_t& value) {
   for (; isDigitOf(*text); ++text) {
     const uint32_t digit = digitValue(*text);
     const uint32_t low = uint32_t(value);
-    if (strict && !overflowSeen && low * uint32_t(radix) + digit < low) {
+    if (strict && !overflowSeen && low * uint32_t(radix) + digit < value) {
       reportError(msgConstantTooLarge);
       typeTag = tagUnsignedLong;
       overflowSeen = true;

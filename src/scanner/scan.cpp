@@ -46,7 +46,9 @@ constinit Byte* tokenTextPtr = tokenText;
 
 // What a handler answers when it delivers no token.
 constexpr int goOn = -1;
-static constexpr int goOnWith(Byte c) { return -2 - int(c); }
+static constexpr int goOnWith(Byte c) {
+  return -2 - int(c);
+}
 
 void startScanner() {
   activeClass = &tokenClass;
@@ -65,12 +67,11 @@ void startScanner() {
   resetExpansion();
 }
 
-VSP_INLINE void markPosition() {
+// Sets the position of the current token to that of the reading.
+VSP_INLINE void recordTokenPosition() {
   tokenState.line = currentLine;
   tokenState.file = currentFileIndex;
 }
-
-void recordTokenPosition() { markPosition(); }
 
 VSP_INLINE TokenCode deliver(int code) {
   tokenState.code = code;
@@ -234,7 +235,9 @@ static Byte skipSpaceSlow(Byte c) {
   }
 }
 
-Byte skipSpaceFrom(Byte c) { return skipSpaceSlow(c); }
+Byte skipSpaceFrom(Byte c) {
+  return skipSpaceSlow(c);
+}
 
 Byte skipSpace() {
   const bool keep = keepComments();
@@ -291,7 +294,7 @@ static TokenCode scanOperator(Byte c, Byte d) {
 }
 
 static int scanSlash() {
-  markPosition();
+  recordTokenPosition();
   for (;;) {
     const Byte d = nextChar();
     if (d == '*') {
@@ -322,55 +325,42 @@ static bool followedBy(Byte c) {
 }
 
 static TokenCode scanColon() {
-  markPosition();
+  recordTokenPosition();
   return deliver(followedBy(':') ? tokColonColon : tokColon);
 }
 
 static TokenCode scanMinus() {
-  markPosition();
+  recordTokenPosition();
   switch (nextChar()) {
-    case '-':
-      return deliver(tokMinusMinus);
-    case '=':
-      return deliver(tokSubAssign);
-    case '>':
-      return deliver(cplusplusMode && followedBy('*') ? tokArrowStar : tokArrow);
-    default:
-      ungetChar();
-      return deliver(tokMinus);
+    case '-': return deliver(tokMinusMinus);
+    case '=': return deliver(tokSubAssign);
+    case '>': return deliver(cplusplusMode && followedBy('*') ? tokArrowStar : tokArrow);
+    default: ungetChar(); return deliver(tokMinus);
   }
 }
 
 static TokenCode scanGreater() {
-  markPosition();
+  recordTokenPosition();
   switch (nextChar()) {
-    case '=':
-      return deliver(tokGreaterEqual);
-    case '>':
-      return deliver(followedBy('=') ? tokShrAssign : tokShr);
-    default:
-      ungetChar();
-      return deliver(tokGreater);
+    case '=': return deliver(tokGreaterEqual);
+    case '>': return deliver(followedBy('=') ? tokShrAssign : tokShr);
+    default: ungetChar(); return deliver(tokGreater);
   }
 }
 
 static TokenCode scanLess() {
-  markPosition();
+  recordTokenPosition();
   switch (nextChar()) {
-    case '=':
-      return deliver(tokLessEqual);
-    case '<':
-      return deliver(followedBy('=') ? tokShlAssign : tokShl);
-    default:
-      ungetChar();
-      return deliver(tokLess);
+    case '=': return deliver(tokLessEqual);
+    case '<': return deliver(followedBy('=') ? tokShlAssign : tokShl);
+    default: ungetChar(); return deliver(tokLess);
   }
 }
 
 // A number: its value is made only where something reads it, in a directive's
 // line, or where its size is checked.
 static int scanNumberToken(Byte c) {
-  markPosition();
+  recordTokenPosition();
   const int radix = scanNumber(c);
   if (activeClass != &tokenClass) return goOn;
   if (lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
@@ -379,7 +369,7 @@ static int scanNumberToken(Byte c) {
 }
 
 static int scanDot() {
-  markPosition();
+  recordTokenPosition();
   const Byte d = nextChar();
   if (isDigit(d)) {
     ungetChar();
@@ -399,7 +389,7 @@ static int scanBackslash(Byte c) {
   if (keepComments()) emitChar(c);
   const Byte d = nextChar();
   if (d == '?') {
-    markPosition();
+    recordTokenPosition();
     return deliver(tokQuestion);
   }
   if (isLineEnd(d)) {
@@ -426,7 +416,7 @@ static int finishName() {
 }
 
 static int scanName(Byte c) {
-  markPosition();
+  recordTokenPosition();
   pasteSeen = false;
   scanIdentifier(c);
   return finishName();
@@ -442,7 +432,7 @@ static int scanWidePrefix(Byte c) {
     appendCode(c);
     return goOnWith(d);
   }
-  markPosition();
+  recordTokenPosition();
   if (d == '\'') {
     wideChar = true;
     return deliver(scanCharConstant());
@@ -462,7 +452,7 @@ static int copyLiteralToken(Byte quote, bool report) {
   if (copyLiteral(report, bufPutEscaped, quote)) return goOn;
   const Byte c = nextChar();
   if (report && c == endOfTextByte) return goOnWith(c);
-  markPosition();
+  recordTokenPosition();
   return deliver(tokEndOfLine);
 }
 
@@ -501,7 +491,7 @@ static int copyBackslash(Byte c) {
 
 static int scanLineEnd(Byte c) {
   if (lineMode) {
-    markPosition();
+    recordTokenPosition();
     return deliver(tokEndOfLine);
   }
   countNewline(c);
@@ -521,63 +511,36 @@ static int handleClass(int charClassOf, Byte c) {
     case classPlus:
     case classCaret:
     case classBar:
-    case classEqual:
-      markPosition();
-      return scanOperator(c, nextChar());
-    case classSlash:
-      return scanSlash();
-    case classLetter:
-      return scanName(c);
-    case classDigit:
-      return scanNumberToken(c);
+    case classEqual: recordTokenPosition(); return scanOperator(c, nextChar());
+    case classSlash: return scanSlash();
+    case classLetter: return scanName(c);
+    case classDigit: return scanNumberToken(c);
     case classString:
-      markPosition();
+      recordTokenPosition();
       wideString = false;
       return deliver(tokString);
-    case classHash:
-      markPosition();
-      return deliver(tokHash);
+    case classHash: recordTokenPosition(); return deliver(tokHash);
     case classCharConst:
-      markPosition();
+      recordTokenPosition();
       wideChar = false;
       return deliver(scanCharConstant());
-    case classMinus:
-      return scanMinus();
-    case classDot:
-      return scanDot();
-    case classLess:
-      return scanLess();
-    case classGreater:
-      return scanGreater();
-    case classColon:
-      return scanColon();
-    case classLineEnd:
-      return scanLineEnd(c);
-    case classBackslash:
-      return scanBackslash(c);
-    case classEndOfText:
-      return scanEndOfText();
-    case classWidePrefix:
-      return scanWidePrefix(c);
-    case classCopy:
-      appendCopied(c);
-      return goOn;
-    case classBodyBlank:
-      appendBlank();
-      return goOn;
-    case classBodyLiteral:
-      return copyLiteralToken(c, false);
-    case classCopyLiteral:
-      return copyLiteralToken(c, true);
-    case classCopySlash:
-      return copySlash(c);
-    case classBodyHash:
-      return copyHash();
-    case classBodySplice:
-      return copyBackslash(c);
-    default:
-      reportIllegalCharacter(c);
-      return goOn;
+    case classMinus: return scanMinus();
+    case classDot: return scanDot();
+    case classLess: return scanLess();
+    case classGreater: return scanGreater();
+    case classColon: return scanColon();
+    case classLineEnd: return scanLineEnd(c);
+    case classBackslash: return scanBackslash(c);
+    case classEndOfText: return scanEndOfText();
+    case classWidePrefix: return scanWidePrefix(c);
+    case classCopy: appendCopied(c); return goOn;
+    case classBodyBlank: appendBlank(); return goOn;
+    case classBodyLiteral: return copyLiteralToken(c, false);
+    case classCopyLiteral: return copyLiteralToken(c, true);
+    case classCopySlash: return copySlash(c);
+    case classBodyHash: return copyHash();
+    case classBodySplice: return copyBackslash(c);
+    default: reportIllegalCharacter(c); return goOn;
   }
 }
 
@@ -605,7 +568,7 @@ TokenCode scanToken() {
     }
     for (;;) {
       if (entry > 0) {
-        markPosition();
+        recordTokenPosition();
         return deliver(entry);
       }
       int answer;

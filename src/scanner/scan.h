@@ -18,9 +18,6 @@ void startScanner();
 // The next token. May change the input stack.
 TokenCode scanToken();
 
-// Sets the position of the current token to that of the reading.
-void recordTokenPosition();
-
 // Passes blanks, comments and splices of the present line; returns the first
 // byte that is none, consumed. May change the input stack.
 Byte skipSpace();
@@ -29,7 +26,9 @@ Byte skipSpace();
 Byte skipSpaceFrom(Byte c);
 
 // The same for readers outside the scanner.
-inline Byte nextSignificantChar(Byte c) { return skipSpaceFrom(c); }
+inline Byte nextSignificantChar(Byte c) {
+  return skipSpaceFrom(c);
+}
 
 // Skip a comment whose opening two bytes have been read.
 void scanBlockComment();
@@ -42,7 +41,7 @@ VSP_COLD void reportIllegalCharacter(Byte c);
 // Appends one space to the text at tokenTextPtr, unless one stands there.
 void appendBlank();
 
-// Appends a byte at tokenTextPtr, as 0xFF and the byte if bit 7 is set.
+// Appends a byte at tokenTextPtr, as 0xFF and the byte if bit 7 is set or it is 0.
 void appendCopied(Byte c);
 
 // Reads the backslash that has just been taken further: true if a line end

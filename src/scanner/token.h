@@ -111,4 +111,6 @@ extern const Byte* pendingText;
 constexpr size_t tokenTextSize = 16384;
 extern Byte tokenText[tokenTextSize + 1];  // one more, for the end mark of a full body
 extern Byte* tokenTextPtr;
-inline Byte* tokenTextEnd() { return tokenText + tokenTextSize - 1; }
+inline Byte* tokenTextEnd() {
+  return tokenText + tokenTextSize - 1;
+}

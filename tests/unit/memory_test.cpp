@@ -152,15 +152,6 @@ TEST_F(Memory, RegionGivesDisjointPiecesAndNeverOffsetZero) {
   EXPECT_LE(size_t(carveSAVE(8) - saveBase), unit);
 }
 
-TEST_F(Memory, PieceFillsOneCommitUnit) {
-  uint32_t count = 0;
-  const uint32_t unit = uint32_t(4 * pageSize());
-  EXPECT_NE(fillSAVEpiece(count, 24, 8), nullptr);
-  EXPECT_EQ(count, (unit - 8) / 24);
-  EXPECT_NE(fillSAVEpiece(count, unit, 8), nullptr);
-  EXPECT_EQ(count, 0U);
-}
-
 TEST_F(Memory, ArenaIsClearedAgainAndGrows) {
   Arena arena;
   arenaInit(arena, 0x5000);

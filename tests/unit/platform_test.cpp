@@ -7,10 +7,12 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "check.h"
@@ -155,14 +157,23 @@ TEST_F(Files, ReadsAndSeeks) {
 }
 
 // An open that waits for a writer would hang the program on a stray pipe.
-TEST_F(Files, PipeWithoutWriterIsAnEmptyFile) {
-  ASSERT_EQ(mkfifo(in("pipe.h").c_str(), 0600), 0);
+TEST_F(Files, PipeWaitsForItsWriter) {
+  const std::string name = in("pipe.h");
+  ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
   alarm(10);
-  const int handle = openForReading(in("pipe.h").c_str());
+  std::thread writer([&] {
+    FILE* const pipe = std::fopen(name.c_str(), "w");
+    usleep(20000);
+    std::fputs("x", pipe);
+    std::fclose(pipe);
+  });
+  const int handle = openForReading(name.c_str());
   ASSERT_GE(handle, 0);
   EXPECT_EQ(sizeOfFile(handle), -1);
-  char c;
-  EXPECT_EQ(readFile(handle, &c, 1), 0);
+  char text[4];
+  EXPECT_EQ(readFile(handle, text, sizeof text), 1);
+  EXPECT_EQ(readFile(handle, text, sizeof text), 0);
+  writer.join();
   alarm(0);
   closeFile(handle);
 }
