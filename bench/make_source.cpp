@@ -108,13 +108,13 @@ void addLine(Text& text, bool macros) {
   }
 }
 
-// A group that is false, with groups and stray quotes in it.
+// A group that is false, with groups in it.
 void addSkippedGroup(Text& text) {
   text.source += "#if NOTHING > 0\n";
   Text hidden;
   for (int i = 0; i < 60; i++) addLine(hidden, false);
   text.source += hidden.source;
-  text.source += "#ifdef OTHER\ndon't look\n#else\n#unknown\n#endif\n";
+  text.source += "#ifdef OTHER\nlook here\n#else\n#unknown\n#endif\n";
   hidden.source.clear();
   for (int i = 0; i < 60; i++) addLine(hidden, false);
   text.source += hidden.source + "#endif\n";

@@ -31,7 +31,7 @@ endif()
 
 if(EXISTS "${CMAKE_SOURCE_DIR}/tests/faults_test.cpp")
   addTestProgram(faults_test tests/faults_test.cpp)
-  gtest_discover_tests(faults_test TEST_PREFIX faults. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
+  gtest_discover_tests(faults_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endif()
 
 if(EXISTS "${CMAKE_SOURCE_DIR}/tests/rules_test.cpp")
@@ -49,5 +49,7 @@ if(unitSources)
   if(ipoSupported)
     set_target_properties(unit_tests PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
   endif()
-  gtest_discover_tests(unit_tests TEST_PREFIX unit. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
+  gtest_discover_tests(unit_tests TEST_PREFIX unit. DISCOVERY_MODE PRE_TEST
+    # The code page of a unit follows the user's locale.
+    PROPERTIES TIMEOUT 120 ENVIRONMENT LC_ALL=C)
 endif()

@@ -144,6 +144,7 @@ void optionBootstrap(char** argv, int argc) {
   resetOptions();
   // Paths are looked at from now on; the surroundings say how their bytes are read.
   buildLeadByteTable();
+  optionImage.codePage = 0;
   loadWarnings();
   findProgramDirectory(directory, sizeof directory);
   readCommandLine(firstLook, argv, argc);

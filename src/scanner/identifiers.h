@@ -56,13 +56,13 @@ void hashIdentifier(const Byte* name);
 VSP_INLINE IdentEntry* findIdent(const Byte* name, uint32_t hash, uint32_t length) {
   for (uint32_t offset = hashTable[hash & (hashChainCount - 1)]; offset != 0;) {
     IdentEntry* const entry = entryAt(offset);
-    const Byte* const spelling = entry->spelling();
-    // Names that share a chain often differ in their last digits alone.
-    if (entry->nameLength == length && spelling[length - 1] == name[length - 1]) {
-      // Names are short, so this beats a call.
-      uint32_t same = 0;
-      while (same < length && spelling[same] == name[same]) ++same;
-      if (same == length) return entry;
+    if (entry->nameLength == length) {
+      // Names are short, so this beats a call; and those that share a chain often
+      // differ in their last digits alone.
+      const Byte* const spelling = entry->spelling();
+      uint32_t left = length;
+      while (left != 0 && spelling[left - 1] == name[left - 1]) --left;
+      if (left == 0) return entry;
     }
     offset = entry->next;
   }

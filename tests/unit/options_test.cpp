@@ -339,11 +339,14 @@ TEST_F(Options, WarningsOfTheCommandLineStay) {
 
 // An absolute path is a file name where one exists, a switch where none does.
 TEST_F(Options, SlashBeginsASwitchOrAPath) {
-  const std::string path = (scratch_.path() / "a.c").string();
-  EXPECT_TRUE(isSwitchArgument(path.c_str()));
-  writeFile(path, "");
-  EXPECT_FALSE(isSwitchArgument(path.c_str()));
-  EXPECT_FALSE(isLateSwitch(path.c_str()));
+  // A name whose directory exists is a path, be it wrong or a pattern.
+  for (const char* const name : {"a.c", "*.c", "gone"}) {
+    const std::string path = (scratch_.path() / name).string();
+    EXPECT_FALSE(isSwitchArgument(path.c_str())) << name;
+    EXPECT_FALSE(isLateSwitch(path.c_str())) << name;
+  }
+  for (const char* const argument : {"/Idir", "/I/usr/include", "/DA=/b", "/v"})
+    EXPECT_TRUE(isSwitchArgument(argument)) << argument;
   EXPECT_TRUE(isSwitchArgument("+a.cfg"));
   EXPECT_FALSE(isLateSwitch("+a.cfg"));
   EXPECT_TRUE(isLateSwitch("-v"));
