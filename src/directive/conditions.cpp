@@ -25,6 +25,7 @@
 #include "scanner/scan.h"
 
 // Called from here, defined later:
+#include "driver/advance_line.h"
 #include "expr/expr.h"
 
 constinit ConditionRecord* condStack = nullptr;
@@ -216,8 +217,10 @@ VSP_HOT static void skipPlainLines() {
       return;
     const Byte* const end = plainLineEnd(cursor, limit);
     if (end == nullptr) return;
-    inputCursor = end + 1;
-    countNewline(*end);
+    const bool paired = isLineEnd(end[1]) && end[0] != end[1];
+    if (paired && end + 2 >= limit) return;
+    inputCursor = end + (paired ? 2 : 1);
+    advanceLine();
   }
 }
 

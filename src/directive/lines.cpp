@@ -1,8 +1,9 @@
 // Line synchronisation, #line, #error and #pragma.
 //
-// syncLine runs at every line end of every file, in skipped text too, and so is
-// among the hottest routines. The marker of a line is kept as text; when the
-// next line is the next number of the same file, only its digits change.
+// Every line end of every file, in skipped text too, comes through advanceLine,
+// whose common case stands in a header: the marker of a line is kept as text,
+// and when the next line is the next number of the same file, only its digits
+// change. syncLine does the rest.
 
 #include "directive/lines.h"
 
@@ -31,21 +32,13 @@ constexpr size_t syncNameSize = 260;
 // The file of the last #line written, as far as it fits.
 static constinit char lastSyncName[syncNameSize] = {};
 
-// The marker of the line written last, with the line end in front of it.
-struct LineMarker {
-  const char* fileName;  // of which file; null if there is no marker
-  int32_t line;          // of which line
-  uint32_t length;       // of the text
-  uint32_t lastDigit;    // index of the number's last digit
-  Byte text[400];
-};
-static constinit LineMarker marker{};
+constinit LineMarker lineMarker{};
 
-constexpr size_t markerNameLimit = sizeof marker.text - 32;
+constexpr size_t markerNameLimit = sizeof lineMarker.text - 32;
 
 void resetLineMarkers() {
   lastSyncName[0] = 0;
-  marker.fileName = nullptr;
+  lineMarker.fileName = nullptr;
 }
 
 static void emitNumber(int32_t value) {
@@ -53,41 +46,24 @@ static void emitNumber(int32_t value) {
   emitRun(asBytes(digits), size_t(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
 }
 
-// Builds the marker of the present line anew. False if the name is too long to
-// keep.
+// Builds the marker of the present line anew. False if it cannot be kept.
 VSP_COLD static bool buildMarker() {
   const size_t nameLength = std::strlen(currentFileName);
-  if (nameLength > markerNameLimit) return false;
-  char* target = reinterpret_cast<char*>(marker.text);
+  // A number below 0 or at the end of its range does not go on digit by digit.
+  if (nameLength > markerNameLimit || currentLine < 0 || currentLine == INT32_MAX) return false;
+  char* target = reinterpret_cast<char*>(lineMarker.text);
   std::memcpy(target, "\r\n/* ", 5);
   target += 5;
   std::memcpy(target, currentFileName, nameLength);
   target += nameLength;
   *target++ = ' ';
   target = std::to_chars(target, target + 16, currentLine).ptr;
-  marker.lastDigit = uint32_t(reinterpret_cast<Byte*>(target) - marker.text - 1);
+  lineMarker.lastDigit = uint32_t(reinterpret_cast<Byte*>(target) - lineMarker.text - 1);
   std::memcpy(target, ": */", 4);
-  marker.length = marker.lastDigit + 5;
-  marker.fileName = currentFileName;
-  marker.line = currentLine;
+  lineMarker.length = lineMarker.lastDigit + 5;
+  lineMarker.fileName = currentFileName;
+  lineMarker.line = currentLine;
   return true;
-}
-
-// Makes the marker that of the present line. False if it cannot be kept.
-VSP_INLINE bool advanceMarker() {
-  if (marker.fileName == currentFileName && marker.line >= 0 &&
-      uint32_t(currentLine) == uint32_t(marker.line) + 1) [[likely]] {
-    Byte* digit = marker.text + marker.lastDigit;
-    while (*digit == '9') *digit-- = '0';
-    if (*digit != ' ') {
-      ++*digit;
-      marker.line = currentLine;
-      return true;
-    }
-  } else if (marker.fileName == currentFileName && currentLine == marker.line) {
-    return true;
-  }
-  return buildMarker();
 }
 
 // The comment form of the marker, where the kept text does not serve.
@@ -123,9 +99,9 @@ void syncLine() {
     return;
   }
   if (optionImage.lineInfo != 0) {
-    if (advanceMarker()) [[likely]] {
+    if (buildMarker()) {
       const uint32_t skip = first ? 2 : 0;
-      emitRun(marker.text + skip, marker.length - skip);
+      emitRun(lineMarker.text + skip, lineMarker.length - skip);
     } else {
       if (!first) emitRun(asBytes("\r\n"), 2);
       emitMarkerSlow();

@@ -12,6 +12,7 @@
 
 #include "driver/plain_text.h"
 
+#include "driver/advance_line.h"
 #include "driver/output.h"
 #include "driver/separators.h"
 #include "input/frame.h"
@@ -210,7 +211,7 @@ VSP_INLINE bool passLineEnd(PlainRun& run) {
   next = skipPlainSpace(next, run.limit);
   if (next == nullptr || next >= run.limit || !beginsPlainLine(tokenClass[*next])) return false;
   output.cursor = run.out;
-  countNewline(0);
+  advanceLine();
   run.line = currentLine;
   run.out = output.cursor;
   run.cursor = next;
@@ -221,7 +222,13 @@ VSP_INLINE bool passLineEnd(PlainRun& run) {
 VSP_INLINE bool passOne(PlainRun& run) {
   const Byte c = *run.cursor;
   const int entry = tokenClass[c];
-  if (entry > 0) return passPunctuator(run, entry, 1);
+  if (entry > 0) {
+    // None of these stands in a pair that would read as one.
+    *run.out++ = c;
+    ++run.cursor;
+    wrote(run, entry);
+    return true;
+  }
   switch (entry) {
     case classBlank:
       if (c >= endOfBodyMark) return false;

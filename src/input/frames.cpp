@@ -23,6 +23,7 @@
 // Called from here, defined later:
 #include "directive/conditions.h"
 #include "directive/lines.h"
+#include "driver/advance_line.h"
 #include "macro/expand.h"
 #include "macro/predefined.h"
 #include "scanner/scan.h"
@@ -151,10 +152,7 @@ void countNewline(Byte c) {
     const Byte d = nextChar();
     if (!(c == '\r' && d == '\n') && !(c == '\n' && d == '\r')) ungetChar();
   }
-  currentLine = int32_t(uint32_t(currentLine) + 1);
-  messageLine = currentLine;
-  ++totalLines;
-  syncLine();
+  advanceLine();
 }
 
 void pushFrame(InputFrame* frame) {

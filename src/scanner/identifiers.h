@@ -7,6 +7,8 @@
 
 #pragma once
 
+#include <cstring>
+
 #include "base.h"
 #include "memory/memory.h"
 #include "scanner/token.h"
@@ -49,6 +51,33 @@ extern uint32_t identLimit;
 // Sets identHash and identLength for a NUL-terminated name.
 void hashIdentifier(const Byte* name);
 
+// True if `length` bytes agree. Names are short, so words of their own, which may
+// overlap, beat a call; the last ones go first, since names that share a chain
+// often differ in their last digits alone.
+VSP_INLINE bool isSameName(const Byte* a, const Byte* b, uint32_t length) {
+  if (length >= 8) {
+    uint64_t x, y;
+    for (uint32_t i = length - 8; i != 0; i = i > 8 ? i - 8 : 0) {
+      std::memcpy(&x, a + i, 8);
+      std::memcpy(&y, b + i, 8);
+      if (x != y) return false;
+    }
+    std::memcpy(&x, a, 8);
+    std::memcpy(&y, b, 8);
+    return x == y;
+  }
+  if (length >= 4) {
+    uint32_t x, y, z, w;
+    std::memcpy(&x, a, 4);
+    std::memcpy(&y, b, 4);
+    std::memcpy(&z, a + length - 4, 4);
+    std::memcpy(&w, b + length - 4, 4);
+    return ((x ^ y) | (z ^ w)) == 0;
+  }
+  while (length != 0 && a[length - 1] == b[length - 1]) --length;
+  return length == 0;
+}
+
 // Enters a name that no chain holds; for findIdent.
 [[gnu::noinline]] IdentEntry* makeIdentEntry(const Byte* name, uint32_t hash, uint32_t length);
 
@@ -56,14 +85,7 @@ void hashIdentifier(const Byte* name);
 VSP_INLINE IdentEntry* findIdent(const Byte* name, uint32_t hash, uint32_t length) {
   for (uint32_t offset = hashTable[hash & (hashChainCount - 1)]; offset != 0;) {
     IdentEntry* const entry = entryAt(offset);
-    if (entry->nameLength == length) {
-      // Names are short, so this beats a call; and those that share a chain often
-      // differ in their last digits alone.
-      const Byte* const spelling = entry->spelling();
-      uint32_t left = length;
-      while (left != 0 && spelling[left - 1] == name[left - 1]) --left;
-      if (left == 0) return entry;
-    }
+    if (entry->nameLength == length && isSameName(entry->spelling(), name, length)) return entry;
     offset = entry->next;
   }
   return makeIdentEntry(name, hash, length);
