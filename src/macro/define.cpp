@@ -94,16 +94,6 @@ static void dropTrailingSpaces() {
   *tokenTextPtr = 0;
 }
 
-// Writes a byte of a body, prefixed if need be; dropped if it does not fit. A
-// prefixed byte that finds room for one fills it, so that the loss is noticed.
-static void putBodyByte(Byte c) {
-  appendCopied(c);
-}
-
-static void putBodyBlank() {
-  appendBlank();
-}
-
 // '#' in the body of a macro without parameters.
 static void readBodyHash(Byte terminator) {
   const Byte d = nextChar();
@@ -129,28 +119,13 @@ static void readBodyHash(Byte terminator) {
     bufPutChar('#');
 }
 
-// '/' in a body: a comment counts as a blank.
-static void readBodySlash() {
-  const Byte d = nextChar();
-  if (d == '*') {
-    scanBlockComment();
-    putBodyBlank();
-  } else if (d == '/' && lineCommentsAllowed()) {
-    scanLineComment();
-    putBodyBlank();
-  } else {
-    ungetChar();
-    bufPutChar('/');
-  }
-}
-
 // A backslash in a body: a splice, or it and the byte behind it.
 static void readBodyBackslash() {
   if (passSplice()) return;
   const Byte c = nextChar();
   if (roomLeft() < 2) return;
   bufPutChar('\\');
-  putBodyByte(c);
+  appendCopied(c);
 }
 
 // Collects a body without parameters into tokenText; `terminator` is ')' behind
@@ -168,17 +143,20 @@ static void readObjectBody(Byte terminator) {
     if (c == endOfTextByte) {
       if (!popSourceFile(false)) break;
     } else if (c == ' ' || c == '\t' || c == '\v' || c == '\f') {
-      putBodyBlank();
+      appendBlank();
     } else if (c == '"' || c == '\'') {
       if (!copyLiteral(false, bufPutEscaped, c)) break;
     } else if (c == '/') {
-      readBodySlash();
+      if (passComment())
+        appendBlank();
+      else
+        bufPutChar(c);
     } else if (c == '\\') {
       readBodyBackslash();
     } else if (c == '#') {
       readBodyHash(terminator);
     } else {
-      putBodyByte(c);
+      appendCopied(c);
     }
   }
   lineMode = false;

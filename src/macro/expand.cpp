@@ -164,11 +164,6 @@ int macroTextEnd(MacroFrame* frame) {
 
 // --- Arguments ---
 
-// Appends a byte of the text as it stands, if there is room.
-static void putByte(Byte c) {
-  bufPutChar(c);
-}
-
 // Takes the name of `length` bytes at tokenTextPtr into the text, with a mark in
 // front of it if `marked` and if there is room.
 static void takeName(uint32_t length, bool marked) {
@@ -190,26 +185,11 @@ static void collectName(Byte c, bool afterBackslash) {
   takeName(identLength, entry->macroBody == noMacro && !reserved && !afterBackslash);
 }
 
-// A '/' in an argument: a comment, which counts as a blank, or the byte itself.
-static void collectSlash() {
-  const Byte d = nextChar();
-  if (d == '*') {
-    scanBlockComment();
-    appendBlank();
-  } else if (d == '/' && lineCommentsAllowed()) {
-    scanLineComment();
-    appendBlank();
-  } else {
-    ungetChar();
-    putByte('/');
-  }
-}
-
 // Any byte of an argument with no meaning of its own. `afterBackslash` keeps a name
 // from being marked.
 static void collectOther(Byte c, bool afterBackslash) {
   if (noExpandMark) {
-    putByte(noExpandCode);
+    bufPutChar(noExpandCode);
     noExpandMark = false;
   }
   if (isNameStart(c)) {
@@ -217,7 +197,7 @@ static void collectOther(Byte c, bool afterBackslash) {
       const Byte d = nextChar();
       ungetChar();
       if (d == '"' || d == '\'') {
-        putByte(c);
+        bufPutChar(c);
         return;
       }
     }
@@ -243,16 +223,16 @@ static Byte collectRawText() {
     switch (c) {
       case '(':
         ++depth;
-        putByte(c);
+        bufPutChar(c);
         break;
       case ')':
         if (depth == 0) return c;
         --depth;
-        putByte(c);
+        bufPutChar(c);
         break;
       case ',':
         if (depth == 0) return c;
-        putByte(c);
+        bufPutChar(c);
         break;
       case '"':
       case '\'': copyLiteral(true, bufPutEscaped, c); break;
@@ -263,18 +243,23 @@ static Byte collectRawText() {
         break;
       case ' ':
       case '\t': appendBlank(); break;
-      case '/': collectSlash(); break;
+      case '/':
+        if (passComment())
+          appendBlank();
+        else
+          bufPutChar(c);
+        break;
       case '\\':
         if (passSplice()) {
           appendBlank();
         } else {
-          putByte(c);
+          bufPutChar(c);
           afterBackslash = true;
         }
         break;
       case endOfTextByte: return c;
       case noExpandCode:
-      case endOfBodyMark: putByte(c); break;
+      case endOfBodyMark: bufPutChar(c); break;
       case escapeMark:
         c = nextChar();
         collectOther(c, marked);

@@ -200,6 +200,20 @@ void scanLineComment() {
   }
 }
 
+bool passComment() {
+  const Byte c = nextChar();
+  if (c == '*') {
+    scanBlockComment();
+    return true;
+  }
+  if (c == '/' && lineCommentsAllowed()) {
+    scanLineComment();
+    return true;
+  }
+  ungetChar();
+  return false;
+}
+
 // Gives back `c`, which was read in front of the byte in hand when the cursor then
 // stood at `behind`. The byte in hand is stepped back over so that the caller can
 // step back over `c` as well, though the two may come from different frames or
@@ -457,17 +471,10 @@ static int copyLiteralToken(Byte quote, bool report) {
 }
 
 static int copySlash(Byte c) {
-  const Byte d = nextChar();
-  if (d == '*') {
-    scanBlockComment();
+  if (passComment())
     appendBlank();
-  } else if (d == '/' && lineCommentsAllowed()) {
-    scanLineComment();
-    appendBlank();
-  } else {
-    ungetChar();
+  else
     appendCode(c);
-  }
   return goOn;
 }
 

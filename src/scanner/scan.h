@@ -34,6 +34,10 @@ inline Byte nextSignificantChar(Byte c) {
 void scanBlockComment();
 void scanLineComment();
 
+// A '/' has been read: passes the comment that it begins. False, with nothing
+// more consumed, if it begins none.
+bool passComment();
+
 // Reports a byte, or double-byte character, that no token begins with; its first
 // byte is `c`, already read.
 VSP_COLD void reportIllegalCharacter(Byte c);

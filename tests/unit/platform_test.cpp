@@ -270,7 +270,7 @@ TEST(Locale, LanguageAndCodePage) {
 
 TEST_F(Files, ConfiguredLocale) {
   writeFile(scratch_.path() / "vestrel/locales",
-            "# a comment = XXX\r\n\nno value\n* = DEU\r\n/opt/a=b/vsp32 =\tFR \n/opt/long = "
+            "# a comment = ENU\r\n\nno value\n* = DEU\r\n/opt/a=b/vsp32 =\tFR \n/opt/long = "
             "TOOLONG\n/opt/empty =\n");
   setenv("XDG_CONFIG_HOME", scratch_.path().c_str(), 1);
   EXPECT_STREQ(configuredLocale("/opt/a=b/VSP32").text, "FR");
