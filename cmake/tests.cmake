@@ -34,6 +34,19 @@ if(EXISTS "${CMAKE_SOURCE_DIR}/tests/faults_test.cpp")
   gtest_discover_tests(faults_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endif()
 
+if(EXISTS "${CMAKE_SOURCE_DIR}/tests/import_test.cpp")
+  # Components as users write them, built without the sanitizers; the second has another entry.
+  add_library(tlbreader MODULE tests/component/tlbreader.cpp)
+  target_compile_definitions(tlbreader PRIVATE ENTRY=ReadTypeLibrary)
+  add_library(otherReader MODULE tests/component/tlbreader.cpp)
+  target_compile_definitions(otherReader PRIVATE ENTRY=ReadOtherLibrary)
+  addTestProgram(import_test tests/import_test.cpp)
+  target_compile_definitions(import_test PRIVATE
+    VSP_TLBREADER="$<TARGET_FILE:tlbreader>" VSP_OTHER_READER="$<TARGET_FILE:otherReader>")
+  add_dependencies(import_test tlbreader otherReader)
+  gtest_discover_tests(import_test TEST_PREFIX beside. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
+endif()
+
 if(EXISTS "${CMAKE_SOURCE_DIR}/tests/rules_test.cpp")
   add_executable(rules_test tests/rules_test.cpp)
   target_link_libraries(rules_test PRIVATE vspFlags GTest::gtest GTest::gtest_main)

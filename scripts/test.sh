@@ -41,9 +41,10 @@ testPreset() {
   log=$(mktemp)
   ctest --preset "$preset" -j "$jobs" -V >"$log" 2>&1
   local status=$?
-  ok=$(grep -c '\[       OK \]' "$log")
-  # A failing test is named twice: where it ran, with its time, and in the list at the end.
-  bad=$(grep -c '\[  FAILED  \].*ms)' "$log")
+  # Lines of running tests have a number in front. A failing test is named twice: where it ran, with its
+  # time, and in the list at the end.
+  ok=$(grep -c '^[0-9]*: \[       OK \]' "$log")
+  bad=$(grep -c '^[0-9]*: \[  FAILED  \].*ms)' "$log")
   if [ "$status" != 0 ]; then
     local number
     for number in $(sed -n 's/^\t *\([0-9]*\) - .*(\(Skipped\|Disabled\))$//; s/^\t *\([0-9]*\) - .*(.*)$/\1/p' "$log"); do

@@ -45,8 +45,10 @@ void expectNext(const std::filesystem::path& directory) {
 class BreakSignal : public testing::TestWithParam<int> {};
 
 TEST_P(BreakSignal, LeavesNoHalfOutput) {
+  // Before a call that doesn't return the sanitizer allocates, which may wait for ever in a handler.
+  if (sanitized) GTEST_SKIP() << "the sanitizer allocates in signal handlers";
   const ScratchDirectory scratch;
-  writeFile(scratch.path() / "a.c", manyLines(sanitized ? 30000 : 200000));
+  writeFile(scratch.path() / "a.c", manyLines(200000));
   RunSetup setup;
   setup.directory = scratch.path();
   setup.arguments = {"-q", "a.c"};
@@ -58,7 +60,7 @@ TEST_P(BreakSignal, LeavesNoHalfOutput) {
     // Closely spaced where the output comes into being, then further on.
     const int wait = moment < 30 ? 300 + moment * 150 : (moment - 28) * 5000;
     setup.inParent = [&](pid_t child) {
-      std::this_thread::sleep_for(std::chrono::microseconds(sanitized ? wait * 4 : wait));
+      std::this_thread::sleep_for(std::chrono::microseconds(wait));
       kill(child, GetParam());
     };
     const RunResult result = run(setup);
