@@ -274,6 +274,7 @@ struct CollectedArgument {
   Byte terminator;  // ',', ')' or the end-of-text byte
   Byte* rawText;    // in a block with a NUL in front; null at the end of text
   uint32_t rawLength;
+  bool cut;         // the buffer was full before the text ended
   Byte* expanded;   // without blanks at its ends
   uint32_t length;  // of the expanded text
 };
@@ -362,7 +363,7 @@ static void expandRawText(const CollectedArgument& argument) {
     endRawText(frame, argument.rawText);
   }
   noExpandMark = false;
-  if (tokenTextPtr >= tokenTextEnd()) reportError(msgExpansionTooLong);
+  if (argument.cut || tokenTextPtr >= tokenTextEnd()) reportError(msgExpansionTooLong);
   // The byte behind the argument is looked at and stepped back over: marks in
   // front of it are taken here.
   nextChar();
@@ -386,7 +387,7 @@ static void trimExpanded(CollectedArgument& argument) {
 // was, and the expanded text stands there.
 static CollectedArgument collectArgument() {
   Byte* const start = tokenTextPtr;
-  CollectedArgument argument{collectRawText(), nullptr, 0, start, 0};
+  CollectedArgument argument{collectRawText(), nullptr, 0, false, start, 0};
   if (argument.terminator == endOfTextByte) {
     // The scanner must meet the end of the text once more, for the file or the
     // argument that ends there to end.
@@ -396,6 +397,7 @@ static CollectedArgument collectArgument() {
     reportError(msgExpansionTooLong);
     return argument;
   }
+  argument.cut = tokenTextPtr >= tokenTextEnd();
   keepRawText(start, argument);
   tokenTextPtr = start;
   *start = 0;
