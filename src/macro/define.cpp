@@ -7,6 +7,7 @@
 
 #include "macro/define.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -223,6 +224,8 @@ Byte* dropEscapes(Byte* text) {
   return target;
 }
 
+// An escaped 0xFB at the end loses its byte here and is given the end mark, which is
+// the same byte, in its place.
 TrimmedBody trimBody() {
   Byte* start = tokenText;
   Byte* end = endOfBody();
@@ -290,9 +293,10 @@ static void storeMacro(const Byte* name, Byte paramByte, const ParameterNode* pa
   if (entry->macroBody != noMacro) {
     if (isSameRecord(entry->macroBody, paramByte, parameters, names, body)) return;
     Byte* const textPtr = tokenTextPtr;
-    // The report builds its text in tokenText, where the body stands too.
+    // A report may build its text in tokenText, where the body stands too; a body
+    // that fills it leaves no room.
     if (body >= tokenText && body < tokenText + tokenTextSize)
-      tokenTextPtr = tokenText + (body - tokenText) + macroBodyLength + 1;
+      tokenTextPtr = std::min(tokenText + (body - tokenText) + macroBodyLength + 1, tokenTextEnd());
     warnIdent(warnRedefinition, entry);
     tokenTextPtr = textPtr;
   }

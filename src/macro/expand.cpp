@@ -488,7 +488,8 @@ static Byte definedOperator() {
   if (parenthesis) c = skipSpace();
   if (!isNameStart(c)) {
     reportError(msgExpressionSyntax);
-    // The end of an argument's text is for the reader of that text.
+    // The byte that failed stays consumed, a line end too; but the end of an
+    // argument's text is for the reader of that text.
     if (c == endOfTextByte && inputTop != nullptr && inputTop->kind == frameMacro) ungetChar();
     return '0';
   }
