@@ -110,7 +110,7 @@ void emitRunSlow(const Byte* text, size_t length) {
 
 // A piece of text on the console: it goes there as it stands, behind the blanks
 // held back.
-static void printText(const Byte* text, size_t length) {
+static void printPiece(const Byte* text, size_t length) {
   if (isReadable()) {
     output.lineLength += uint32_t(length) + output.pendingBlanks;
     for (; output.pendingBlanks != 0; --output.pendingBlanks) printOutput(asBytes(" "), 1);
@@ -127,7 +127,7 @@ void emitTextSlow(const Byte* text, size_t length) {
     emitChar('\t');
   }
   if (output.toConsole)
-    printText(text, length);
+    printPiece(text, length);
   else
     emitRunSlow(text, length);
 }

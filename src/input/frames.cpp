@@ -2,10 +2,10 @@
 //
 // Everything here is the slow side of nextChar. A file is read in blocks into
 // its own frame; when it ends, the buffer is given the text "line feed, Ctrl-Z",
-// so every file ends in a line end and then in the end-of-text byte
-// whether or not its last line has one. In the same way every file begins with
-// a line feed pushed in front of it, which puts its first line behind a line end
-// where the scanner looks for directives.
+// so every file ends in a line end and then in the end-of-text byte, whether or
+// not its last line has one. In the same way every file begins with a line feed
+// pushed in front of it, which puts its first line behind a line end, where the
+// scanner looks for directives.
 
 #include "input/frame.h"
 
@@ -177,12 +177,17 @@ void popFrame() {
   if (top->kind == frameText) memFree(top);
 }
 
-void pushTextFrame(const Byte* text, size_t length) {
-  InputFrame* const frame = new (memAlloc(sizeof(InputFrame))) InputFrame{};
+// Makes a text frame at the start of `block` and pushes it.
+static void pushTextIn(void* block, const Byte* text, size_t length) {
+  InputFrame* const frame = new (block) InputFrame{};
   frame->kind = frameText;
   frame->length = uint32_t(length);
   frame->buffer = text;
   pushFrame(frame);
+}
+
+void pushTextFrame(const Byte* text, size_t length) {
+  pushTextIn(memAlloc(sizeof(InputFrame)), text, length);
 }
 
 void pushTextCopy(const Byte* text, size_t length) {
@@ -190,11 +195,7 @@ void pushTextCopy(const Byte* text, size_t length) {
   Byte* const copy = block + sizeof(InputFrame);
   std::memcpy(copy, text, length);
   copy[length] = 0;
-  InputFrame* const frame = new (block) InputFrame{};
-  frame->kind = frameText;
-  frame->length = uint32_t(length);
-  frame->buffer = copy;
-  pushFrame(frame);
+  pushTextIn(block, copy, length);
 }
 
 bool suspendFile() {

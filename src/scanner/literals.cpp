@@ -195,19 +195,20 @@ VSP_COLD static void keepRest() {
   pushTextCopy(rest, length);
 }
 
-// Pushes the collected text from behind its opening quote. A text that filled the
-// buffer has lost its closing quote and gets one.
-static void pushCollectedText() {
-  const size_t length = size_t(tokenTextPtr - tokenText) - 1;
-  if (tokenTextPtr == tokenTextEnd()) *tokenTextPtr++ = '\'';
-  const size_t closed = size_t(tokenTextPtr - tokenText) - 1;
-  *tokenTextPtr = 0;
-  if (closed == length)
-    pushTextFrame(tokenText + 1, length);
-  else
-    pushTextCopy(tokenText + 1, closed);
-  tokenText[length + 1] = 0;
+// Pushes the collected text from behind its opening quote. One that fills the
+// buffer may have lost its closing quote and gets one; the result is then true.
+static bool pushCollectedText() {
+  Byte* const end = tokenTextPtr;
+  const size_t length = size_t(end - tokenText) - 1;
   tokenTextPtr = tokenText;
+  if (end < tokenTextEnd()) {
+    pushTextFrame(tokenText + 1, length);
+    return false;
+  }
+  *end = '\'';
+  pushTextCopy(tokenText + 1, length + 1);
+  *end = 0;
+  return true;
 }
 
 // Reads the collected text as input. The text may hold a byte that would end it
@@ -215,7 +216,7 @@ static void pushCollectedText() {
 static CharBytes decodeCharConstant() {
   CharBytes result{};
   InputFrame* const below = inputTop;
-  pushCollectedText();
+  const bool cut = pushCollectedText();
   InputFrame* const frame = inputTop;
   const auto store = [&](int byte) {
     if (result.count < 4) result.bytes[result.count] = Byte(byte);
@@ -229,7 +230,7 @@ static CharBytes decodeCharConstant() {
     if (inputTop == below) break;
   }
   if (inputTop == frame) {
-    if (inputCursor < inputLimit)
+    if (inputCursor < inputLimit && !cut)
       keepRest();
     else
       popFrame();
