@@ -20,7 +20,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "memory/memory.h"
 #include "platform/files.h"
 #include "platform/locale.h"
 #include "platform/pages.h"
@@ -200,15 +199,6 @@ static const char* findMessage(int id) {
   if (row < 0) return "";
   if (messageModule.pages == nullptr) return builtInMessages[row].text;
   return messageModule.texts[row] != nullptr ? messageModule.texts[row] : "";
-}
-
-const char* loadMessage(int id) {
-  const char* const text = findMessage(id);
-  return memCopy(text, std::min(std::strlen(text), messageTextLimit - 1));
-}
-
-const char* loadMessageAt(int base, int offset) {
-  return loadMessage(base + offset);
 }
 
 char* loadMessageInto(size_t size, char* buffer, int id) {

@@ -7,17 +7,18 @@
 
 #include <cstring>
 
+#include "diag/position.h"
 #include "diag/report.h"
 #include "directive/conditions.h"
+#include "directive/imports.h"
+#include "directive/includes.h"
 #include "directive/lines.h"
 #include "input/frame.h"
-#include "input/include_search.h"
-#include "input/type_import.h"
 #include "macro/define.h"
-#include "scanner/char_class.h"
-#include "scanner/identifiers.h"
+#include "names/names.h"
 #include "scanner/literals.h"
-#include "scanner/scan.h"
+#include "scanner/skip.h"
+#include "scanner/upcalls.h"
 
 constinit DirectiveId directiveId = directiveNone;
 
@@ -50,9 +51,9 @@ static Byte collectName(Byte c) {
   // The byte at the limit belongs to no name.
   const Byte* const start = inputCursor;
   const Byte* cursor = start;
-  while (hashStep[*cursor] != 0) ++cursor;
+  while (isNameByte(*cursor)) ++cursor;
   const size_t rest = size_t(cursor - start);
-  if (hashStep[c] != 0 && cursor < inputLimit && rest < longestName) {
+  if (isNameByte(c) && cursor < inputLimit && rest < longestName) {
     *tokenTextPtr++ = c;
     std::memcpy(tokenTextPtr, start, rest);
     tokenTextPtr += rest;
@@ -60,7 +61,7 @@ static Byte collectName(Byte c) {
     inputCursor = cursor + 1;
     return *cursor;
   }
-  while (hashStep[c] != 0) {
+  while (isNameByte(c)) {
     bufPutChar(c);
     c = nextChar();
   }
@@ -99,4 +100,8 @@ void processDirective(bool firstInFile, bool run) {
     firstIfInFile();
   else
     row->handler(c);
+}
+
+void runDirective() {
+  processDirective(false, true);
 }

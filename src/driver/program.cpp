@@ -6,24 +6,22 @@
 
 #include "driver/program.h"
 
-#include <cstdlib>
 #include <cstring>
 
+#include "diag/fatal.h"
 #include "diag/messages.h"
 #include "diag/report.h"
-#include "driver/output.h"
 #include "driver/unit.h"
-#include "input/include_search.h"
-#include "macro/define.h"
 #include "memory/memory.h"
 #include "options/arguments.h"
+#include "options/defines.h"
 #include "options/option_image.h"
 #include "options/options.h"
+#include "options/search_lists.h"
+#include "output/output.h"
 #include "platform/file_search.h"
 #include "platform/files.h"
 #include "platform/paths.h"
-
-constinit EndProcessHook endProcessHook = nullptr;
 
 static constinit bool consoleSwitch = false;  // a -o names the console
 static constinit bool quietSwitch = false;    // -q stands alone on the command line
@@ -34,7 +32,8 @@ constexpr size_t sourcePathSize = 4096;
 
 // --- Text for the user ---
 
-void printText(const char* text) {
+// Text for standard output with its carriage returns dropped.
+static void printText(const char* text) {
   while (*text != 0) {
     const size_t run = std::strcspn(text, "\r");
     writeConsole(text, run);
@@ -61,13 +60,6 @@ static void printHelp() {
       textSyntaxIs, textProgramName, textSyntaxArguments, textHelp1, textHelp2, textHelp3,  textHelp4,
       textHelp5,    textHelp6,       textHelp7,           textHelp8, textHelp9, textHelp10, textHelp11};
   for (const MessageId id : lines) printMessage(id);
-}
-
-void endProcess(int status) {
-  const bool flushed = flushConsole();
-  memoryStop();
-  if (endProcessHook != nullptr) endProcessHook(status);
-  std::exit(status == 0 && !flushed ? 1 : status);
 }
 
 // --- Names ---
@@ -100,7 +92,7 @@ static void lookForQuietSwitches(char** argv, int argc) {
 // --- Source files ---
 
 static void translateFile(const char* path) {
-  if (guardedTranslate(path) != 0 || errorCount != 0) {
+  if (!guardedTranslate(path) || errorCount != 0) {
     writeMessage(textErrorSummary, errorCount);
     runFailed = true;
   } else if (messageCount != 0 && (optionImage.batchFlags & failOnWarningFlag) != 0) {
@@ -140,13 +132,10 @@ static bool forEachMatch(void (*callback)(const char* path), const char* pattern
 
 // Reports an error that no limit stops.
 static void reportUnlimited(MessageId id, DiagArg argument) {
-  const Byte errors = optionImage.errorLimit;
-  const Byte warnings = optionImage.warningLimit;
-  optionImage.errorLimit = 0;
-  optionImage.warningLimit = 0;
+  const MessageLimits limits = messageLimits;
+  messageLimits = {};
   reportError(id, argument);
-  optionImage.errorLimit = errors;
-  optionImage.warningLimit = warnings;
+  messageLimits = limits;
 }
 
 static void processSourceArg(const char* argument) {
@@ -189,30 +178,48 @@ static void processArguments(char** argv, int argc) {
   }
 }
 
-int runProgram(int argc, char** argv) {
-  consoleSwitch = quietSwitch = runFailed = false;
-  resetCounters();
-  includeDirs = libraryDirs = nullptr;
-  clearCommandDefines();
-  openStandardHandles();
-  forgetDirectories();
-  installFaultFilters();
+// The command line.
+struct Arguments {
+  int argc;
+  char** argv;
+};
+
+// The protected body: a fatal error outside units ends the run.
+static void runArguments(void* argument) {
+  auto [argc, argv] = *static_cast<Arguments*>(argument);
   memoryStart();
   lookForQuietSwitches(argv, argc);
   if (!consoleSwitch && !quietSwitch) printBanner();
   if (argc <= 1) {
     printHelp();
-    endProcess(0);
+    return;
   }
   expandResponseFiles(argv, argc);
   optionBootstrap(argv, argc);
   if (optionImage.outputFile != nullptr)
     optionImage.outputFile = addDefaultExtension(".i", optionImage.outputFile);
-  reverseDirs(includeDirs);
-  reverseDirs(libraryDirs);
   processArguments(argv, argc);
-  if (!flushConsole()) runFailed = true;
+}
+
+static void stopMemory(void*) {
   memoryStop();
+}
+
+int runProgram(int argc, char** argv) {
+  consoleSwitch = quietSwitch = runFailed = false;
+  resetCounters();
+  clearSearchLists();
+  clearCommandDefines();
+  openStandardHandles();
+  forgetDirectories();
+  installFaultFilters();
+  Arguments arguments{argc, argv};
+  if (!runProtected(runArguments, &arguments)) {
+    abandonOutput();
+    runFailed = true;
+  }
+  if (!runProtected(stopMemory, nullptr)) runFailed = true;
+  if (!flushConsole()) runFailed = true;
   removeFaultFilters();
   return runFailed ? 1 : 0;
 }

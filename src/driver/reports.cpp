@@ -5,9 +5,9 @@
 #include <charconv>
 #include <cstring>
 
-#include "driver/output.h"
+#include "output/output.h"
 #include "input/guard.h"
-#include "input/position.h"
+#include "diag/position.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "platform/files.h"

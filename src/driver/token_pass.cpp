@@ -1,27 +1,27 @@
 // The token pass.
 //
-// The scanner has run all directives and expanded all macros by the time a token
-// arrives, and has written the blanks, line ends and markers in front of it. So
-// the pass writes each token behind them, with a blank between two that would
-// read as one.
+// The scanner has expanded all macros by the time a token arrives, and has written
+// the blanks, line ends and markers in front of it. So the pass writes each token
+// after them, with a blank between two that would read as one. A directive comes
+// as a token too, and is run here.
 
 #include "driver/token_pass.h"
 
-#include "diag/report.h"
-#include "driver/output.h"
+#include "diag/position.h"
+#include "driver/open_output.h"
 #include "driver/plain_text.h"
 #include "driver/separators.h"
 #include "expr/expr.h"
 #include "input/frame.h"
-#include "input/multibyte.h"
-#include "input/type_import.h"
-#include "memory/memory.h"
+#include "input/macro_frames.h"
+#include "names/names.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "output/output.h"
 #include "scanner/byte_search.h"
-#include "scanner/char_class.h"
-#include "scanner/identifiers.h"
 #include "scanner/literals.h"
-#include "scanner/scan.h"
+#include "scanner/token.h"
+#include "scanner/upcalls.h"
 
 // --- Strings and asm blocks ---
 
@@ -134,9 +134,7 @@ static void startTokenPass() {
   resetDeclarators();
   ensureOutputOpen();
   getToken();
-  savedTextPtr = nullptr;
   if (cplusplusMode) setupCppTypes();
-  importMode = false;
   tokenSpelling[tokTry] = cplusplusMode ? "try" : "__try";
   tokenSpellingLength[tokTry] = cplusplusMode ? 3 : 5;
 }
@@ -146,6 +144,10 @@ void tokenPass() {
   const bool plainText = mayPassPlainText();
   int previous = tokNone;
   for (int code = tokenState.code; code != tokEndOfFile; code = getToken()) {
+    if (code == tokDirective) {
+      runDirective();
+      continue;
+    }
     const bool afterNumber = previous == tokIntConst || previous == tokLongConst || previous == tokFloatConst;
     if (wordTokens[size_t(code)] && wordBytes[output.lastChar] && !afterNumber) emitChar(' ');
     writeToken(previous, code);

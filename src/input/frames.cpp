@@ -13,32 +13,20 @@
 #include <new>
 
 #include "diag/report.h"
+#include "input/cond_stack.h"
 #include "input/guard.h"
 #include "input/include_search.h"
-#include "input/type_import.h"
+#include "input/macro_frames.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
+#include "output/advance_line.h"
 #include "platform/files.h"
-
-// Called from here, defined later:
-#include "directive/conditions.h"
-#include "directive/lines.h"
-#include "driver/advance_line.h"
-#include "macro/expand.h"
-#include "macro/predefined.h"
-#include "scanner/scan.h"
 
 constinit InputFrame* inputTop = nullptr;
 constinit const Byte* inputCursor = nullptr;
 constinit const Byte* inputLimit = nullptr;
 constinit FileFrame* currentFileFrame = nullptr;
 constinit uint32_t includeDepth = 0;
-
-constinit const char* currentFileName = nullptr;
-constinit int32_t currentFileIndex = 0;
-constinit int32_t currentLine = 0;
-constinit int32_t messageLine = 0;
-constinit uint32_t totalLines = 0;
 
 // What is read behind the end of all input. The NUL is the byte at the limit.
 static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
@@ -48,10 +36,6 @@ static const Byte newFileString[] = {'\n', 0};
 
 static FileFrame* asFile(InputFrame* frame) {
   return static_cast<FileFrame*>(frame);
-}
-
-static bool isFileFrame(const InputFrame* frame) {
-  return frame->kind == frameFile || frame->kind == frameSuspended;
 }
 
 // The block of `frame` is about to be replaced: its last byte stays, in front.
@@ -216,7 +200,6 @@ int openSourceFile(const char* name) {
 }
 
 PushResult pushSourceFile(const char* name) {
-  if (importMode) return testImportFile(name) ? pushed : notFound;
   if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
@@ -250,7 +233,6 @@ PushResult pushSourceFile(const char* name) {
   currentFileName = frame->openName;
   currentLine = 0;
   pushTextFrame(newFileString, 1);
-  currentFileIndex = fileIndexOf(name);
   return pushed;
 }
 
@@ -300,11 +282,8 @@ void resetInputStack() {
   inputTop = nullptr;
   inputCursor = inputLimit = nullptr;
   currentFileFrame = nullptr;
-  freeMacroFrames = nullptr;
+  resetMacroFrames();
   condStack = nullptr;
   includeDepth = 0;
-  importMode = false;
   totalLines = 0;
-  lineStart = true;
-  startScanner();
 }

@@ -6,161 +6,25 @@
 // result into a node. A name that is no macro when it is collected is marked, so
 // that it stays as it is for the rest of its life in that argument.
 
-#include "macro/expand.h"
-
 #include <cstring>
 #include <new>
 
+#include "diag/position.h"
 #include "diag/report.h"
 #include "input/guard.h"
-#include "input/multibyte.h"
+#include "input/macro_frames.h"
+#include "input/macro_text.h"
 #include "macro/define.h"
-#include "macro/macro_text.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
+#include "scanner/read_name.h"
 #include "scanner/scan.h"
-
-constinit bool noExpandMark = false;
-constinit bool pasteSeen = false;
-constinit bool plainIdent = false;
-constinit MacroFrame* freeMacroFrames = nullptr;
-
-constexpr int identStands = -1;
-
-void resetExpansion() {
-  noExpandMark = false;
-  pasteSeen = false;
-  plainIdent = false;
-}
-
-// --- Frames of macro text ---
-
-// Bytes of `text` in front of the first control byte. A Ctrl-Z counts as one
-// behind the first stretch only.
-VSP_INLINE uint32_t plainStretch(const Byte* text, bool first) {
-  const Byte* end = text;
-  while (*end != 0 && *end < 0x80 && (first || *end != endOfTextByte)) ++end;
-  return uint32_t(end - text);
-}
-
-static void pushMacroFrame(IdentEntry* entry, const Byte* body, const Byte* text, ArgumentNode* arguments) {
-  MacroFrame* frame = freeMacroFrames;
-  if (frame != nullptr) {
-    freeMacroFrames = static_cast<MacroFrame*>(frame->previous);
-  } else {
-    frame = new (memAlloc(sizeof(MacroFrame))) MacroFrame;
-    frame->kind = frameMacro;
-  }
-  frame->hiddenEntry = entry;
-  frame->savedBody = body;
-  frame->arguments = arguments;
-  frame->position = 0;
-  frame->buffer = text;
-  frame->length = plainStretch(text, true);
-  pushFrame(frame);
-}
-
-void pushMacroText(IdentEntry* entry, const Byte* text, ArgumentNode* arguments) {
-  if (entry != nullptr) entry->macroBody = noMacro;
-  pushMacroFrame(entry, text - 1, text, arguments);
-}
-
-static void pushArgumentText(const Byte* text) {
-  pushMacroFrame(nullptr, nullptr, text, nullptr);
-}
-
-// A string that nobody has read yet may still want the text of an argument that
-// is about to go: the expressions of directives leave such strings behind.
-VSP_COLD static void keepPendingText(const ArgumentNode* node) {
-  const Byte* const end = node->rawText + node->rawLength;
-  if (pendingText >= node->rawText && pendingText <= end)
-    pendingText = asBytes(memCopy(asChars(pendingText), size_t(end - pendingText)));
-}
-
-static void freeArguments(ArgumentNode* node) {
-  while (node != nullptr) {
-    ArgumentNode* const next = node->next;
-    if (pendingText != nullptr) keepPendingText(node);
-    memFree(node->rawText - 1);
-    memFree(node);
-    node = next;
-  }
-}
-
-void endMacroFrame(MacroFrame* frame) {
-  if (frame->hiddenEntry != nullptr) frame->hiddenEntry->macroBody = frame->savedBody;
-  freeArguments(frame->arguments);
-  popFrame();
-  frame->previous = freeMacroFrames;
-  freeMacroFrames = frame;
-}
-
-// Node number `p` of a call; a call has as many nodes as its macro parameters.
-static ArgumentNode* argumentOf(const MacroFrame* frame, Byte parameter) {
-  ArgumentNode* node = frame->arguments;
-  for (int p = parameter - firstParameter; p > 0 && node != nullptr; --p) node = node->next;
-  return node;
-}
-
-// Makes the text behind `skipped` bytes the frame's new stretch.
-static void advanceStretch(MacroFrame* frame, const Byte* text) {
-  frame->buffer = text;
-  frame->position = 0;
-  frame->length = plainStretch(text, false);
-  if (inputTop == frame) {
-    inputCursor = text;
-    inputLimit = text + frame->length;
-  }
-}
-
-int macroTextEnd(MacroFrame* frame) {
-  static const Byte quote[] = "\"";
-  const Byte* const control = inputLimit;
-  const Byte code = control[0];
-  const Byte next = control[1];
-  const Byte* rest = control + 1;
-  int result = -1;
-  const Byte* pushed = nullptr;
-  bool string = false;
-  switch (code) {
-    case escapeMark:
-      ++rest;
-      if (next != 0) result = next;
-      break;
-    case pasteMark:
-      pasteSeen = true;
-      if (isParameter(next)) {
-        ++rest;
-        if (const ArgumentNode* const node = argumentOf(frame, next)) pushed = node->rawText;
-      }
-      break;
-    case stringizeMark:
-      if (isParameter(next)) {
-        ++rest;
-        if (const ArgumentNode* const node = argumentOf(frame, next)) {
-          pendingText = node->rawText;
-          string = true;
-        }
-      }
-      break;
-    case noExpandCode: noExpandMark = true; break;
-    case endOfBodyMark: result = endOfBodyMark; break;
-    case endOfTextByte:
-      if (frame->savedBody != nullptr) result = endOfTextByte;
-      break;
-    default:
-      if (const ArgumentNode* const node = argumentOf(frame, code))
-        pushed = next == pasteMark ? node->rawText : node->expandedText;
-      break;
-  }
-  advanceStretch(frame, rest);
-  if (pushed != nullptr) pushArgumentText(pushed);
-  if (string) pushTextFrame(quote, 1);
-  return result;
-}
+#include "scanner/skip.h"
+#include "scanner/upcalls.h"
 
 // --- Arguments ---
 
@@ -178,11 +42,10 @@ static void takeName(uint32_t length, bool marked) {
 // A name inside an argument. One that begins with "__" stays unmarked, which
 // keeps the dynamic names working.
 static void collectName(Byte c, bool afterBackslash) {
-  scanIdentifier(c);
-  const Byte* const name = tokenTextPtr;
-  const IdentEntry* const entry = findIdentEntry(name);
-  const bool reserved = name[0] == '_' && name[1] == '_';
-  takeName(identLength, entry->macroBody == noMacro && !reserved && !afterBackslash);
+  const Name name = scanIdentifier(c);
+  const IdentEntry* const entry = findEntry(name);
+  const bool reserved = name.text[0] == '_' && name.text[1] == '_';
+  takeName(name.length, !entry->isMacro() && !reserved && !afterBackslash);
 }
 
 // Any byte of an argument with no meaning of its own. `afterBackslash` keeps a name
@@ -308,11 +171,11 @@ static bool expandsToItself(const Byte* text, uint32_t length) {
     const signed char entry = copyClass[c];
     if (entry == classLetter) {
       if (!marked) return false;
-      while (hashStep[text[1]] != 0) ++text;
+      while (isNameByte(text[1])) ++text;
     } else if (entry == classDigit) {
       // A name that begins inside a number loses its mark.
       while (isDigit(text[1])) ++text;
-      if (text[1] == noExpandCode || text[1] == '.' || hashStep[text[1]] != 0) return false;
+      if (text[1] == noExpandCode || text[1] == '.' || isNameByte(text[1])) return false;
     } else if (entry != classCopy || c == 0 || c >= 0x80) {
       return false;
     }
@@ -358,7 +221,7 @@ static void expandRawText(const CollectedArgument& argument) {
     activeClass = &copyClass;
     // The end of the text arrives as a comma. Other codes than that of a name say
     // that the reader has left the text, as a misplaced `defined` can make it.
-    while (scanToken() == tokIdent) takeName(identLength, plainIdent);
+    while (scanToken() == tokIdent) takeName(scannedName.length, plainIdent);
     activeClass = outerClass;
     endRawText(frame, argument.rawText);
   }
@@ -473,7 +336,7 @@ static bool expandMacro(IdentEntry* entry) {
   ArgumentNode* arguments = nullptr;
   if (!collectArguments(*record & parameterCountMask, arguments)) {
     freeArguments(arguments);
-    errorIdent(msgArgumentCount, entry);
+    reportError(msgArgumentCount, entry->spelling());
     return true;
   }
   pushMacroText(entry, record + 1, arguments);
@@ -493,44 +356,24 @@ static Byte definedOperator() {
     if (c == endOfTextByte && inputTop != nullptr && inputTop->kind == frameMacro) ungetChar();
     return '0';
   }
-  readMacroName(c);
+  const Name name = readMacroName(c);
   ungetChar();
-  const uint32_t hash = identHash;
-  const uint32_t length = identLength;
-  if (notDefinedArmed) notDefinedEntry = findIdentEntry(macroNameBuffer);
+  if (notDefinedArmed) notDefinedEntry = findEntry(name);
   if (parenthesis && skipSpace() != ')') {
     reportError(msgExpressionSyntax);
     ungetChar();
   }
-  identHash = hash;
-  identLength = length;
-  return isIdentDefined(macroNameBuffer) ? '1' : '0';
+  return isDefined(name) ? '1' : '0';
 }
 
-static bool isDefinedWord(const Byte* name) {
-  return identLength == 7 && std::memcmp(name, "defined", 7) == 0;
-}
-
-int checkMacro() {
-  const Byte* const name = tokenTextPtr;
+MacroAnswer checkMacro(const Name& name) {
   const bool marked = noExpandMark;
   noExpandMark = false;
-  plainIdent = false;
-  if (marked && !pasteSeen) {
-    currentIdent = findIdentEntry(name);
-    plainIdent = true;
-    return identStands;
-  }
-  if (name[0] == '_' && name[1] == '_') {
-    const int index = reservedNameIndex(name, identLength);
-    if (index != 0) return expandDynamicName(index);
-  }
-  if (lineMode && isDefinedWord(name)) return definedOperator();
-  IdentEntry* const entry = findIdentEntry(name);
-  currentIdent = entry;
-  if (entry->macroBody == noMacro) {
-    plainIdent = true;
-    return identStands;
-  }
-  return expandMacro(entry) ? 0 : identStands;
+  if (marked && !pasteSeen) return {MacroAnswer::standsForGood, 0, findEntry(name)};
+  const DynamicName dynamic = dynamicNameOf(name);
+  if (dynamic != dynamicNone) return {MacroAnswer::replaced, expandDynamicName(dynamic), nullptr};
+  if (lineMode && isSpelled(name, "defined")) return {MacroAnswer::replaced, definedOperator(), nullptr};
+  IdentEntry* const entry = findEntry(name);
+  if (!entry->isMacro()) return {MacroAnswer::standsForGood, 0, entry};
+  return {expandMacro(entry) ? MacroAnswer::expanded : MacroAnswer::stands, 0, entry};
 }

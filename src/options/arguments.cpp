@@ -15,15 +15,13 @@
 
 #include <cstring>
 
+#include "diag/fatal.h"
 #include "diag/report.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "options/options.h"
 #include "platform/files.h"
 #include "platform/paths.h"
-
-// Called from here, defined later:
-#include "driver/program.h"
 
 constinit const char* configFileName = defaultConfigFile;
 
@@ -51,7 +49,7 @@ static bool isBlank(Byte c) {
 // Ends the process because the file `name` isn't there.
 [[noreturn]] static void failFileNotFound(const char* name) {
   reportError(msgFileNotFound, name);
-  endProcess(1);
+  leaveRun();
 }
 
 // A block of memAlloc of twice the size with the bytes of `block`, which is freed.
@@ -147,8 +145,8 @@ static int readResponseFile(ResponseText& node, const char* name) {
   size_t length;
   Byte* const block = readTextFile(name, length);
   if (block == nullptr) {
-    optionImage.errorLimit = 0;
-    optionImage.warningLimit = 0;
+    messageLimits.errors = 0;
+    messageLimits.warnings = 0;
     failFileNotFound(name);
   }
   node.text = static_cast<Byte*>(permAlloc(length + 1));
@@ -267,7 +265,7 @@ static Byte* readConfigText(bool given, const char* programDirectory) {
   Byte* const text = readTextFile(configFileName, length);
   if (text != nullptr) return text;
   if (given) {
-    optionImage.errorLimit = 0;
+    messageLimits.errors = 0;
     failFileNotFound(configFileName);
   }
   char path[pathLimit + sizeof defaultConfigFile];

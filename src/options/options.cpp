@@ -10,16 +10,14 @@
 
 #include <cstring>
 
+#include "diag/fatal.h"
 #include "diag/report.h"
+#include "diag/warnings.h"
 #include "options/arguments.h"
 #include "options/handlers.h"
-#include "options/warnings.h"
+#include "options/lead_bytes.h"
 #include "platform/files.h"
 #include "platform/paths.h"
-
-// Called from here, defined later:
-#include "driver/program.h"
-#include "input/multibyte.h"
 
 #define TABLE(name) static constexpr OptionRow name[] = {
 #define ROW(letter, handler, field, value) {letter, offsetof(OptionImage, field), value, handler, nullptr},
@@ -43,8 +41,6 @@ constexpr OptionImage defaultImage = [] {
   OptionImage image = {};
   image.processor = 3;
   image.lineInfo = 1;
-  image.errorLimit = 25;
-  image.warningLimit = 100;
   image.maxIdentLength = 250;
   image.underscores = 1;
   image.outputDirectory = "";
@@ -80,9 +76,9 @@ bool parseOption(OptionPhase phase, const char* text) {
 
 void refuseOption(MessageId source, const char* text) {
   char sourceText[messageTextLimit];
-  optionImage.errorLimit = 0;
+  messageLimits.errors = 0;
   reportError(msgIncorrectOption, loadMessageInto(sizeof sourceText, sourceText, source), text);
-  endProcess(1);
+  leaveRun();
 }
 
 // True for an argument with '/' in front that is an absolute path: it names a file,
@@ -114,6 +110,7 @@ bool isLateSwitch(const char* argument) {
 // Puts the defaults in force, for a second run in the same process.
 static void resetOptions() {
   optionImage = defaultImage;
+  messageLimits = {.errors = 25, .warnings = 100};
   optionSave = {};
   std::memcpy(defaultExtension, ".cpp", sizeof defaultExtension);
   resetWarnings();

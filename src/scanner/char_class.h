@@ -69,6 +69,3 @@ extern const Byte operatorDoubled[operatorFamilySize];  // 0: the doubled form i
 inline bool isNameStart(Byte c) {
   return charClass[c] == classLetter;
 }
-inline bool isDigit(Byte c) {
-  return c >= '0' && c <= '9';
-}

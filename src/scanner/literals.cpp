@@ -11,13 +11,14 @@
 
 #include "diag/report.h"
 #include "input/frame.h"
-#include "input/multibyte.h"
+#include "input/macro_frames.h"
+#include "input/macro_text.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "platform/code_page.h"
 #include "scanner/char_class.h"
 #include "scanner/scan.h"
-
-// Called from here, defined later:
-#include "macro/macro_text.h"
+#include "scanner/skip.h"
 
 constinit int lastStringChar = 0;
 
@@ -244,6 +245,28 @@ static uint32_t narrowValue(const CharBytes& decoded) {
   if (decoded.count == 1 && optionImage.unsignedChar == 0)
     value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
   return value;
+}
+
+// The code page that needs no conversion of wide characters.
+constexpr uint32_t codePageOem = 437;
+
+// The 16-bit characters of a value of up to four bytes, highest first: none gives
+// 0, one itself, two or more (first << 16) | second. `size` receives 2 or 4, the
+// bytes of the result; with code page 437 value and size stay as they are.
+static uint32_t wideCharOf(uint32_t value, uint32_t& size) {
+  if (optionImage.codePage == codePageOem) return value;
+  Byte bytes[4];
+  int count = 0;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const Byte b = Byte(value >> shift);
+    if (count != 0 || b != 0) bytes[count++] = b;
+  }
+  constexpr int wideLimit = 5;
+  uint16_t wide[wideLimit] = {};
+  const int made = toWideChars(optionImage.codePage, bytes, count, wide, wideLimit);
+  size = made >= 2 ? 4 : 2;
+  if (made >= 2) return (uint32_t(wide[0]) << 16) | wide[1];
+  return made == 1 ? wide[0] : 0;
 }
 
 static uint32_t wideValue(CharBytes& decoded) {

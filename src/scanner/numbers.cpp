@@ -12,12 +12,10 @@
 
 #include "diag/report.h"
 #include "input/frame.h"
+#include "input/macro_frames.h"
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
-
-// Called from here, defined later:
-#include "macro/expand.h"
 
 // What scanNumber leaves for convertNumber.
 static constinit Byte typeTag = tagInt;
