@@ -34,6 +34,11 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/tests/faults_test.cpp")
   gtest_discover_tests(faults_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endif()
 
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/separators_test.cpp")
+  addTestProgram(separators_test tests/separators_test.cpp)
+  gtest_discover_tests(separators_test DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endif()
+
 if(EXISTS "${PROJECT_SOURCE_DIR}/tests/import_test.cpp")
   # Components as users write them, built without the sanitizers; the second has another entry.
   add_library(tlbreader MODULE tests/component/tlbreader.cpp)
