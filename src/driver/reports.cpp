@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "diag/report.h"
 #include "driver/output.h"
 #include "input/guard.h"
 #include "input/position.h"
@@ -97,7 +98,8 @@ void reportGuards() {
     } else {
       add(line, "> NOGUARD\n");
     }
-    writeErrorStream(line.text, line.length);
+    const bool written = writeErrorStream(line.text, line.length);
     memFree(line.text);
+    if (!written) reportFatal(msgWriteFailed);
   }
 }

@@ -70,7 +70,7 @@ static void beginUnit(const char* path) {
   resetInputStack();
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
-  if (pushSourceFile(path) == notFound) reportFatal(msgCannotOpenInput, path);
+  if (pushSourceFile(path) != pushed) reportFatal(msgCannotOpenInput, path);
   optionStage = stageSetup;
   addSourceName(currentFileName);
   installCommandDefines();

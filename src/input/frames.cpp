@@ -90,7 +90,8 @@ static void resumeFile(FileFrame* frame) {
   }
   frame->handle = handle;
   frame->kind = frameFile;
-  seekFile(handle, frame->bytesBefore + frame->length);
+  if (!seekFile(handle, frame->bytesBefore + frame->length))
+    reportFatal(msgCannotOpenInput, frame->openName);
 }
 
 // Reads the next block of the file on top.
@@ -100,6 +101,8 @@ static Byte refillFile(FileFrame* frame) {
   if (frame->kind == frameSuspended) return endFile(frame);
   keepLastByte(frame);
   const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
+  // A failed read must not pass for the end: text would be missing.
+  if (got < 0) reportFatal(msgCannotOpenInput, frame->openName);
   if (got <= 0) return endFile(frame);
   frame->ended = got < int64_t{fileReadSize};
   frame->bytesBefore += frame->length;
@@ -200,8 +203,10 @@ void pushTextCopy(const Byte* text, size_t length) {
 
 bool suspendFile() {
   FileFrame* outermost = nullptr;
-  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous)
-    if (frame->kind == frameFile) outermost = asFile(frame);
+  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
+    // What has no size, as a pipe, can't be read again from where it was left.
+    if (frame->kind == frameFile && sizeOfFile(asFile(frame)->handle) >= 0) outermost = asFile(frame);
+  }
   if (outermost == nullptr) return false;
   closeFile(outermost->handle);
   outermost->kind = frameSuspended;
@@ -211,16 +216,21 @@ bool suspendFile() {
 int openSourceFile(const char* name) {
   for (;;) {
     const int handle = openForReading(name);
+    if (handle == openNoMemory) failOutOfMemory();
     if (handle != openTooManyFiles || !suspendFile()) return handle;
   }
 }
 
+PushResult refusalOf(int failure) {
+  return failure == openFailed || failure == openDenied ? notFound : unreadable;
+}
+
 PushResult pushSourceFile(const char* name) {
-  if (importMode) return testImportFile(name) ? pushed : notFound;
+  if (importMode) return testImportFile(name);
   if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
-  if (handle < 0) return notFound;
+  if (handle < 0) return refusalOf(handle);
 
   ++includeDepth;
   FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame;

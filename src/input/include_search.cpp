@@ -278,7 +278,7 @@ void includeDirective(Byte c) {
     truncateTo83(name);
     result = searchInclude(name, quoted, headerFlag);
   }
-  if (result == notFound) {
+  if (result == notFound || result == unreadable) {
     reportError(msgCannotOpenInclude, tokenText);
     return;
   }

@@ -29,53 +29,54 @@ constinit bool importMode = false;
 // The path of the library found; empty before a search.
 static constinit char importPath[pathLimit + 1] = {};
 
-bool testImportFile(const char* name) {
+PushResult testImportFile(const char* name) {
   const int handle = openSourceFile(name);
-  if (handle < 0) return false;
+  if (handle < 0) return refusalOf(handle);
   closeFile(handle);
   const size_t length = std::strlen(name);
   const size_t kept = length < pathLimit ? length : pathLimit;
   std::memcpy(importPath, name, kept);
   importPath[kept] = 0;
-  return true;
+  return pushed;
 }
 
 // --- The search ---
 
 // Tries `name` in one directory of PATH, whose letters are folded to upper case.
-static bool tryPathDirectory(const char* item, size_t length, const char* name) {
+static PushResult tryPathDirectory(const char* item, size_t length, const char* name) {
   while (length != 0 && (item[length - 1] == ' ' || item[length - 1] == '\t')) --length;
   const size_t nameLength = std::strlen(name);
-  if (length == 0 || length + 1 + nameLength > pathLimit) return false;
+  if (length == 0 || length + 1 + nameLength > pathLimit) return notFound;
   char path[pathLimit + 1] = {};
   for (size_t i = 0; i < length; ++i) path[i] = char(foldCase(Byte(item[i])));
   if (!endsInSeparator(path, length)) path[length++] = '\\';
   std::memcpy(path + length, name, nameLength + 1);
   const char* start = path;
   while (*start == ' ' || *start == '\t') ++start;
-  return pushSourceFile(start) != notFound;
+  return pushSourceFile(start);
 }
 
-static bool tryPath(const char* name) {
+static PushResult tryPath(const char* name) {
   const char* item = environmentValue("PATH");
-  if (item == nullptr) return false;
+  if (item == nullptr) return notFound;
   for (;;) {
     const char* const end = item + std::strcspn(item, ";");
-    if (end != item && tryPathDirectory(item, size_t(end - item), name)) return true;
-    if (*end == 0) return false;
+    const PushResult result = end == item ? notFound : tryPathDirectory(item, size_t(end - item), name);
+    if (result != notFound || *end == 0) return result;
     item = end + 1;
   }
 }
 
 // One pass of the search.
-static bool searchImport(const char* name, bool quoted) {
-  if (quoted && optionImage.searchIncluders != 0 && tryBesideIncluders(name) != notFound) return true;
-  if ((quoted || isRootedPath(name) || optionImage.includeGiven == 0) && pushSourceFile(name) != notFound)
-    return true;
-  if (tryPath(name)) return true;
-  if (tryDirList(libraryDirs, name) != notFound) return true;
-  if (!quoted && optionImage.mfcCompat != 0 && tryBesideIncluders(name) != notFound) return true;
-  return tryDirList(includeDirs, name) != notFound;
+static PushResult searchImport(const char* name, bool quoted) {
+  PushResult result = notFound;
+  if (quoted && optionImage.searchIncluders != 0) result = tryBesideIncluders(name);
+  if (result == notFound && (quoted || isRootedPath(name) || optionImage.includeGiven == 0))
+    result = pushSourceFile(name);
+  if (result == notFound) result = tryPath(name);
+  if (result == notFound) result = tryDirList(libraryDirs, name);
+  if (result == notFound && !quoted && optionImage.mfcCompat != 0) result = tryBesideIncluders(name);
+  return result == notFound ? tryDirList(includeDirs, name) : result;
 }
 
 // --- The attributes ---
@@ -155,11 +156,12 @@ static bool findLibrary(Byte c) {
   bool found = false;
   if (name != nullptr) {
     const bool quoted = delimiter == '"';
-    found = searchImport(name, quoted);
-    if (!found) {
+    PushResult result = searchImport(name, quoted);
+    if (result == notFound) {
       truncateTo83(name);
-      found = searchImport(name, quoted);
+      result = searchImport(name, quoted);
     }
+    found = result == pushed;
     if (!found) reportError(msgCannotOpenImport, tokenText);
   }
   importMode = false;

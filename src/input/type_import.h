@@ -4,13 +4,15 @@
 #pragma once
 
 #include "base.h"
+#include "input/frame.h"
 
 // Set while the library is searched: pushSourceFile then only tests for the
 // file, and the reader of the name stops behind it.
 extern bool importMode;
 
-// True if `name` can be opened; its path is then kept for the component.
-bool testImportFile(const char* name);
+// What pushSourceFile does while a library is searched: a name that can be opened
+// counts as pushed, and its path is kept for the component.
+PushResult testImportFile(const char* name);
 
 // Handler of #import. May change the input stack.
 void importDirective(Byte c);

@@ -60,9 +60,20 @@ static bool isBeingRead(const struct stat& status) {
   return false;
 }
 
+// The result of an open whose name led to `outcome`.
+static int openFailure(ResolveOutcome outcome) {
+  switch (outcome) {
+    case resolveDenied: return openDenied;
+    case resolveNoDescriptor: return openTooManyFiles;
+    case resolveNoMemory: return openNoMemory;
+    case resolveBroken: return openBroken;
+    default: return openFailed;
+  }
+}
+
 // The result of an open that failed with `error`.
 static int openFailure(int error) {
-  return error == EMFILE || error == ENFILE ? openTooManyFiles : openFailed;
+  return openFailure(outcomeOfError(error));
 }
 
 // True if a failed open or stat means that the spelling may be another.
@@ -85,12 +96,17 @@ int openForReading(const char* path) {
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
     const ResolveOutcome outcome = resolveHostName(name);
-    if (outcome != resolveFound) return outcome == resolveNoDescriptor ? openTooManyFiles : openFailed;
+    if (outcome != resolveFound) return openFailure(outcome);
     handle = openHost(name, O_RDONLY);
     if (handle < 0) return openFailure(errno);
   }
   struct stat status;
-  if (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode)) {
+  if (fstat(handle, &status) != 0) {
+    const int failure = openFailure(errno);
+    close(handle);
+    return failure;
+  }
+  if (S_ISDIR(status.st_mode)) {
     close(handle);
     return openFailed;
   }
@@ -99,12 +115,14 @@ int openForReading(const char* path) {
 }
 
 // Empties the file just opened for writing, and notes it for removeCreatedFile.
-// False if it is one that is being read, whose text would be lost.
+// False if it is one that is being read, whose text would be lost, or if it can't
+// be emptied, so that the end of an older text would stay.
 static bool takeOver(int handle, const char* name) {
   struct stat status;
   // A break in between must not find half of the note.
   createdFile.ordinary = false;
-  if (fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) return true;
+  if (fstat(handle, &status) != 0) return false;
+  if (!S_ISREG(status.st_mode)) return true;
   if (status.st_size != 0 && (isBeingRead(status) || ftruncate(handle, 0) != 0)) return false;
   std::memcpy(createdFile.name, name, std::strlen(name) + 1);
   createdFile.device = status.st_dev;
@@ -122,7 +140,7 @@ static int createAndRemember(const char* path) {
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
     const ResolveOutcome outcome = resolveHostDirectories(name);
-    if (outcome != resolveFound) return outcome == resolveNoDescriptor ? openTooManyFiles : openFailed;
+    if (outcome != resolveFound) return openFailure(outcome);
     handle = openHost(name, flags);
     if (handle < 0) return openFailure(errno);
   }
@@ -165,8 +183,8 @@ int64_t readFile(int handle, void* buffer, size_t size) {
     } else if (count == 0) {
       break;
     } else if (errno != EINTR) {
-      // What came before the failure is delivered; the next call meets it again.
-      return done > 0 ? int64_t(done) : -1;
+      // A part of the bytes would look like the end of the file.
+      return -1;
     }
   }
   return int64_t(done);
@@ -183,26 +201,19 @@ int64_t sizeOfFile(int handle) {
   return fstat(handle, &status) == 0 && S_ISREG(status.st_mode) ? int64_t(status.st_size) : -1;
 }
 
-void closeFile(int handle) {
-  if (handle < 0) return;
+bool closeFile(int handle) {
+  if (handle < 0) return true;
   if (handle < notedHandles) openFiles[handle] = {};
-  close(handle);
+  // The handle is gone even where this fails, so there is no second try.
+  return close(handle) == 0;
 }
 
-// What `path` names; false if it names nothing.
-static bool findStatus(const char* path, struct stat& status) {
+PathKind kindOfPath(const char* path) {
   char name[hostNameSize];
-  if (!spellHostName(path, name)) return false;
-  if (stat(name, &status) == 0) return true;
-  return isMissing(errno) && resolveHostName(name) == resolveFound && stat(name, &status) == 0;
-}
-
-bool fileExists(const char* path) {
+  if (!spellHostName(path, name)) return pathMissing;
   struct stat status;
-  return findStatus(path, status) && !S_ISDIR(status.st_mode);
-}
-
-bool directoryExists(const char* path) {
-  struct stat status;
-  return findStatus(path, status) && S_ISDIR(status.st_mode);
+  ResolveOutcome outcome = findHostStatus(name, status);
+  if (outcome == resolveFound) return S_ISDIR(status.st_mode) ? pathIsDirectory : pathIsFile;
+  if (outcome == resolveMissing || outcome == resolveDenied) return pathMissing;
+  return outcome == resolveNoMemory ? pathNoMemory : pathUnknown;
 }
