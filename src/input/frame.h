@@ -138,8 +138,8 @@ void pushTextFrame(const Byte* text, size_t length);
 // The same with a copy of the text, which lives as long as its frame.
 void pushTextCopy(const Byte* text, size_t length);
 
-// Result of pushSourceFile. Behind `unreadable` a search goes no further: the
-// host failed, and a file of the same name elsewhere may be the wrong one.
+// Result of pushSourceFile. Behind `unreadable` a search goes no further: the file
+// may be there, and one of the same name elsewhere may be the wrong one.
 enum PushResult : int { notFound = 0, pushed = 1, skipped = 2, unreadable = 3 };
 
 // What an OpenFailure means to a search.

@@ -80,18 +80,24 @@ static Byte endFile(FileFrame* frame) {
   return beginBlock(frame, 2);
 }
 
+// Ends the unit because of a file whose text can't be read to its end.
+static void failUnreadable(const FileFrame* frame) {
+  // At a file's first byte this is still the line of the #include.
+  messageLine = currentLine;
+  reportFatal(msgCannotOpenInput, frame->openName);
+}
+
 // Opens a suspended file again at the byte behind the block in memory. If it has
 // gone, or no handle is to be had, text would be lost without a word: the unit ends.
 static void resumeFile(FileFrame* frame) {
   const int handle = openSourceFile(frame->openName);
   if (handle < 0) {
-    reportFatal(msgCannotOpenInput, frame->openName);
+    failUnreadable(frame);
     return;
   }
   frame->handle = handle;
   frame->kind = frameFile;
-  if (!seekFile(handle, frame->bytesBefore + frame->length))
-    reportFatal(msgCannotOpenInput, frame->openName);
+  if (!seekFile(handle, frame->bytesBefore + frame->length)) failUnreadable(frame);
 }
 
 // Reads the next block of the file on top.
@@ -102,7 +108,7 @@ static Byte refillFile(FileFrame* frame) {
   keepLastByte(frame);
   const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
   // A failed read must not pass for the end: text would be missing.
-  if (got < 0) reportFatal(msgCannotOpenInput, frame->openName);
+  if (got < 0) failUnreadable(frame);
   if (got <= 0) return endFile(frame);
   frame->ended = got < int64_t{fileReadSize};
   frame->bytesBefore += frame->length;
@@ -222,7 +228,7 @@ int openSourceFile(const char* name) {
 }
 
 PushResult refusalOf(int failure) {
-  return failure == openFailed || failure == openDenied ? notFound : unreadable;
+  return failure == openFailed ? notFound : unreadable;
 }
 
 PushResult pushSourceFile(const char* name) {

@@ -20,7 +20,6 @@
 #include "options/option_image.h"
 #include "options/options.h"
 #include "platform/files.h"
-#include "platform/paths.h"
 
 // Called from here, defined later:
 #include "driver/program.h"
@@ -290,9 +289,8 @@ static Byte* readConfigText(bool given, const char* programDirectory) {
   }
   Byte* const text = readDefaultConfig(configFileName);
   if (text != nullptr) return text;
-  char path[pathLimit + sizeof defaultConfigFile];
+  char path[programPathSize + sizeof defaultConfigFile];
   const size_t directoryLength = std::strlen(programDirectory);
-  if (directoryLength > pathLimit) return nullptr;
   std::memcpy(path, programDirectory, directoryLength);
   std::memcpy(path + directoryLength, defaultConfigFile, sizeof defaultConfigFile);
   return readDefaultConfig(path);

@@ -149,7 +149,7 @@ static const char* findConfigArgument(char** argv, int argc) {
 }
 
 void optionBootstrap(char** argv, int argc) {
-  char directory[pathLimit + 1];
+  char directory[programPathSize];
   resetOptions();
   // Paths are looked at from now on; the surroundings say how their bytes are read.
   buildLeadByteTable();

@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -80,8 +81,15 @@ bool writeErrorStream(const char* data, size_t size) {
 
 bool programPath(char* buffer, size_t size) {
   const ssize_t length = readlink("/proc/self/exe", buffer, size);
-  if (length <= 0 || size_t(length) >= size) return false;
-  buffer[length] = 0;
+  if (length > 0) {
+    if (size_t(length) >= size) return false;
+    buffer[length] = 0;
+    return true;
+  }
+  // Where /proc is missing, the name that the program was started under has to do.
+  const char* const name = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  if (name == nullptr || std::strlen(name) >= size) return false;
+  std::strcpy(buffer, name);
   return true;
 }
 

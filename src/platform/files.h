@@ -8,15 +8,14 @@
 
 #include "base.h"
 
-// Results of an open that did not succeed. The first two are answers: a search
-// may look elsewhere. After the others nobody knows what the name stands for, and
-// a search that went on might find the wrong file.
+// Results of an open that did not succeed. Behind the first a search may look
+// elsewhere; behind the others there may be such a file, and a search that went on
+// might find the wrong one.
 enum OpenFailure : int {
   openFailed = -1,        // no such file, or a directory
-  openDenied = -2,        // the user may not open it
-  openTooManyFiles = -3,  // the process or the host has no descriptor left
-  openNoMemory = -4,      // the host has no memory left
-  openBroken = -5         // any other failure of the host, as of a disk
+  openTooManyFiles = -2,  // the process or the host has no descriptor left
+  openNoMemory = -3,      // the host has no memory left
+  openBroken = -4         // the user may not open it, or the host failed
 };
 
 // Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
@@ -63,7 +62,7 @@ bool closeFile(int handle);
 // What a path stands for.
 enum PathKind {
   pathMissing,
-  pathIsFile,  // an ordinary file, or a device
+  pathIsFile,  // an ordinary file, a device, or what the user may not look at
   pathIsDirectory,
   pathNoMemory,  // the host has no memory left to find out
   pathUnknown    // the host failed to find out
@@ -79,6 +78,9 @@ bool flushConsole();
 
 // Standard error, unbuffered. False if it could not be written.
 bool writeErrorStream(const char* data, size_t size);
+
+// Room for a path of the program that is sure to fit, with its NUL.
+constexpr size_t programPathSize = 4096;
 
 // Full path of the running program into `buffer` of `size` bytes, with its NUL.
 // False if it cannot be had or does not fit.

@@ -63,11 +63,10 @@ static bool isBeingRead(const struct stat& status) {
 // The result of an open whose name led to `outcome`.
 static int openFailure(ResolveOutcome outcome) {
   switch (outcome) {
-    case resolveDenied: return openDenied;
     case resolveNoDescriptor: return openTooManyFiles;
     case resolveNoMemory: return openNoMemory;
-    case resolveBroken: return openBroken;
-    default: return openFailed;
+    case resolveMissing: return openFailed;
+    default: return openBroken;
   }
 }
 
@@ -131,20 +130,28 @@ static bool takeOver(int handle, const char* name) {
   return true;
 }
 
+// Opens a file for writing. One that is new is told in `made`.
+static int openOrMake(const char* name, bool& made) {
+  const int handle = openHost(name, O_RDWR | O_CREAT | O_EXCL);
+  made = handle >= 0;
+  return handle < 0 && errno == EEXIST ? openHost(name, O_RDWR | O_CREAT) : handle;
+}
+
 // Makes the file and notes it; the caller has blocked the break signals.
 static int createAndRemember(const char* path) {
-  constexpr int flags = O_RDWR | O_CREAT;
+  bool made;
   char name[hostNameSize];
   if (!spellHostName(path, name)) return openFailed;
-  int handle = openHost(name, flags);
+  int handle = openOrMake(name, made);
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
     const ResolveOutcome outcome = resolveHostDirectories(name);
     if (outcome != resolveFound) return openFailure(outcome);
-    handle = openHost(name, flags);
+    handle = openOrMake(name, made);
     if (handle < 0) return openFailure(errno);
   }
   if (takeOver(handle, name)) return handle;
+  if (made) unlink(name);
   close(handle);
   return openFailed;
 }
@@ -168,7 +175,11 @@ void removeCreatedFile() {
   if (!createdFile.ordinary) return;
   createdFile.ordinary = false;
   struct stat status;
-  if (lstat(createdFile.name, &status) != 0) return;
+  // Where the host fails to say whose file it is, it is taken for ours: half an output must not stay.
+  if (lstat(createdFile.name, &status) != 0) {
+    if (errno != ENOENT) unlink(createdFile.name);
+    return;
+  }
   if (status.st_dev == createdFile.device && status.st_ino == createdFile.inode) unlink(createdFile.name);
 }
 
@@ -212,8 +223,11 @@ PathKind kindOfPath(const char* path) {
   char name[hostNameSize];
   if (!spellHostName(path, name)) return pathMissing;
   struct stat status;
-  ResolveOutcome outcome = findHostStatus(name, status);
-  if (outcome == resolveFound) return S_ISDIR(status.st_mode) ? pathIsDirectory : pathIsFile;
-  if (outcome == resolveMissing || outcome == resolveDenied) return pathMissing;
-  return outcome == resolveNoMemory ? pathNoMemory : pathUnknown;
+  switch (findHostStatus(name, status)) {
+    case resolveFound: return S_ISDIR(status.st_mode) ? pathIsDirectory : pathIsFile;
+    case resolveMissing: return pathMissing;
+    case resolveDenied: return pathIsFile;
+    case resolveNoMemory: return pathNoMemory;
+    default: return pathUnknown;
+  }
 }
