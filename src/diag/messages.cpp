@@ -178,11 +178,11 @@ static bool tryLanguage(char* path, size_t dot, const char* language) {
 // one of the surroundings' language, by its three letters or the first two, else
 // the program's own texts.
 static void findMessageModule() {
-  constexpr size_t programPathSize = 256;
-  char path[programPathSize + sizeof(LanguageName)];
+  constexpr size_t pathSize = 256;
+  char path[pathSize + sizeof(LanguageName)];
 
   useBuiltInMessages();
-  if (!programPath(path, programPathSize)) return;
+  if (!programPath(path, pathSize)) return;
   const LanguageName configured = configuredLocale(path);
   LanguageName language = localeLanguage();
   // Without an extension the dot goes to the end of the name.

@@ -109,6 +109,22 @@ static void writePlace(const char* code, size_t length) {
   writeToConsole(": ");
 }
 
+void reportLostConsole() {
+  char severity[diagnosticTextSize];
+  char text[diagnosticTextSize];
+  loadMessageInto(sizeof severity, severity, textError);
+  loadMessageInto(sizeof text, text, msgWriteFailed);
+  const bool hasCode = std::strlen(text) > codeLength + 1;
+  const size_t length = hasCode ? codeLength : std::strlen(text);
+  // If this is lost too, the status still tells.
+  (void)writeErrorStream(severity, std::strlen(severity));
+  (void)writeErrorStream(" ", 1);
+  (void)writeErrorStream(text, length);
+  (void)writeErrorStream(": ", 2);
+  if (hasCode) (void)writeErrorStream(text + codeLength + 1, std::strlen(text + codeLength + 1));
+  (void)writeErrorStream("\n", 1);
+}
+
 void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId severityWord) {
   char severity[diagnosticTextSize];
   char text[diagnosticTextSize];

@@ -53,6 +53,9 @@ void formatMessage(const char* text, const DiagArg* arguments, int count, Messag
 // Writes the text of `id` to standard output, with `first` in its placeholder.
 void writeMessage(MessageId id, DiagArg first = {});
 
+// Writes to the error stream that the console has lost text. For the end of a run.
+void reportLostConsole();
+
 // Writes one message line.
 void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId severityWord);
 

@@ -134,7 +134,8 @@ void includeDirective(Byte c) {
   char* const name = readIncludeName(c, isInclude, delimiter);
   if (name == nullptr) return;
   switch (searchInclude(name, delimiter == '"')) {
-    case notFound: reportError(msgCannotOpenInclude, tokenText); break;
+    case notFound:
+    case unreadable: reportError(msgCannotOpenInclude, tokenText); break;
     case skipped: break;
     case pushed:
       if (includeDepth >= 2) enterFile();

@@ -27,6 +27,7 @@ static bool isConsoleOutput(const char* name) {
 static int createOutput(const char* name) {
   for (;;) {
     const int handle = createFile(name);
+    if (handle == openNoMemory) failOutOfMemory();
     if (handle != openTooManyFiles || !suspendFile()) return handle;
   }
 }

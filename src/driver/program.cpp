@@ -62,6 +62,14 @@ static void printHelp() {
   for (const MessageId id : lines) printMessage(id);
 }
 
+// Sends what is left to the console. If any of its text was lost, as on a full
+// disk, the error stream says so, and the result is false.
+static bool finishConsole() {
+  if (flushConsole()) return true;
+  reportLostConsole();
+  return false;
+}
+
 // --- Names ---
 
 static bool isConsoleName(const char* text) {
@@ -113,23 +121,6 @@ static void processFile(const char* path) {
   optionImage.forceCplusplus = outer;
 }
 
-// Runs every file that `pattern` matches. False if there is none.
-static bool forEachMatch(void (*callback)(const char* path), const char* pattern) {
-  FileMatches* const matches = findFiles(pattern);
-  if (matches == nullptr) return false;
-  const size_t directoryLength = splitPath(pattern).nameStart;
-  while (const char* const name = nextMatch(matches)) {
-    char path[sourcePathSize];
-    const size_t nameLength = std::strlen(name);
-    if (directoryLength + nameLength >= sizeof path) continue;
-    std::memcpy(path, pattern, directoryLength);
-    std::memcpy(path + directoryLength, name, nameLength + 1);
-    callback(path);
-  }
-  closeMatches(matches);
-  return true;
-}
-
 // Reports an error that no limit stops.
 static void reportUnlimited(MessageId id, DiagArg argument) {
   const MessageLimits limits = messageLimits;
@@ -138,10 +129,34 @@ static void reportUnlimited(MessageId id, DiagArg argument) {
   messageLimits = limits;
 }
 
+// Runs every file that `pattern` matches. Where not all of them can be found, none is run.
+static FindOutcome forEachMatch(void (*callback)(const char* path), const char* pattern) {
+  FileMatches* matches;
+  const FindOutcome outcome = findFiles(pattern, matches);
+  if (outcome != filesFound) return outcome;
+  const size_t directoryLength = splitPath(pattern).nameStart;
+  while (const char* const name = nextMatch(matches)) {
+    char path[sourcePathSize];
+    const size_t nameLength = std::strlen(name);
+    if (directoryLength + nameLength >= sizeof path) {
+      reportUnlimited(msgFileNotFound, name);
+      runFailed = true;
+      continue;
+    }
+    std::memcpy(path, pattern, directoryLength);
+    std::memcpy(path + directoryLength, name, nameLength + 1);
+    callback(path);
+  }
+  closeMatches(matches);
+  return filesFound;
+}
+
 static void processSourceArg(const char* argument) {
   const char* const name = addDefaultExtension(defaultExtension, argument);
-  if (forEachMatch(processFile, name)) return;
-  reportUnlimited(msgFileNotFound, name);
+  const FindOutcome outcome = forEachMatch(processFile, name);
+  if (outcome == filesFound) return;
+  if (outcome == filesNoMemory) failOutOfMemory();
+  reportUnlimited(outcome == filesMissing ? msgFileNotFound : msgCannotOpenInput, name);
   runFailed = true;
 }
 
@@ -188,6 +203,8 @@ struct Arguments {
 static void runArguments(void* argument) {
   auto [argc, argv] = *static_cast<Arguments*>(argument);
   memoryStart();
+  // Messages must not go into a file that got the number of standard output.
+  if (!openStandardHandles()) reportFatal(msgWriteFailed);
   lookForQuietSwitches(argv, argc);
   if (!consoleSwitch && !quietSwitch) printBanner();
   if (argc <= 1) {
@@ -210,7 +227,6 @@ int runProgram(int argc, char** argv) {
   resetCounters();
   clearSearchLists();
   clearCommandDefines();
-  openStandardHandles();
   forgetDirectories();
   installFaultFilters();
   Arguments arguments{argc, argv};
@@ -219,7 +235,7 @@ int runProgram(int argc, char** argv) {
     runFailed = true;
   }
   if (!runProtected(stopMemory, nullptr)) runFailed = true;
-  if (!flushConsole()) runFailed = true;
+  if (!finishConsole()) runFailed = true;
   removeFaultFilters();
   return runFailed ? 1 : 0;
 }

@@ -49,7 +49,7 @@ static void beginUnit(const char* path) {
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
   prepareOutput(currentFileName);
-  if (pushSourceFile(path) == notFound) reportFatal(msgCannotOpenInput, path);
+  if (pushSourceFile(path) != pushed) reportFatal(msgCannotOpenInput, path);
   installCommandDefines();
 }
 

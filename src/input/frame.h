@@ -138,8 +138,12 @@ void pushTextFrame(const Byte* text, size_t length);
 // The same with a copy of the text, which lives as long as its frame.
 void pushTextCopy(const Byte* text, size_t length);
 
-// Result of pushSourceFile.
-enum PushResult : int { notFound = 0, pushed = 1, skipped = 2 };
+// Result of pushSourceFile. Behind `unreadable` a search goes no further: the file
+// may be there, and one of the same name elsewhere may be the wrong one.
+enum PushResult : int { notFound = 0, pushed = 1, skipped = 2, unreadable = 3 };
+
+// What an OpenFailure means to a search.
+PushResult refusalOf(int failure);
 
 // Opens `name` and reads it next.
 PushResult pushSourceFile(const char* name);
@@ -155,7 +159,8 @@ void resetInputStack();
 // top: what stands behind it is not read, and the file's end is delivered again.
 void endCurrentFile();
 
-// Opens a file, closing outer files of the stack while there are too many.
+// Opens a file, closing outer files of the stack while there are too many. Gives a
+// handle or an OpenFailure; a lack of memory ends the unit.
 int openSourceFile(const char* name);
 
 // Closes the outermost open file of the stack, which is reopened when it is read

@@ -64,17 +64,24 @@ static Byte endFile(FileFrame* frame) {
   return beginBlock(frame, 2);
 }
 
+// Ends the unit because of a file whose text can't be read to its end.
+static void failUnreadable(const FileFrame* frame) {
+  // At a file's first byte this is still the line of the #include.
+  messageLine = currentLine;
+  reportFatal(msgCannotOpenInput, frame->openName);
+}
+
 // Opens a suspended file again at the byte behind the block in memory. If it has
 // gone, or no handle is to be had, text would be lost without a word: the unit ends.
 static void resumeFile(FileFrame* frame) {
   const int handle = openSourceFile(frame->openName);
   if (handle < 0) {
-    reportFatal(msgCannotOpenInput, frame->openName);
+    failUnreadable(frame);
     return;
   }
   frame->handle = handle;
   frame->kind = frameFile;
-  seekFile(handle, frame->bytesBefore + frame->length);
+  if (!seekFile(handle, frame->bytesBefore + frame->length)) failUnreadable(frame);
 }
 
 // Reads the next block of the file on top.
@@ -84,6 +91,8 @@ static Byte refillFile(FileFrame* frame) {
   if (frame->kind == frameSuspended) return endFile(frame);
   keepLastByte(frame);
   const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
+  // A failed read must not pass for the end: text would be missing.
+  if (got < 0) failUnreadable(frame);
   if (got <= 0) return endFile(frame);
   frame->ended = got < int64_t{fileReadSize};
   frame->bytesBefore += frame->length;
@@ -184,8 +193,10 @@ void pushTextCopy(const Byte* text, size_t length) {
 
 bool suspendFile() {
   FileFrame* outermost = nullptr;
-  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous)
-    if (frame->kind == frameFile) outermost = asFile(frame);
+  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
+    // What has no size, as a pipe, can't be read again from where it was left.
+    if (frame->kind == frameFile && sizeOfFile(asFile(frame)->handle) >= 0) outermost = asFile(frame);
+  }
   if (outermost == nullptr) return false;
   closeFile(outermost->handle);
   outermost->kind = frameSuspended;
@@ -195,15 +206,20 @@ bool suspendFile() {
 int openSourceFile(const char* name) {
   for (;;) {
     const int handle = openForReading(name);
+    if (handle == openNoMemory) failOutOfMemory();
     if (handle != openTooManyFiles || !suspendFile()) return handle;
   }
+}
+
+PushResult refusalOf(int failure) {
+  return failure == openFailed ? notFound : unreadable;
 }
 
 PushResult pushSourceFile(const char* name) {
   if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
-  if (handle < 0) return notFound;
+  if (handle < 0) return refusalOf(handle);
 
   ++includeDepth;
   FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame;

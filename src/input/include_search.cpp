@@ -134,7 +134,7 @@ void setStdNames(bool defined) {
 // Keeps the path of a library that can be opened.
 static PushResult tryLibrary(const char* path) {
   const int handle = openSourceFile(path);
-  if (handle < 0) return notFound;
+  if (handle < 0) return refusalOf(handle);
   closeFile(handle);
   const size_t length = std::strlen(path);
   const size_t kept = length < pathLimit ? length : pathLimit;

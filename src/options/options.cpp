@@ -81,17 +81,26 @@ void refuseOption(MessageId source, const char* text) {
   leaveRun();
 }
 
+// What `path`, the start of `argument`, stands for. Where the system can't say, the
+// run ends: taken for a switch, a file name would be lost without a word.
+static PathKind kindOfArgument(const char* path, const char* argument) {
+  const PathKind kind = kindOfPath(path);
+  if (kind == pathNoMemory) failOutOfMemory();
+  if (kind == pathUnknown) reportFatal(msgCannotOpenInput, argument);
+  return kind;
+}
+
 // True for an argument with '/' in front that is an absolute path: it names a file,
 // or at least the directory part of it exists, so that a pattern, a name without
 // its extension and a wrong name are taken for names too.
 static bool isAbsolutePath(const char* argument) {
-  if (fileExists(argument)) return true;
+  if (kindOfArgument(argument, argument) == pathIsFile) return true;
   const size_t nameStart = splitPath(argument).nameStart;
   char directory[pathLimit + 1];
   if (nameStart <= 1 || nameStart > sizeof directory) return false;
   std::memcpy(directory, argument, nameStart - 1);
   directory[nameStart - 1] = 0;
-  return directoryExists(directory);
+  return kindOfArgument(directory, argument) == pathIsDirectory;
 }
 
 // True for an argument that begins with '-', or with '/' and is no path.
@@ -137,7 +146,7 @@ static const char* findConfigArgument(char** argv, int argc) {
 }
 
 void optionBootstrap(char** argv, int argc) {
-  char directory[pathLimit + 1];
+  char directory[programPathSize];
   resetOptions();
   // Paths are looked at from now on; the surroundings say how their bytes are read.
   buildLeadByteTable();

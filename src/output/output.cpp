@@ -175,9 +175,10 @@ void closeOutput() {
   const size_t rest = size_t(output.cursor - output.buffer);
   const bool written = rest == 0 || writeFile(output.handle, output.buffer, rest);
   dropBuffer();
-  closeFile(output.handle);
+  // A quota that is used up may show only here.
+  const bool closed = closeFile(output.handle);
   output.handle = -1;
-  if (written) {
+  if (written && closed) {
     keepCreatedFile();
     return;
   }

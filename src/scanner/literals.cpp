@@ -263,7 +263,11 @@ static uint32_t wideCharOf(uint32_t value, uint32_t& size) {
   }
   constexpr int wideLimit = 5;
   uint16_t wide[wideLimit] = {};
-  const int made = toWideChars(optionImage.codePage, bytes, count, wide, wideLimit);
+  int made;
+  do {
+    made = toWideChars(optionImage.codePage, bytes, count, wide, wideLimit);
+  } while (made == convertNoDescriptor && suspendFile());
+  if (made == convertNoMemory) failOutOfMemory();
   size = made >= 2 ? 4 : 2;
   if (made >= 2) return (uint32_t(wide[0]) << 16) | wide[1];
   return made == 1 ? wide[0] : 0;

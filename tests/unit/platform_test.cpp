@@ -52,8 +52,9 @@ class Files : public testing::Test {
   // The names that `pattern` matches, with a blank behind each.
   std::string matches(const std::string& pattern) const {
     std::string names;
-    FileMatches* const all = findFiles(in(pattern).c_str());
-    if (all == nullptr) return "none";
+    FileMatches* all;
+    const FindOutcome outcome = findFiles(in(pattern).c_str(), all);
+    if (outcome != filesFound) return outcome == filesMissing ? "none" : "failed";
     while (const char* name = nextMatch(all)) names += std::string(name) + " ";
     closeMatches(all);
     return names;
@@ -77,8 +78,8 @@ TEST_F(Files, NamesAreFoundWithoutRegardToCase) {
   // A directory is no file, whatever its spelling.
   EXPECT_EQ(found("Sub"), "-1");
   EXPECT_EQ(found("SUB"), "-1");
-  EXPECT_FALSE(fileExists(in("SUB").c_str()));
-  EXPECT_TRUE(fileExists(in("SUB\\b\\defs.h").c_str()));
+  EXPECT_EQ(kindOfPath(in("SUB").c_str()), pathIsDirectory);
+  EXPECT_EQ(kindOfPath(in("SUB\\b\\defs.h").c_str()), pathIsFile);
 }
 
 TEST_F(Files, ExactSpellingWinsThenByteOrder) {
@@ -97,9 +98,10 @@ TEST_F(Files, DrivesAndRelativeNames) {
   const fs::path before = fs::current_path();
   fs::current_path(scratch_.path());
   for (const char* path : {"Dir\\a.h", "C:Dir\\a.h", "dir\\A.H", "z:DIR/a.h"})
-    EXPECT_TRUE(fileExists(path)) << path;
-  EXPECT_TRUE(fileExists(("C:" + in("dir/a.H")).c_str()));
-  for (const char* path : {"", "C:", "C:\\", ".", "a.h"}) EXPECT_FALSE(fileExists(path)) << path;
+    EXPECT_EQ(kindOfPath(path), pathIsFile) << path;
+  EXPECT_EQ(kindOfPath(("C:" + in("dir/a.H")).c_str()), pathIsFile);
+  for (const char* path : {"", "C:", "a.h"}) EXPECT_EQ(kindOfPath(path), pathMissing) << path;
+  for (const char* path : {"C:\\", "."}) EXPECT_EQ(kindOfPath(path), pathIsDirectory) << path;
   fs::current_path(before);
   EXPECT_EQ(openForReading(std::string(100000, 'x').c_str()), openFailed);
   std::string deep;
