@@ -36,3 +36,10 @@ int macroTextEnd(MacroFrame* frame);
 
 // The text of `frame`, which is on top, has ended.
 void endMacroFrame(MacroFrame* frame);
+
+// Runs a directive that begins a line inside an argument that is being expanded,
+// behind its '#'. It takes the text buffer from its start: what the arguments
+// around have collected there comes back, what the argument itself has collected
+// is gone. copyClass stays in force, so a condition sees names and nothing else.
+// May change the input stack.
+VSP_COLD void runDirectiveInArgument();

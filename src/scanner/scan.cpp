@@ -224,8 +224,8 @@ VSP_COLD static Byte readAgain(Byte c, const Byte* behind) {
 }
 
 // Passes what stands between tokens from `c` on, where `c` is no plain blank or
-// blanks are kept.
-static Byte skipSpaceSlow(Byte c) {
+// blanks are kept: `keep` says that they go to the output.
+static Byte skipSpaceSlow(Byte c, bool keep) {
   for (;;) {
     if (c == '/') {
       const Byte* const behind = inputCursor;
@@ -243,14 +243,14 @@ static Byte skipSpaceSlow(Byte c) {
       countNewline(d);
     } else if (c != 0) {
       if (tokenClass[c] != classBlank) return c;
-      if (c < 0xFB && keepComments()) emitChar(c);
+      if (c < 0xFB && keep) emitChar(c);
     }
     c = nextChar();
   }
 }
 
 Byte skipSpaceFrom(Byte c) {
-  return skipSpaceSlow(c);
+  return skipSpaceSlow(c, keepComments());
 }
 
 Byte skipSpace() {
@@ -260,7 +260,7 @@ Byte skipSpace() {
     c = nextChar();
   } while ((c == ' ' || c == '\t') && !keep);
   if (c > '/' && c != '\\' && c < 0x80) return c;
-  return skipSpaceSlow(c);
+  return skipSpaceSlow(c, keep);
 }
 
 // --- Handlers ---
@@ -422,8 +422,8 @@ static int finishName() {
   const int answer = checkMacro();
   if (answer == 0) return goOn;
   if (answer > 0) return goOnWith(Byte(answer));
-  if (activeClass == &copyClass) return deliver(tokIdent);
   tokenState.entry = currentIdent;
+  if (activeClass == &copyClass) return deliver(tokIdent);
   const int code = currentIdent->tokenCode;
   if (code == 0 || (optionImage.languageLevel == levelAnsi && lineMode)) return deliver(tokIdent);
   return deliver(code);
@@ -488,7 +488,7 @@ static int copyHash() {
   }
   while (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') --tokenTextPtr;
   appendCode(pasteMark);
-  return goOnWith(skipSpace());
+  return goOnWith(skipSpaceSlow(nextChar(), false));
 }
 
 static int copyBackslash(Byte c) {
@@ -504,7 +504,10 @@ static int scanLineEnd(Byte c) {
   countNewline(c);
   const Byte d = skipSpace();
   if (d != '#') return goOnWith(d);
-  processDirective(false, true);
+  if (activeClass == &tokenClass)
+    processDirective(false, true);
+  else
+    runDirectiveInArgument();
   return goOn;
 }
 
