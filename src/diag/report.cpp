@@ -32,7 +32,8 @@ constinit bool fatalSeen = false;
 constinit Byte* savedTextPtr = nullptr;
 constinit FatalTarget* fatalJump = nullptr;
 
-// Room for the text of one message; a longer one is cut.
+// Room for the text of one diagnostic; a longer one is cut. The words around it
+// have the room of any text.
 constexpr size_t diagnosticTextSize = 512;
 
 // The code in front of a diagnostic's text, and the blank behind it.
@@ -96,7 +97,7 @@ static void writeToConsole(const char* text) {
 }
 
 void writeMessage(MessageId id, DiagArg first) {
-  char text[diagnosticTextSize];
+  char text[messageTextLimit];
   formatMessage(loadMessageInto(sizeof text, text, id), &first, 1, writeToConsole);
 }
 
@@ -124,7 +125,7 @@ static void restoreTextPtr() {
 }
 
 void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId severityWord) {
-  char severity[diagnosticTextSize];
+  char severity[messageTextLimit];
   char text[diagnosticTextSize];
   loadMessageInto(sizeof severity, severity, severityWord);
   loadMessageInto(sizeof text, text, id);
