@@ -422,8 +422,8 @@ static int finishName() {
   const int answer = checkMacro();
   if (answer == 0) return goOn;
   if (answer > 0) return goOnWith(Byte(answer));
-  tokenState.entry = currentIdent;
   if (activeClass == &copyClass) return deliver(tokIdent);
+  tokenState.entry = currentIdent;
   const int code = currentIdent->tokenCode;
   if (code == 0 || (optionImage.languageLevel == levelAnsi && lineMode)) return deliver(tokIdent);
   return deliver(code);
