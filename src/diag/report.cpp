@@ -25,7 +25,8 @@ constinit uint32_t messageCount = 0;
 constinit bool fatalSeen = false;
 constinit MessageLimits messageLimits{};
 
-// Room for the text of one message; a longer one is cut.
+// Room for the text of one diagnostic; a longer one is cut. The words around it
+// have the room of any text.
 constexpr size_t diagnosticTextSize = 512;
 
 // The code in front of a diagnostic's text, and the blank behind it.
@@ -89,7 +90,7 @@ static void writeToConsole(const char* text) {
 }
 
 void writeMessage(MessageId id, DiagArg first) {
-  char text[diagnosticTextSize];
+  char text[messageTextLimit];
   formatMessage(loadMessageInto(sizeof text, text, id), &first, 1, writeToConsole);
 }
 
@@ -126,7 +127,7 @@ void reportLostConsole() {
 }
 
 void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId severityWord) {
-  char severity[diagnosticTextSize];
+  char severity[messageTextLimit];
   char text[diagnosticTextSize];
   loadMessageInto(sizeof severity, severity, severityWord);
   loadMessageInto(sizeof text, text, id);

@@ -29,6 +29,7 @@ static const char* decodeName(const Byte* name, size_t length) {
   std::memcpy(text + length, "'", 2);
   pushTextFrame(asBytes(text), length + 1);
   InputFrame* const frame = inputTop;
+  const bool outerWide = wideChar;
   wideChar = false;
   while (inputTop == frame && inputCursor + 1 < inputLimit) {
     if (*inputCursor == '\'') {
@@ -41,6 +42,7 @@ static const char* decodeName(const Byte* name, size_t length) {
     bufPutChar(Byte(c));
   }
   if (inputTop == frame) popFrame();
+  wideChar = outerWide;
   *tokenTextPtr = 0;
   return asChars(decoded);
 }

@@ -130,20 +130,22 @@ static void writeToken(int previous, int code) {
   }
 }
 
-static void startTokenPass() {
+// Prepares the pass and fetches the first token.
+static TokenCode startTokenPass() {
   resetDeclarators();
   ensureOutputOpen();
-  getToken();
+  const TokenCode first = getToken();
   if (cplusplusMode) setupCppTypes();
   tokenSpelling[tokTry] = cplusplusMode ? "try" : "__try";
   tokenSpellingLength[tokTry] = cplusplusMode ? 3 : 5;
+  return first;
 }
 
 void tokenPass() {
-  startTokenPass();
+  int code = startTokenPass();
   const bool plainText = mayPassPlainText();
   int previous = tokNone;
-  for (int code = tokenState.code; code != tokEndOfFile; code = getToken()) {
+  for (; code != tokEndOfFile; code = getToken()) {
     if (code == tokDirective) {
       runDirective();
       continue;

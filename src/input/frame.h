@@ -123,6 +123,9 @@ inline void ungetIfPossible() {
 // when the cursor then stood at `behind`.
 void ungetTwo(Byte c, const Byte* behind);
 
+// A line end has been read: takes the other half of a pair, and no more.
+void passPairedLineEnd(Byte c);
+
 // A line end has been read: takes the other half of a pair, advances the
 // counters, and lets the output follow. With 0 for `c` no pair is looked for.
 void countNewline(Byte c);

@@ -140,11 +140,13 @@ void ungetTwo(Byte c, const Byte* behind) {
   pushTextCopy(&c, 1);
 }
 
+void passPairedLineEnd(Byte c) {
+  const Byte d = nextChar();
+  if (!(c == '\r' && d == '\n') && !(c == '\n' && d == '\r')) ungetChar();
+}
+
 void countNewline(Byte c) {
-  if (c != 0) {
-    const Byte d = nextChar();
-    if (!(c == '\r' && d == '\n') && !(c == '\n' && d == '\r')) ungetChar();
-  }
+  if (c != 0) passPairedLineEnd(c);
   advanceLine();
 }
 

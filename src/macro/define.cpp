@@ -44,6 +44,10 @@ static bool isProtectedName(const Name& name) {
 
 // --- Bodies ---
 
+static bool isBlank(Byte c) {
+  return c == ' ' || c == '\t' || c == '\v' || c == '\f';
+}
+
 // Room of the text buffer for a body without parameters.
 static uint32_t roomLeft() {
   return uint32_t(tokenTextEnd() - tokenTextPtr);
@@ -55,34 +59,26 @@ static void dropTrailingSpaces() {
   *tokenTextPtr = 0;
 }
 
-// '#' in the body of a macro without parameters.
-static void readBodyHash(Byte terminator) {
-  const Byte d = nextChar();
-  if (d == '#') {
+// '#' in the body of a macro without parameters. True if it was "##".
+static bool readBodyHash(Byte terminator) {
+  if (nextChar() == '#') {
     dropTrailingSpaces();
-    if (tokenTextPtr == tokenText) {
-      reportError(msgBadDirectiveSyntax, "define");
-      ungetChar();
-      return;
+    if (tokenTextPtr != tokenText) {
+      bufPutChar(pasteMark);
+      return true;
     }
-    bufPutChar(pasteMark);
-    Byte c;
-    do {
-      c = nextChar();
-    } while (c == ' ' || c == '\t' || c == '\v' || c == '\f');
-    ungetChar();
-    return;
+    reportError(msgBadDirectiveSyntax, "define");
+  } else if (terminator == ')') {
+    reportError(msgBadDirectiveSyntax, "define");
+  } else {
+    bufPutChar('#');
   }
   ungetChar();
-  if (terminator == ')')
-    reportError(msgBadDirectiveSyntax, "define");
-  else
-    bufPutChar('#');
+  return false;
 }
 
-// A backslash in a body: a splice, or it and the byte behind it.
+// A backslash in a body that begins no splice, and the byte behind it.
 static void readBodyBackslash() {
-  if (passSplice()) return;
   const Byte c = nextChar();
   if (roomLeft() < 2) return;
   bufPutChar('\\');
@@ -95,27 +91,27 @@ static void readObjectBody(Byte terminator) {
   lineMode = true;
   tokenTextPtr = tokenText;
   *tokenTextPtr = 0;
+  bool behindPaste = false;  // blanks there are dropped
   for (;;) {
     const Byte c = nextChar();
+    if (isBlank(c) || (c == '/' && passComment())) {
+      if (!behindPaste) appendBlank();
+      continue;
+    }
+    if (c == '\\' && passSplice()) continue;
+    behindPaste = false;
     if (isLineEnd(c)) {
       ungetChar();
       break;
     }
     if (c == endOfTextByte) {
       if (!popSourceFile(false)) break;
-    } else if (c == ' ' || c == '\t' || c == '\v' || c == '\f') {
-      appendBlank();
     } else if (c == '"' || c == '\'') {
       if (!copyLiteral(false, bufPutEscaped, c)) break;
-    } else if (c == '/') {
-      if (passComment())
-        appendBlank();
-      else
-        bufPutChar(c);
     } else if (c == '\\') {
       readBodyBackslash();
     } else if (c == '#') {
-      readBodyHash(terminator);
+      behindPaste = readBodyHash(terminator);
     } else {
       appendCopied(c);
     }
@@ -307,8 +303,8 @@ static bool readParameters(Byte c, Definition& definition) {
       return false;
     }
     const Name name = readMacroName(c);
-    c = skipSpaceFrom(c);
     addParameter(definition, name);
+    c = skipSpaceFrom(c);
     if (c == ')') return true;
     if (c != ',') {
       reportError(msgArgumentSeparator);

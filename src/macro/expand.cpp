@@ -26,6 +26,9 @@
 #include "scanner/skip.h"
 #include "scanner/upcalls.h"
 
+// Where the expanded text of the innermost argument begins, while it is made.
+static constinit Byte* expansionStart = tokenText;
+
 // --- Arguments ---
 
 // Takes the name of `length` bytes at tokenTextPtr into the text, with a mark in
@@ -48,6 +51,14 @@ static void collectName(Byte c, bool afterBackslash) {
   takeName(name.length, !entry->isMacro() && !reserved && !afterBackslash);
 }
 
+// The byte behind one that takes the next along, whatever that is. A line end of
+// two bytes is one: it is counted when the argument's text is read.
+static Byte nextTakenByte() {
+  const Byte c = nextChar();
+  if (isLineEnd(c)) passPairedLineEnd(c);
+  return c;
+}
+
 // Any byte of an argument with no meaning of its own. `afterBackslash` keeps a name
 // from being marked.
 static void collectOther(Byte c, bool afterBackslash) {
@@ -67,7 +78,7 @@ static void collectOther(Byte c, bool afterBackslash) {
     collectName(c, afterBackslash);
   } else if (isLeadByte(c)) {
     appendCopied(c);
-    appendCopied(nextChar());
+    appendCopied(nextTakenByte());
   } else {
     appendCopied(c);
   }
@@ -124,7 +135,7 @@ static Byte collectRawText() {
       case noExpandCode:
       case endOfBodyMark: bufPutChar(c); break;
       case escapeMark:
-        c = nextChar();
+        c = nextTakenByte();
         collectOther(c, marked);
         break;
       default: collectOther(c, marked); break;
@@ -158,8 +169,9 @@ static void keepRawText(const Byte* start, CollectedArgument& argument) {
   argument.rawLength = length;
 }
 
-// True if expanding `text` can change nothing: every name in it is marked, and
-// no other byte means anything to the copying scanner. Most arguments are so.
+// True if expanding `text` can change nothing: every name in it is marked, every
+// mark belongs to a name, and no other byte means anything to the copying
+// scanner. Most arguments are so.
 static bool expandsToItself(const Byte* text, uint32_t length) {
   bool marked = false;
   for (const Byte* const end = text + length; text < end; ++text) {
@@ -169,8 +181,8 @@ static bool expandsToItself(const Byte* text, uint32_t length) {
       continue;
     }
     const signed char entry = copyClass[c];
-    if (entry == classLetter) {
-      if (!marked) return false;
+    if (marked != (entry == classLetter)) return false;
+    if (marked) {
       while (isNameByte(text[1])) ++text;
     } else if (entry == classDigit) {
       // A name that begins inside a number loses its mark.
@@ -181,7 +193,7 @@ static bool expandsToItself(const Byte* text, uint32_t length) {
     }
     marked = false;
   }
-  return true;
+  return !marked;
 }
 
 // True if the frame that reads `raw` is still on the stack.
@@ -191,40 +203,104 @@ static bool isBeingRead(const InputFrame* frame, const Byte* raw) {
   return on != nullptr && static_cast<const MacroFrame*>(on)->savedBody == raw - 1;
 }
 
-// Ends the frame that reads `raw`, with what a Ctrl-Z in mid-text has left above
-// it. If the reader has left the text, the byte in hand is for others to read.
-static void endRawText(InputFrame* frame, const Byte* raw) {
-  if (!isBeingRead(frame, raw)) {
+// Ends a text above the argument's own that has met its end-of-text byte: a file
+// that a directive in the argument included, or a body that holds that byte.
+VSP_COLD static void endInnerText() {
+  if (inputTop->kind == frameMacro)
+    endMacroFrame(static_cast<MacroFrame*>(inputTop));
+  else
+    popSourceFile(false);
+}
+
+// A token other than a name has come while `frame` reads `raw`: the end of a text,
+// which arrives as a comma, or a line end. True if the argument ends here; its
+// frame is then gone. May change the input stack.
+static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
+  if (code == tokEndOfLine && !lineMode) {
+    // Behind an unterminated literal: the line end is still to be counted.
     ungetChar();
-    return;
+    return false;
   }
-  while (inputTop != frame) {
-    if (inputTop->kind == frameMacro)
-      endMacroFrame(static_cast<MacroFrame*>(inputTop));
-    else
-      popFrame();
+  if (!isBeingRead(frame, raw)) {
+    // The reader has left the text, as a comment without an end makes it: the
+    // byte in hand is for others to read.
+    if (inputTop != nullptr) ungetChar();
+    return true;
+  }
+  if (code == tokEndOfLine) {
+    // A line end that belongs to the argument does not end the directive's line.
+    countNewline(inputCursor[-1]);
+    return false;
+  }
+  if (inputTop != frame) {
+    endInnerText();
+    // The line of the directive that included a file reaches to the argument's end.
+    if (inputTop != frame || *inputCursor != 0) return false;
   }
   endMacroFrame(static_cast<MacroFrame*>(frame));
+  return true;
+}
+
+// Runs a directive that begins a line inside an argument that is being expanded. It
+// takes the text buffer from its start: what the arguments around have collected
+// there comes back, what the argument itself has collected is gone. copyClass stays
+// in force, so a condition sees names and nothing else. May change the input stack.
+VSP_COLD static void runDirectiveInArgument() {
+  Byte* const start = expansionStart;
+  const size_t outerLength = size_t(start - tokenText);
+  char* const outer = memCopy(asChars(tokenText), outerLength);
+  runDirective();
+  // The line may have been a definition, whose reader leaves tokenClass in force.
+  activeClass = &copyClass;
+  std::memcpy(tokenText, outer, outerLength);
+  memFree(outer);
+  tokenTextPtr = start;
+  *start = 0;
 }
 
 // Expands the raw text by reading it with copyClass in force, which leaves the
 // result at tokenTextPtr.
-static void expandRawText(const CollectedArgument& argument) {
-  if (expandsToItself(argument.rawText, argument.rawLength)) {
-    std::memcpy(tokenTextPtr, argument.rawText, argument.rawLength);
-    tokenTextPtr += argument.rawLength;
-    *tokenTextPtr = 0;
-  } else {
-    pushMacroText(nullptr, argument.rawText, nullptr);
-    InputFrame* const frame = inputTop;
-    const ClassTable* const outerClass = activeClass;
-    activeClass = &copyClass;
-    // The end of the text arrives as a comma. Other codes than that of a name say
-    // that the reader has left the text, as a misplaced `defined` can make it.
-    while (scanToken() == tokIdent) takeName(scannedName.length, plainIdent);
-    activeClass = outerClass;
-    endRawText(frame, argument.rawText);
+static void scanRawText(const CollectedArgument& argument) {
+  Byte* const raw = argument.rawText;
+  pushMacroText(nullptr, raw, nullptr);
+  InputFrame* const frame = inputTop;
+  const ClassTable* const outerClass = activeClass;
+  Byte* const outerStart = expansionStart;
+  activeClass = &copyClass;
+  expansionStart = tokenTextPtr;
+  for (;;) {
+    const TokenCode code = scanToken();
+    if (code == tokIdent)
+      takeName(scannedName.length, plainIdent);
+    else if (code == tokDirective)
+      runDirectiveInArgument();
+    else if (endsArgument(code, frame, raw))
+      break;
   }
+  activeClass = outerClass;
+  expansionStart = outerStart;
+  // A line end that the text has taken along is counted now. Where the macro reads
+  // the raw text again, it must neither count once more nor begin a directive.
+  for (Byte* c = raw; c < raw + argument.rawLength; ++c)
+    if (isLineEnd(*c)) *c = ' ';
+}
+
+// The same for a text that expands to itself. What scanning the text leaves
+// besides is the position of the token at its end.
+static void copyRawText(const CollectedArgument& argument) {
+  std::memcpy(tokenTextPtr, argument.rawText, argument.rawLength);
+  tokenTextPtr += argument.rawLength;
+  *tokenTextPtr = 0;
+  tokenState.code = tokComma;
+  tokenState.line = currentLine;
+}
+
+// Makes the expanded text of an argument, at tokenTextPtr.
+static void expandRawText(const CollectedArgument& argument) {
+  if (expandsToItself(argument.rawText, argument.rawLength))
+    copyRawText(argument);
+  else
+    scanRawText(argument);
   noExpandMark = false;
   if (argument.cut || tokenTextPtr >= tokenTextEnd()) reportError(msgExpansionTooLong);
   // The byte behind the argument is looked at and stepped back over: marks in

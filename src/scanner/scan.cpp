@@ -341,7 +341,7 @@ static Answer copyHash() {
   }
   while (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') --tokenTextPtr;
   appendCode(pasteMark);
-  return goOnWith(skipSpace());
+  return goOnWith(skipSpaceFrom(nextChar(), false));
 }
 
 static Answer copyBackslash(Byte c) {
@@ -357,8 +357,8 @@ static Answer scanLineEnd(Byte c) {
   countNewline(c);
   const Byte d = skipSpace();
   if (d != '#') return goOnWith(d);
-  recordTokenPosition();
-  return deliver(tokDirective);
+  // Nothing is read yet: the current token stays what it was.
+  return {Answer::token, 0, tokDirective};
 }
 
 // Every class but the hottest; `c` has been consumed.

@@ -8,6 +8,7 @@
 #include "diag/position.h"
 #include "diag/report.h"
 #include "input/frame.h"
+#include "input/macro_text.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"
 #include "output/output.h"
@@ -118,7 +119,7 @@ VSP_COLD static Byte readAgain(Byte c, const Byte* behind) {
   return nextChar();
 }
 
-Byte skipSpaceFrom(Byte c) {
+Byte skipSpaceFrom(Byte c, bool keep) {
   for (;;) {
     if (c == '/') {
       const Byte* const behind = inputCursor;
@@ -136,7 +137,7 @@ Byte skipSpaceFrom(Byte c) {
       countNewline(d);
     } else if (c != 0) {
       if (tokenClass[c] != classBlank) return c;
-      if (c < 0xFB && keepComments()) emitChar(c);
+      if (c < endOfBodyMark && keep) emitChar(c);
     }
     c = nextChar();
   }
@@ -149,7 +150,7 @@ Byte skipSpace() {
     c = nextChar();
   } while ((c == ' ' || c == '\t') && !keep);
   if (c > '/' && c != '\\' && c < 0x80) return c;
-  return skipSpaceFrom(c);
+  return skipSpaceFrom(c, keep);
 }
 
 // --- Ends of lines ---

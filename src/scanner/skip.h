@@ -4,13 +4,15 @@
 #pragma once
 
 #include "base.h"
+#include "options/option_image.h"
 
 // Passes blanks, comments and splices of the present line; returns the first
 // byte that is none, consumed. May change the input stack.
 Byte skipSpace();
 
-// The same, with `c` as the first byte to look at; 0 begins at the next one.
-Byte skipSpaceFrom(Byte c);
+// The same, with `c` as the first byte to look at; 0 begins at the next one. `keep`
+// says that the blanks go to the output.
+Byte skipSpaceFrom(Byte c, bool keep = keepComments());
 
 // Skip a comment whose opening two bytes have been read.
 void scanBlockComment();
