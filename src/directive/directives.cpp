@@ -18,6 +18,7 @@
 #include "names/names.h"
 #include "scanner/literals.h"
 #include "scanner/skip.h"
+#include "scanner/token_text.h"
 #include "scanner/upcalls.h"
 
 constinit DirectiveId directiveId = directiveNone;
@@ -38,7 +39,7 @@ static constexpr DirectiveRow directiveRows[] = {
 // The row of the name in tokenText, null if it is none.
 static const DirectiveRow* findDirective(size_t length) {
   for (const DirectiveRow& row : directiveRows)
-    if (row.length == length && std::memcmp(row.name, tokenText, length) == 0) return &row;
+    if (row.length == length && std::memcmp(row.name, tokenText.bytes, length) == 0) return &row;
   return nullptr;
 }
 
@@ -46,23 +47,21 @@ constexpr size_t longestName = 16;  // that is worth reading in one run
 
 // Collects the name that begins with `c`, in hand. Returns the byte behind it.
 static Byte collectName(Byte c) {
-  tokenTextPtr = tokenText;
-  *tokenTextPtr = 0;
+  tokenText.clear();
   // The byte at the limit belongs to no name.
   const Byte* const start = inputCursor;
   const Byte* cursor = start;
   while (isNameByte(*cursor)) ++cursor;
   const size_t rest = size_t(cursor - start);
   if (isNameByte(c) && cursor < inputLimit && rest < longestName) {
-    *tokenTextPtr++ = c;
-    std::memcpy(tokenTextPtr, start, rest);
-    tokenTextPtr += rest;
-    *tokenTextPtr = 0;
+    tokenText.append(c);
+    std::memcpy(tokenText.end, start, rest);
+    tokenText.keep(rest);
     inputCursor = cursor + 1;
     return *cursor;
   }
   while (isNameByte(c)) {
-    bufPutChar(c);
+    tokenText.append(c);
     c = nextChar();
   }
   return c;
@@ -80,15 +79,15 @@ void processDirective(bool firstInFile, bool run) {
   }
   messageLine = currentLine;
   c = skipSpaceFrom(collectName(c));
-  const DirectiveRow* const row = findDirective(size_t(tokenTextPtr - tokenText));
+  const DirectiveRow* const row = findDirective(tokenText.length());
   if (row == nullptr) {
-    if (run) reportError(msgUnknownDirective, tokenText);
-    tokenTextPtr = tokenText;
+    if (run) reportError(msgUnknownDirective, tokenText.bytes);
+    tokenText.rewind();
     skipLine(c);
     directiveId = directiveNone;
     return;
   }
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   directiveId = row->id;
   if (!run) {
     ungetChar();

@@ -19,6 +19,7 @@
 #include "scanner/literals.h"
 #include "scanner/skip.h"
 #include "scanner/token.h"
+#include "scanner/token_text.h"
 
 // --- The attributes ---
 
@@ -50,8 +51,8 @@ static void addPiece(AttributeText& attributes, const char* piece, size_t length
 
 // The text of a string token, with its quotes, in tokenText.
 static void addString(AttributeText& attributes) {
-  tokenTextPtr = tokenText;
-  bufPutChar('"');
+  tokenText.rewind();
+  tokenText.append('"');
   for (;;) {
     const int c = nextStringChar();
     if (c == -1) break;
@@ -59,12 +60,12 @@ static void addString(AttributeText& attributes) {
       ungetChar();
       break;
     }
-    if (c > 0xFF) bufPutChar(Byte(c >> 8));
-    bufPutChar(Byte(c));
+    if (c > 0xFF) tokenText.append(Byte(c >> 8));
+    tokenText.append(Byte(c));
   }
-  bufPutChar('"');
-  addPiece(attributes, asChars(tokenText), size_t(tokenTextPtr - tokenText));
-  tokenTextPtr = tokenText;
+  tokenText.append('"');
+  addPiece(attributes, asChars(tokenText.bytes), tokenText.length());
+  tokenText.rewind();
 }
 
 // Reads the rest of the line; its end stays unread.
@@ -94,7 +95,7 @@ static bool findLibrary(Byte c) {
   char* const name = readIncludeName(c, isImport, delimiter);
   if (name != nullptr) {
     if (searchLibrary(name, delimiter == '"') == pushed) return true;
-    reportError(msgCannotOpenImport, tokenText);
+    reportError(msgCannotOpenImport, tokenText.bytes);
   }
   skipLine(' ');
   return false;

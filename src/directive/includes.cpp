@@ -17,10 +17,11 @@
 #include "scanner/literals.h"
 #include "scanner/skip.h"
 #include "scanner/token.h"
+#include "scanner/token_text.h"
 
 // The working copy of the name stands here, away from the copy for messages.
 static char* workingName() {
-  return reinterpret_cast<char*>(tokenText + tokenTextSize - (pathLimit + 16));
+  return reinterpret_cast<char*>(tokenText.bytes + tokenTextSize - (pathLimit + 16));
 }
 
 // --- The name ---
@@ -43,12 +44,12 @@ static void readBehindName() {
 // does not fit is dropped, and the closing character with it.
 static void copyLiteralName(Byte c, IncludeDirective directive) {
   const Byte closing = c == '<' ? '>' : '"';
-  bufPutChar(c);
+  tokenText.append(c);
   bool closed = false;
   for (;;) {
     c = nextChar();
     if (isLineEnd(c) || c == endOfTextByte) break;
-    bufPutChar(c);
+    tokenText.append(c);
     if (c == closing) {
       closed = true;
       break;
@@ -70,20 +71,19 @@ static void copyLiteralName(Byte c, IncludeDirective directive) {
 static void expandName() {
   ungetChar();
   readBodyTokens(nullptr, true);
-  tokenTextPtr = dropEscapes(tokenText);
+  tokenText.end = dropEscapes(tokenText.bytes);
 }
 
 char* readIncludeName(Byte c, IncludeDirective directive, Byte& delimiter) {
-  tokenTextPtr = tokenText;
-  *tokenTextPtr = 0;
+  tokenText.clear();
   if (c == '<' || c == '"')
     copyLiteralName(c, directive);
   else
     expandName();
 
-  const Byte* start = tokenText;
-  const Byte* end = tokenTextPtr;
-  tokenTextPtr = tokenText;
+  const Byte* start = tokenText.bytes;
+  const Byte* end = tokenText.end;
+  tokenText.rewind();
   while (start < end && (*start == ' ' || *start == '\t')) ++start;
   while (end > start && (end[-1] == ' ' || end[-1] == '\t')) --end;
   if (start == end || (*start != '"' && *start != '<')) {
@@ -104,7 +104,7 @@ char* readIncludeName(Byte c, IncludeDirective directive, Byte& delimiter) {
   char* const working = workingName();
   std::memmove(working, start + 1, length);
   working[length] = 0;
-  std::memcpy(tokenText, working, length + 1);
+  std::memcpy(tokenText.bytes, working, length + 1);
   return working;
 }
 
@@ -135,7 +135,7 @@ void includeDirective(Byte c) {
   if (name == nullptr) return;
   switch (searchInclude(name, delimiter == '"')) {
     case notFound:
-    case unreadable: reportError(msgCannotOpenInclude, tokenText); break;
+    case unreadable: reportError(msgCannotOpenInclude, tokenText.bytes); break;
     case skipped: break;
     case pushed:
       if (includeDepth >= 2) enterFile();

@@ -15,6 +15,7 @@
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/skip.h"
+#include "scanner/token_text.h"
 
 // --- #line ---
 
@@ -22,8 +23,8 @@
 // reading it like input with a closing quote behind it. Returns the decoded name,
 // behind the line's text.
 static const char* decodeName(const Byte* name, size_t length) {
-  Byte* const decoded = tokenText + (name - tokenText) + length + 1;
-  tokenTextPtr = decoded;
+  Byte* const decoded = tokenText.bytes + (name - tokenText.bytes) + length + 1;
+  tokenText.end = decoded;
   char* const text = static_cast<char*>(memAlloc(uint32_t(length + 2)));
   std::memcpy(text, name, length);
   std::memcpy(text + length, "'", 2);
@@ -33,17 +34,17 @@ static const char* decodeName(const Byte* name, size_t length) {
   wideChar = false;
   while (inputTop == frame && inputCursor + 1 < inputLimit) {
     if (*inputCursor == '\'') {
-      bufPutChar(nextChar());
+      tokenText.append(nextChar());
       continue;
     }
     const int c = readLiteralChar('\'');
     if (c < 0) break;
-    if (c > 0xFF) bufPutChar(Byte(c >> 8));
-    bufPutChar(Byte(c));
+    if (c > 0xFF) tokenText.append(Byte(c >> 8));
+    tokenText.append(Byte(c));
   }
   if (inputTop == frame) popFrame();
   wideChar = outerWide;
-  *tokenTextPtr = 0;
+  *tokenText.end = 0;
   return asChars(decoded);
 }
 
@@ -68,7 +69,7 @@ static bool readLineName(Byte* text) {
 void lineDirective(Byte) {
   ungetChar();
   wideString = false;
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   readBodyTokens(nullptr, true);
   Byte* text = trimBody().start;
   if (!isDigit(*text)) {
@@ -79,7 +80,7 @@ void lineDirective(Byte) {
   for (; isDigit(*text); ++text) number = number * 10 + uint32_t(*text - '0');
   while (*text == ' ' || *text == '\t') ++text;
   const bool formed = *text == 0 || readLineName(text);
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   if (!formed) {
     reportError(msgBadFileNameFormat, "line");
     return;
@@ -91,26 +92,25 @@ void lineDirective(Byte) {
 // --- #error and #pragma ---
 
 void errorDirective(Byte c) {
-  tokenTextPtr = tokenText;
-  *tokenTextPtr = 0;
+  tokenText.clear();
   for (;; c = nextChar()) {
     if (isLineEnd(c) || c == endOfTextByte) {
       ungetChar();
       break;
     }
     if (c == '\\' && passSplice()) continue;
-    bufPutChar(c);
+    tokenText.append(c);
     if (isLeadByte(c)) {
       const Byte trail = nextChar();
       if (isLineEnd(trail) || trail == endOfTextByte)
         ungetChar();
       else
-        bufPutChar(trail);
+        tokenText.append(trail);
     }
   }
   emitText("#error ");
-  emitText(asChars(tokenText));
-  tokenTextPtr = tokenText;
+  emitText(asChars(tokenText.bytes));
+  tokenText.rewind();
 }
 
 void pragmaDirective(Byte) {

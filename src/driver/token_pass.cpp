@@ -21,6 +21,7 @@
 #include "scanner/byte_search.h"
 #include "scanner/literals.h"
 #include "scanner/token.h"
+#include "scanner/token_text.h"
 #include "scanner/upcalls.h"
 
 // --- Strings and asm blocks ---
@@ -100,8 +101,8 @@ static void writeAsm() {
 // Writes the text of a number or character constant, which ends at the first NUL.
 VSP_INLINE void emitTokenText() {
   size_t length = 0;
-  while (tokenText[length] != 0) ++length;
-  emitText(tokenText, length);
+  while (tokenText.bytes[length] != 0) ++length;
+  emitText(tokenText.bytes, length);
 }
 
 static void writeToken(int previous, int code) {

@@ -22,6 +22,7 @@
 #include "scanner/read_name.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
+#include "scanner/token_text.h"
 
 // The name that readMacroName read last.
 static constinit Byte macroNameBuffer[nameBufferSize] = {};
@@ -48,30 +49,19 @@ static bool isBlank(Byte c) {
   return c == ' ' || c == '\t' || c == '\v' || c == '\f';
 }
 
-// Room of the text buffer for a body without parameters.
-static uint32_t roomLeft() {
-  return uint32_t(tokenTextEnd() - tokenTextPtr);
-}
-
-// Removes the spaces at the end of the collected text.
-static void dropTrailingSpaces() {
-  while (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') --tokenTextPtr;
-  *tokenTextPtr = 0;
-}
-
 // '#' in the body of a macro without parameters. True if it was "##".
 static bool readBodyHash(Byte terminator) {
   if (nextChar() == '#') {
-    dropTrailingSpaces();
-    if (tokenTextPtr != tokenText) {
-      bufPutChar(pasteMark);
+    tokenText.dropBlanks();
+    if (tokenText.length() != 0) {
+      tokenText.append(pasteMark);
       return true;
     }
     reportError(msgBadDirectiveSyntax, "define");
   } else if (terminator == ')') {
     reportError(msgBadDirectiveSyntax, "define");
   } else {
-    bufPutChar('#');
+    tokenText.append('#');
   }
   ungetChar();
   return false;
@@ -80,22 +70,21 @@ static bool readBodyHash(Byte terminator) {
 // A backslash in a body that begins no splice, and the byte behind it.
 static void readBodyBackslash() {
   const Byte c = nextChar();
-  if (roomLeft() < 2) return;
-  bufPutChar('\\');
-  appendCopied(c);
+  if (tokenText.room() < 2) return;
+  tokenText.append('\\');
+  tokenText.appendEscaped(c);
 }
 
 // Collects a body without parameters into tokenText; `terminator` is ')' behind
 // an empty parameter list. The line end stays unread.
 static void readObjectBody(Byte terminator) {
   lineMode = true;
-  tokenTextPtr = tokenText;
-  *tokenTextPtr = 0;
+  tokenText.clear();
   bool behindPaste = false;  // blanks there are dropped
   for (;;) {
     const Byte c = nextChar();
     if (isBlank(c) || (c == '/' && passComment())) {
-      if (!behindPaste) appendBlank();
+      if (!behindPaste) tokenText.appendBlank();
       continue;
     }
     if (c == '\\' && passSplice()) continue;
@@ -107,17 +96,17 @@ static void readObjectBody(Byte terminator) {
     if (c == endOfTextByte) {
       if (!popSourceFile(false)) break;
     } else if (c == '"' || c == '\'') {
-      if (!copyLiteral(false, bufPutEscaped, c)) break;
+      if (!copyLiteral(false, appendLiteralByte, c)) break;
     } else if (c == '\\') {
       readBodyBackslash();
     } else if (c == '#') {
       behindPaste = readBodyHash(terminator);
     } else {
-      appendCopied(c);
+      tokenText.appendEscaped(c);
     }
   }
   lineMode = false;
-  if (roomLeft() == 0) reportError(msgExpansionTooLong);
+  if (tokenText.isFull()) reportError(msgExpansionTooLong);
 }
 
 // The place of a name in the list of parameters, or -1.
@@ -133,7 +122,7 @@ static int findParameter(const ParameterNode* parameters, const Name& name) {
 void readBodyTokens(const ParameterNode* parameters, bool expand) {
   activeClass = expand ? &copyClass : &bodyClass;
   lineMode = true;
-  *tokenTextPtr = 0;
+  *tokenText.end = 0;
   for (;;) {
     const TokenCode code = scanToken();
     if (code == tokEndOfLine) {
@@ -149,23 +138,20 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
     }
     const int place = findParameter(parameters, scannedName);
     if (place >= 0) {
-      if (tokenTextPtr < tokenTextEnd()) {
-        *tokenTextPtr++ = Byte(firstParameter + place);
-        *tokenTextPtr = 0;
-      }
+      tokenText.append(Byte(firstParameter + place));
     } else {
-      tokenTextPtr += scannedName.length;
+      tokenText.keep(scannedName.length);
     }
   }
   activeClass = &tokenClass;
   lineMode = false;
-  if (tokenTextPtr >= tokenTextEnd()) reportError(msgExpansionTooLong);
-  tokenTextPtr = tokenText;
+  if (tokenText.isFull()) reportError(msgExpansionTooLong);
+  tokenText.rewind();
 }
 
 // The NUL that ends the text in tokenText: one behind an escape is part of it.
 static Byte* endOfBody() {
-  Byte* end = tokenText;
+  Byte* end = tokenText.bytes;
   while (*end != 0) end += *end == escapeMark ? 2 : 1;
   return end;
 }
@@ -183,12 +169,12 @@ Byte* dropEscapes(Byte* text) {
 // An escaped 0xFB at the end loses its byte here and is given the end mark, which is
 // the same byte, in its place.
 TrimmedBody trimBody() {
-  Byte* start = tokenText;
+  Byte* start = tokenText.bytes;
   Byte* end = endOfBody();
   while (*start == ' ' || *start == '\t') ++start;
   while (end > start && (end[-1] == ' ' || end[-1] == '\t' || end[-1] == endOfBodyMark)) --end;
   *end = 0;
-  if (end == start) start = end = tokenText;
+  if (end == start) start = end = tokenText.bytes;
   *end = 0;
   return {start, uint32_t(end - start)};
 }
@@ -320,7 +306,7 @@ static bool readParameters(Byte c, Definition& definition) {
 // if a '#' stands in front of anything but a parameter.
 static bool numberParameters(Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
-  for (Byte* text = tokenText; *text != 0; ++text) {
+  for (Byte* text = tokenText.bytes; *text != 0; ++text) {
     if (isParameter(*text)) {
       *text = Byte(firstParameter + last - (*text - firstParameter));
     } else if (*text == pasteMark) {
@@ -348,7 +334,7 @@ static bool readFunctionBody(Definition& definition) {
   definition.paramByte = Byte(definition.parameterCount);
   skipSpace();
   ungetChar();
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   readBodyTokens(definition.parameters, false);
   return numberParameters(definition);
 }
@@ -398,7 +384,7 @@ void defineDirective(Byte c) {
   if (isProtectedName(definition.name)) reportError(msgBadDirectiveSyntax, "define");
   if (readDefinition(c, definition)) storeDefinition(definition);
   freeParameters(definition.parameters);
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
 }
 
 // --- #undef ---

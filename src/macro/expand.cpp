@@ -2,7 +2,7 @@
 // text at the time that they are read.
 //
 // Arguments are collected in tokenText, which works as a stack: each level
-// appends at tokenTextPtr, and gives the space back when it has copied its
+// appends at the end of tokenText, and gives the space back when it has copied its
 // result into a node. A name that is no macro when it is collected is marked, so
 // that it stays as it is for the rest of its life in that argument.
 
@@ -24,22 +24,22 @@
 #include "scanner/read_name.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
+#include "scanner/token_text.h"
 #include "scanner/upcalls.h"
 
 // Where the expanded text of the innermost argument begins, while it is made.
-static constinit Byte* expansionStart = tokenText;
+static constinit Byte* expansionStart = tokenText.bytes;
 
 // --- Arguments ---
 
-// Takes the name of `length` bytes at tokenTextPtr into the text, with a mark in
+// Takes the name of `length` bytes at the end of tokenText into the text, with a mark in
 // front of it if `marked` and if there is room.
 static void takeName(uint32_t length, bool marked) {
-  if (marked && tokenTextPtr + length < tokenTextEnd()) {
-    std::memmove(tokenTextPtr + 1, tokenTextPtr, length);
-    *tokenTextPtr++ = noExpandCode;
+  if (marked && length < tokenText.room()) {
+    std::memmove(tokenText.end + 1, tokenText.end, length);
+    *tokenText.end++ = noExpandCode;
   }
-  tokenTextPtr += length;
-  *tokenTextPtr = 0;
+  tokenText.keep(length);
 }
 
 // A name inside an argument. One that begins with "__" stays unmarked, which
@@ -63,7 +63,7 @@ static Byte nextTakenByte() {
 // from being marked.
 static void collectOther(Byte c, bool afterBackslash) {
   if (noExpandMark) {
-    bufPutChar(noExpandCode);
+    tokenText.append(noExpandCode);
     noExpandMark = false;
   }
   if (isNameStart(c)) {
@@ -71,16 +71,16 @@ static void collectOther(Byte c, bool afterBackslash) {
       const Byte d = nextChar();
       ungetChar();
       if (d == '"' || d == '\'') {
-        bufPutChar(c);
+        tokenText.append(c);
         return;
       }
     }
     collectName(c, afterBackslash);
   } else if (isLeadByte(c)) {
-    appendCopied(c);
-    appendCopied(nextTakenByte());
+    tokenText.appendEscaped(c);
+    tokenText.appendEscaped(nextTakenByte());
   } else {
-    appendCopied(c);
+    tokenText.appendEscaped(c);
   }
 }
 
@@ -89,7 +89,7 @@ static void collectOther(Byte c, bool afterBackslash) {
 static Byte collectRawText() {
   int depth = 0;
   bool afterBackslash = false;
-  *tokenTextPtr = 0;
+  *tokenText.end = 0;
   for (;;) {
     Byte c = nextChar();
     const bool marked = afterBackslash;
@@ -97,43 +97,43 @@ static Byte collectRawText() {
     switch (c) {
       case '(':
         ++depth;
-        bufPutChar(c);
+        tokenText.append(c);
         break;
       case ')':
         if (depth == 0) return c;
         --depth;
-        bufPutChar(c);
+        tokenText.append(c);
         break;
       case ',':
         if (depth == 0) return c;
-        bufPutChar(c);
+        tokenText.append(c);
         break;
       case '"':
-      case '\'': copyLiteral(true, bufPutEscaped, c); break;
+      case '\'': copyLiteral(true, appendLiteralByte, c); break;
       case '\n':
       case '\r':
         countNewline(c);
-        appendBlank();
+        tokenText.appendBlank();
         break;
       case ' ':
-      case '\t': appendBlank(); break;
+      case '\t': tokenText.appendBlank(); break;
       case '/':
         if (passComment())
-          appendBlank();
+          tokenText.appendBlank();
         else
-          bufPutChar(c);
+          tokenText.append(c);
         break;
       case '\\':
         if (passSplice()) {
-          appendBlank();
+          tokenText.appendBlank();
         } else {
-          bufPutChar(c);
+          tokenText.append(c);
           afterBackslash = true;
         }
         break;
       case endOfTextByte: return c;
       case noExpandCode:
-      case endOfBodyMark: bufPutChar(c); break;
+      case endOfBodyMark: tokenText.append(c); break;
       case escapeMark:
         c = nextTakenByte();
         collectOther(c, marked);
@@ -143,7 +143,7 @@ static Byte collectRawText() {
   }
 }
 
-// The two texts of one argument. The expanded one stands at tokenTextPtr.
+// The two texts of one argument. The expanded one stands at the end of tokenText.
 struct CollectedArgument {
   Byte terminator;  // ',', ')' or the end-of-text byte
   Byte* rawText;    // in a block with a NUL in front; null at the end of text
@@ -153,10 +153,10 @@ struct CollectedArgument {
   uint32_t length;  // of the expanded text
 };
 
-// Copies the raw text that ends at tokenTextPtr, without spaces at its ends, to
+// Copies the raw text that ends at the end of tokenText, without spaces at its ends, to
 // a block of its own, with a NUL in front and the end-of-text byte behind.
 static void keepRawText(const Byte* start, CollectedArgument& argument) {
-  const Byte* end = tokenTextPtr;
+  const Byte* end = tokenText.end;
   while (start < end && *start == ' ') ++start;
   while (end > start && end[-1] == ' ') --end;
   const uint32_t length = uint32_t(end - start);
@@ -247,19 +247,19 @@ static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
 // in force, so a condition sees names and nothing else. May change the input stack.
 VSP_COLD static void runDirectiveInArgument() {
   Byte* const start = expansionStart;
-  const size_t outerLength = size_t(start - tokenText);
-  char* const outer = memCopy(asChars(tokenText), outerLength);
+  const size_t outerLength = size_t(start - tokenText.bytes);
+  char* const outer = memCopy(asChars(tokenText.bytes), outerLength);
   runDirective();
   // The line may have been a definition, whose reader leaves tokenClass in force.
   activeClass = &copyClass;
-  std::memcpy(tokenText, outer, outerLength);
+  std::memcpy(tokenText.bytes, outer, outerLength);
   memFree(outer);
-  tokenTextPtr = start;
+  tokenText.release(start);
   *start = 0;
 }
 
 // Expands the raw text by reading it with copyClass in force, which leaves the
-// result at tokenTextPtr.
+// result at the end of tokenText.
 static void scanRawText(const CollectedArgument& argument) {
   Byte* const raw = argument.rawText;
   pushMacroText(nullptr, raw, nullptr);
@@ -267,7 +267,7 @@ static void scanRawText(const CollectedArgument& argument) {
   const ClassTable* const outerClass = activeClass;
   Byte* const outerStart = expansionStart;
   activeClass = &copyClass;
-  expansionStart = tokenTextPtr;
+  expansionStart = tokenText.end;
   for (;;) {
     const TokenCode code = scanToken();
     if (code == tokIdent)
@@ -288,21 +288,20 @@ static void scanRawText(const CollectedArgument& argument) {
 // The same for a text that expands to itself. What scanning the text leaves
 // besides is the position of the token at its end.
 static void copyRawText(const CollectedArgument& argument) {
-  std::memcpy(tokenTextPtr, argument.rawText, argument.rawLength);
-  tokenTextPtr += argument.rawLength;
-  *tokenTextPtr = 0;
+  std::memcpy(tokenText.end, argument.rawText, argument.rawLength);
+  tokenText.keep(argument.rawLength);
   tokenState.code = tokComma;
   tokenState.line = currentLine;
 }
 
-// Makes the expanded text of an argument, at tokenTextPtr.
+// Makes the expanded text of an argument, at the end of tokenText.
 static void expandRawText(const CollectedArgument& argument) {
   if (expandsToItself(argument.rawText, argument.rawLength))
     copyRawText(argument);
   else
     scanRawText(argument);
   noExpandMark = false;
-  if (argument.cut || tokenTextPtr >= tokenTextEnd()) reportError(msgExpansionTooLong);
+  if (argument.cut || tokenText.isFull()) reportError(msgExpansionTooLong);
   // The byte behind the argument is looked at and stepped back over: marks in
   // front of it are taken here.
   nextChar();
@@ -322,27 +321,27 @@ static void trimExpanded(CollectedArgument& argument) {
   }
 }
 
-// Reads one argument, with its expansion. tokenTextPtr comes back to where it
+// Reads one argument, with its expansion. the end of tokenText comes back to where it
 // was, and the expanded text stands there.
 static CollectedArgument collectArgument() {
-  Byte* const start = tokenTextPtr;
+  Byte* const start = tokenText.end;
   CollectedArgument argument{collectRawText(), nullptr, 0, false, start, 0};
   if (argument.terminator == endOfTextByte) {
     // The scanner must meet the end of the text once more, for the file or the
     // argument that ends there to end.
     ungetChar();
-    tokenTextPtr = start;
+    tokenText.release(start);
     messageLine = tokenState.line;
     reportError(msgExpansionTooLong);
     return argument;
   }
-  argument.cut = tokenTextPtr >= tokenTextEnd();
+  argument.cut = tokenText.isFull();
   keepRawText(start, argument);
-  tokenTextPtr = start;
+  tokenText.release(start);
   *start = 0;
   expandRawText(argument);
-  argument.length = uint32_t(tokenTextPtr - start);
-  tokenTextPtr = start;
+  argument.length = uint32_t(tokenText.end - start);
+  tokenText.release(start);
   argument.rawText[argument.rawLength] = 0;
   trimExpanded(argument);
   return argument;

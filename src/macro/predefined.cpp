@@ -19,6 +19,7 @@
 #include "platform/clock.h"
 #include "names/names.h"
 #include "scanner/literals.h"
+#include "scanner/token_text.h"
 
 static void defineIfAbsent(const Byte* body, const Byte* name) {
   if (!lookupName(name)->isMacro()) defineMacroText(body, name);
@@ -45,13 +46,13 @@ static Byte beginString(const char* text, size_t length) {
 // The name of the present file; what is a separator there is an escape in a
 // string, so it is doubled.
 static Byte expandFileName() {
-  Byte* const start = tokenTextPtr;
+  Byte* const start = tokenText.end;
   for (const char* c = currentFileName; *c != 0; ++c) {
-    if (*c == '\\') bufPutEscaped('\\');
-    bufPutEscaped(Byte(*c));
+    if (*c == '\\') appendLiteralByte('\\');
+    appendLiteralByte(Byte(*c));
   }
-  const Byte result = beginString(asChars(start), size_t(tokenTextPtr - start));
-  tokenTextPtr = start;
+  const Byte result = beginString(asChars(start), size_t(tokenText.end - start));
+  tokenText.release(start);
   return result;
 }
 

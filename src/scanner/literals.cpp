@@ -19,21 +19,17 @@
 #include "scanner/char_class.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
+#include "scanner/token_text.h"
 
 constinit int lastStringChar = 0;
 
 constexpr int endOfLiteral = -1;
 
-void bufPutChar(Byte c) {
-  if (tokenTextPtr < tokenTextEnd()) *tokenTextPtr++ = c;
-  *tokenTextPtr = 0;
-}
-
-void bufPutEscaped(Byte c) {
+void appendLiteralByte(Byte c) {
   if (c == endOfBodyMark)
-    bufPutChar(c);
+    tokenText.append(c);
   else
-    appendCopied(c);
+    tokenText.appendEscaped(c);
 }
 
 void bytesOfFloat(long double value, Byte bytes[10]) {
@@ -167,17 +163,17 @@ int readLiteralChar(Byte quote) {
 
 // Collects the text up to the closing quote; false if the line ends before it.
 static bool collectCharConstant() {
-  tokenTextPtr = tokenText;
-  bufPutChar('\'');
+  tokenText.rewind();
+  tokenText.append('\'');
   for (;;) {
     const Byte c = nextChar();
-    bufPutChar(c);
+    tokenText.append(c);
     if (isLineEnd(c) || c == endOfTextByte) {
       reportError(msgUnterminatedLiteral);
       return false;
     }
     if (c == '\'') return true;
-    if (c == '\\' || isLeadByte(c)) bufPutChar(nextChar());
+    if (c == '\\' || isLeadByte(c)) tokenText.append(nextChar());
   }
 }
 
@@ -199,15 +195,15 @@ VSP_COLD static void keepRest() {
 // Pushes the collected text from behind its opening quote. One that fills the
 // buffer may have lost its closing quote and gets one; the result is then true.
 static bool pushCollectedText() {
-  Byte* const end = tokenTextPtr;
-  const size_t length = size_t(end - tokenText) - 1;
-  tokenTextPtr = tokenText;
-  if (end < tokenTextEnd()) {
-    pushTextFrame(tokenText + 1, length);
+  Byte* const end = tokenText.end;
+  const size_t length = size_t(end - tokenText.bytes) - 1;
+  tokenText.rewind();
+  if (end < tokenText.limit()) {
+    pushTextFrame(tokenText.bytes + 1, length);
     return false;
   }
   *end = '\'';
-  pushTextCopy(tokenText + 1, length + 1);
+  pushTextCopy(tokenText.bytes + 1, length + 1);
   *end = 0;
   return true;
 }
@@ -285,7 +281,7 @@ static uint32_t wideValue(CharBytes& decoded) {
 TokenCode scanCharConstant() {
   tokenState.integer = IntTokenValue{0, tagInt, 0};
   if (!collectCharConstant()) {
-    tokenTextPtr = tokenText;
+    tokenText.rewind();
     return tokIntConst;
   }
   CharBytes decoded = decodeCharConstant();

@@ -16,6 +16,7 @@
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
+#include "scanner/token_text.h"
 
 // What scanNumber leaves for convertNumber.
 static constinit Byte typeTag = tagInt;
@@ -35,7 +36,7 @@ struct NumberScan {
 // Takes a letter into the number: a mark that was read in mid-number belongs to
 // no name.
 static void takeLetter(Byte c) {
-  bufPutChar(c);
+  tokenText.append(c);
   noExpandMark = false;
 }
 
@@ -101,7 +102,7 @@ static void takePoint(NumberScan& scan) {
     if (scan.exps) reportError(msgMisplacedDecimalPoint);
   }
   scan.radix = 0;
-  bufPutChar('.');
+  tokenText.append('.');
 }
 
 // Takes the byte in hand. True if the number goes on with the next byte; else
@@ -116,11 +117,11 @@ static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
     case '4':
     case '5':
     case '6':
-    case '7': bufPutChar(c); return true;
+    case '7': tokenText.append(c); return true;
     case '8':
     case '9':
       if (scan.radix == 8 && scan.tokens) return false;
-      bufPutChar(c);
+      tokenText.append(c);
       return true;
     case '.': takePoint(scan); return true;
     case 'a':
@@ -177,7 +178,7 @@ int scanNumber(Byte c) {
   floatTag = tagDouble;
   NumberScan scan{10, false, false, activeClass == &tokenClass};
   if (c == '0') {
-    bufPutChar(c);
+    tokenText.append(c);
     c = nextChar();
     if (isLetterOf(c, 'x')) {
       takeLetter(c);
@@ -190,7 +191,7 @@ int scanNumber(Byte c) {
   bool finished = false;
   while (takeByte(scan, c, finished)) c = nextChar();
   if (!finished) ungetChar();
-  if (tokenTextPtr < tokenText + tokenTextSize) *tokenTextPtr = 0;
+  if (tokenText.end < tokenText.bytes + tokenTextSize) *tokenText.end = 0;
   return scan.isFloat() ? 0 : scan.radix;
 }
 
@@ -199,7 +200,7 @@ int scanNumber(Byte c) {
 // The value of a floating number. What the conversion cannot use, such as an 'e'
 // without digits, is left out.
 static TokenCode convertFloat() {
-  long double value = std::strtold(asChars(tokenText), nullptr);
+  long double value = std::strtold(asChars(tokenText.bytes), nullptr);
   if (floatTag == tagFloat) value = static_cast<long double>(static_cast<float>(value));
   if (floatTag == tagDouble) value = static_cast<long double>(static_cast<double>(value));
   if (optionImage.languageLevel == levelAnsi && std::isinf(value) && value > 0) {
@@ -227,7 +228,7 @@ static bool convertDigits(int radix, bool wide, uint64_t& value) {
   const bool strict = optionImage.languageLevel == levelAnsi;
   bool overflowSeen = false;
   value = 0;
-  const Byte* text = tokenText + (radix == 16 ? 2 : 0);
+  const Byte* text = tokenText.bytes + (radix == 16 ? 2 : 0);
   for (; isDigitOf(*text); ++text) {
     const uint32_t digit = digitValue(*text);
     const uint32_t low = uint32_t(value);
@@ -248,7 +249,7 @@ static bool convertDigits(int radix, bool wide, uint64_t& value) {
 }
 
 TokenCode convertNumber(int radix) {
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   if (radix == 0) return convertFloat();
   uint64_t value;
   const bool wide = convertDigits(radix, width > 32, value);

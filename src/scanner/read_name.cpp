@@ -5,6 +5,7 @@
 
 #include "input/macro_frames.h"
 #include "scanner/token.h"
+#include "scanner/token_text.h"
 
 Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
   uint32_t length = 0;
@@ -36,8 +37,8 @@ Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
 Name scanIdentifier(Byte c) {
   // A mark that is met while the name's end is looked for changes nothing.
   const bool mark = noExpandMark;
-  const size_t space = size_t(tokenTextEnd() - tokenTextPtr);
-  const Name name = readName(c, tokenTextPtr, space < identLimit ? uint32_t(space) : identLimit);
+  const size_t space = tokenText.room();
+  const Name name = readName(c, tokenText.end, space < identLimit ? uint32_t(space) : identLimit);
   noExpandMark = mark;
   return name;
 }

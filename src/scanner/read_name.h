@@ -32,6 +32,6 @@ VSP_INLINE Name readName(Byte c, Byte* target, uint32_t room) {
   return makeName(target, uint32_t(length), sum);
 }
 
-// Reads the name that begins with `c`, already read, to tokenTextPtr, which does not
+// Reads the name that begins with `c`, already read, to the end of tokenText, which does not
 // move, as far as there is room. May change the input stack.
 Name scanIdentifier(Byte c);

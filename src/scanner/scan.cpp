@@ -19,6 +19,7 @@
 #include "scanner/numbers.h"
 #include "scanner/read_name.h"
 #include "scanner/skip.h"
+#include "scanner/token_text.h"
 #include "scanner/upcalls.h"
 
 const char* tokenSpelling[tokenCodeCount] = {
@@ -41,8 +42,6 @@ constinit bool plainIdent = false;
 constinit bool lineMode = false;
 constinit bool wideString = false;
 constinit bool wideChar = false;
-constinit Byte tokenText[tokenTextSize + 1] = {};
-constinit Byte* tokenTextPtr = tokenText;
 
 // What a handler answers.
 struct Answer {
@@ -65,8 +64,7 @@ static constexpr Answer goOnWith(Byte c) {
 
 void startScanner() {
   activeClass = &tokenClass;
-  tokenTextPtr = tokenText;
-  tokenText[0] = 0;
+  tokenText.clear();
   tokenState = TokenState{};
   tokenState.code = tokNone;
   heldToken = tokenState;
@@ -100,36 +98,6 @@ TokenCode takeHeldToken() {
   heldToken.code = tokNone;
   getToken = scanToken;
   return TokenCode(tokenState.code);
-}
-
-void appendCopied(Byte c) {
-  const bool prefixed = c == 0 || c >= 0x80;
-  const size_t room = size_t(tokenTextEnd() - tokenTextPtr);
-  if (room == 0) return;
-  if (prefixed) {
-    if (room == 1) {
-      // Half of the pair must not stand alone; the blank fills the buffer, which
-      // is how the collector notices the loss.
-      *tokenTextPtr++ = ' ';
-      *tokenTextPtr = 0;
-      return;
-    }
-    *tokenTextPtr++ = 0xFF;
-  }
-  *tokenTextPtr++ = c;
-  *tokenTextPtr = 0;
-}
-
-// Appends a byte of macro text as it stands.
-static void appendCode(Byte c) {
-  if (tokenTextPtr >= tokenTextEnd()) return;
-  *tokenTextPtr++ = c;
-  *tokenTextPtr = 0;
-}
-
-void appendBlank() {
-  if (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') return;
-  appendCode(' ');
 }
 
 // --- Handlers ---
@@ -236,7 +204,7 @@ static Answer scanNumberToken(Byte c) {
   const int radix = scanNumber(c);
   if (activeClass != &tokenClass) return goOn;
   if (lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   return deliver(radix == 0 ? tokFloatConst : tokIntConst);
 }
 
@@ -296,7 +264,7 @@ static Answer scanWidePrefix(Byte c) {
     return scanName(c);
   }
   if (activeClass != &tokenClass) {
-    appendCode(c);
+    tokenText.append(c);
     return goOnWith(d);
   }
   recordTokenPosition();
@@ -316,7 +284,7 @@ static Answer scanEndOfText() {
 // of a line end, which ends the text; or of the end of an argument, which the
 // loop must meet.
 static Answer copyLiteralToken(Byte quote, bool report) {
-  if (copyLiteral(report, bufPutEscaped, quote)) return goOn;
+  if (copyLiteral(report, appendLiteralByte, quote)) return goOn;
   const Byte c = nextChar();
   if (report && c == endOfTextByte) return goOnWith(c);
   recordTokenPosition();
@@ -325,9 +293,9 @@ static Answer copyLiteralToken(Byte quote, bool report) {
 
 static Answer copySlash(Byte c) {
   if (passComment())
-    appendBlank();
+    tokenText.appendBlank();
   else
-    appendCode(c);
+    tokenText.append(c);
   return goOn;
 }
 
@@ -336,16 +304,16 @@ static Answer copySlash(Byte c) {
 static Answer copyHash() {
   const Byte d = nextChar();
   if (d != '#') {
-    appendCode(stringizeMark);
+    tokenText.append(stringizeMark);
     return goOnWith(skipSpaceFrom(d));
   }
-  while (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') --tokenTextPtr;
-  appendCode(pasteMark);
+  tokenText.dropBlanks();
+  tokenText.append(pasteMark);
   return goOnWith(skipSpaceFrom(nextChar(), false));
 }
 
 static Answer copyBackslash(Byte c) {
-  if (!passSplice()) appendCode(c);
+  if (!passSplice()) tokenText.append(c);
   return goOn;
 }
 
@@ -393,8 +361,8 @@ static Answer handleClass(int byteClass, Byte c) {
     case classBackslash: return scanBackslash(c);
     case classEndOfText: return scanEndOfText();
     case classWidePrefix: return scanWidePrefix(c);
-    case classCopy: appendCopied(c); return goOn;
-    case classBodyBlank: appendBlank(); return goOn;
+    case classCopy: tokenText.appendEscaped(c); return goOn;
+    case classBodyBlank: tokenText.appendBlank(); return goOn;
     case classBodyLiteral: return copyLiteralToken(c, false);
     case classCopyLiteral: return copyLiteralToken(c, true);
     case classCopySlash: return copySlash(c);

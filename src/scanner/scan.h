@@ -19,7 +19,7 @@ void startScanner();
 // The next token. May change the input stack.
 TokenCode scanToken();
 
-// The name of the last tokIdent, as it stands at tokenTextPtr. Tokens name it by
+// The name of the last tokIdent, as it stands at the end of tokenText. Tokens name it by
 // its entry; text that is copied takes the bytes.
 extern Name scannedName;
 
@@ -29,9 +29,3 @@ extern bool plainIdent;
 // Reports a byte, or double-byte character, that no token begins with; its first
 // byte is `c`, already read.
 VSP_COLD void reportIllegalCharacter(Byte c);
-
-// Appends one space to the text at tokenTextPtr, unless one stands there.
-void appendBlank();
-
-// Appends a byte at tokenTextPtr, as 0xFF and the byte if bit 7 is set or it is 0.
-void appendCopied(Byte c);

@@ -1,4 +1,4 @@
-// Tokens: their codes, the record that delivers one, and the shared text buffer.
+// Tokens: their codes, and the record that delivers one.
 
 #pragma once
 
@@ -95,14 +95,3 @@ extern bool lineMode;
 // The prefix L of the last string and of the last character constant.
 extern bool wideString;
 extern bool wideChar;
-
-// The shared text buffer: the spelling of the last name or number, macro bodies
-// and arguments while they are collected, directive lines. During a macro call
-// it works as a stack. A byte is stored only below tokenTextEnd, and a NUL
-// stands behind the last one.
-constexpr size_t tokenTextSize = 16384;
-extern Byte tokenText[tokenTextSize + 1];  // one more, for the end mark of a full body
-extern Byte* tokenTextPtr;
-inline Byte* tokenTextEnd() {
-  return tokenText + tokenTextSize - 1;
-}

@@ -25,7 +25,7 @@ struct MacroAnswer {
 };
 
 // Decides what a name does that the scanner has read; the name stands at
-// tokenTextPtr. May change the input stack. Defined in macro/expand.cpp.
+// the end of tokenText. May change the input stack. Defined in macro/expand.cpp.
 MacroAnswer checkMacro(const Name& name);
 
 // Runs the directive whose '#' has just been read, and leaves its line end unread.
