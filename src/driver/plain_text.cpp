@@ -125,7 +125,7 @@ VSP_INLINE bool passOperator(PlainRun& run, int index) {
 }
 
 // The other punctuators; those of three bytes are left to the scanner.
-VSP_INLINE bool passOther(PlainRun& run, int byteClass) {
+VSP_INLINE bool passOther(PlainRun& run, Byte byteClass) {
   const Byte d = run.cursor[1];
   if (run.cursor + 1 >= run.limit) return false;
   switch (byteClass) {
@@ -181,12 +181,12 @@ VSP_INLINE bool passCharConst(PlainRun& run) {
 }
 
 // True if a line that begins with a byte of this class begins with plain text.
-VSP_INLINE bool beginsPlainLine(int byteClass) {
-  if (byteClass > 0) return true;
-  constexpr uint64_t others = (1ULL << -classSlash) | (1ULL << -classHash) | (1ULL << -classIllegal) |
-                              (1ULL << -classBackslash) | (1ULL << -classEndOfText) | (1ULL << -classNul) |
-                              (1ULL << -classBlank);
-  return ((others >> -byteClass) & 1) == 0;
+VSP_INLINE bool beginsPlainLine(Byte byteClass) {
+  if (byteClass >= wholeToken) return true;
+  constexpr uint64_t others = (1ULL << classSlash) | (1ULL << classHash) | (1ULL << classIllegal) |
+                              (1ULL << classBackslash) | (1ULL << classEndOfText) | (1ULL << classNul) |
+                              (1ULL << classBlank);
+  return ((others >> byteClass) & 1) == 0;
 }
 
 // Passes the blanks and the whole comments from `next` on, where comments are of
@@ -222,12 +222,12 @@ VSP_INLINE bool passLineEnd(PlainRun& run) {
 // Passes one token, blank or line end.
 VSP_INLINE bool passOne(PlainRun& run) {
   const Byte c = *run.cursor;
-  const int entry = tokenClass[c];
-  if (entry > 0) {
+  const Byte entry = tokenClass[c];
+  if (entry >= wholeToken) {
     // None of these stands in a pair that would read as one.
     *run.out++ = c;
     ++run.cursor;
-    wrote(run, entry);
+    wrote(run, entry - wholeToken);
     return true;
   }
   switch (entry) {
@@ -255,7 +255,7 @@ VSP_INLINE bool passOne(PlainRun& run) {
     case classSlash:
     case classCaret:
     case classBar:
-    case classEqual: return passOperator(run, -entry);
+    case classEqual: return passOperator(run, entry);
     default: return false;
   }
 }

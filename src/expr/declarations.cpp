@@ -135,7 +135,7 @@ static bool fail(MessageId id) {
 
 bool startsTypeName(int32_t token) {
   // Storage classes and the names of types stand in one row.
-  static_assert(tokStatic == 59 && tokChar == 64 && tokVoid == 76 && tokBool == 81);
+  static_assert(tokBool - tokStatic == 22);
   if (token >= tokStatic && token <= tokBool) return true;
   constexpr TokenCode others[] = {tokConst,  tokVolatile, tokProperty, tokDeclspec, tokClass,
                                   tokFriend, tokInline,   tokVirtual,  tokMutable,  tokExplicit};

@@ -180,7 +180,7 @@ static bool expandsToItself(const Byte* text, uint32_t length) {
       marked = true;
       continue;
     }
-    const signed char entry = copyClass[c];
+    const Byte entry = copyClass[c];
     if (marked != (entry == classLetter)) return false;
     if (marked) {
       while (isNameByte(text[1])) ++text;

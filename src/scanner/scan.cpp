@@ -23,13 +23,13 @@
 #include "scanner/upcalls.h"
 
 const char* tokenSpelling[tokenCodeCount] = {
-#define TOKEN(code, name, spelling) spelling,
+#define TOKEN(name, spelling) spelling,
 #include "scanner/tokens.def"
 #undef TOKEN
 };
 
 constinit Byte tokenSpellingLength[tokenCodeCount] = {
-#define TOKEN(code, name, spelling) sizeof spelling - 1,
+#define TOKEN(name, spelling) sizeof spelling - 1,
 #include "scanner/tokens.def"
 #undef TOKEN
 };
@@ -83,7 +83,7 @@ VSP_INLINE void recordTokenPosition() {
 }
 
 VSP_INLINE Answer deliver(int code) {
-  tokenState.code = code;
+  tokenState.code = TokenCode(code);
   return {Answer::token, 0, int16_t(code)};
 }
 
@@ -97,7 +97,7 @@ TokenCode takeHeldToken() {
   tokenState = heldToken;
   heldToken.code = tokNone;
   getToken = scanToken;
-  return TokenCode(tokenState.code);
+  return tokenState.code;
 }
 
 // --- Handlers ---
@@ -115,7 +115,7 @@ void reportIllegalCharacter(Byte c) {
 // The nine operators that may be doubled or followed by '='; `d` is the byte
 // behind `c`, already read.
 static Answer scanOperator(Byte c, Byte d) {
-  const size_t index = size_t(-tokenClass[c]);
+  const size_t index = tokenClass[c];
   for (;;) {
     if (d == c && operatorDoubled[index] != 0) return deliver(operatorDoubled[index]);
     if (d == '=') return deliver(operatorWithEqual[index]);
@@ -330,7 +330,7 @@ static Answer scanLineEnd(Byte c) {
 }
 
 // Every class but the hottest; `c` has been consumed.
-static Answer handleClass(int byteClass, Byte c) {
+static Answer handleClass(Byte byteClass, Byte c) {
   switch (byteClass) {
     case classExclaim:
     case classPercent:
@@ -377,7 +377,7 @@ TokenCode scanToken() {
     const Byte* cursor = inputCursor;
     const Byte* const limit = inputLimit;
     Byte c;
-    int entry;
+    Byte entry;
     // Blanks go straight to the output, as long as the input lasts.
     for (;;) {
       if (cursor >= limit) [[unlikely]] {
@@ -395,10 +395,9 @@ TokenCode scanToken() {
       if (c < endOfBodyMark) emitChar(c);
     }
     for (;;) {
-      if (entry > 0) {
+      if (entry >= wholeToken) {
         recordTokenPosition();
-        tokenState.code = entry;
-        return TokenCode(entry);
+        return tokenState.code = TokenCode(entry - wholeToken);
       }
       if (entry == classBlank) {
         if (c < endOfBodyMark) emitChar(c);

@@ -10,12 +10,12 @@ struct IdentEntry;
 
 // A token's code is also its row in tokenSpelling.
 enum TokenCode : int32_t {
-#define TOKEN(code, name, spelling) name = code,
+#define TOKEN(name, spelling) name,
 #include "scanner/tokens.def"
 #undef TOKEN
 };
 
-constexpr int tokenCodeCount = 165;
+constexpr int tokenCodeCount = tokNone + 1;
 
 // What the token pass writes for a token that has no text of its own. The entry
 // of tokTry follows the mode of the unit.
@@ -64,8 +64,8 @@ struct FloatTokenValue {
 
 // The current token. Copied whole, by assignment.
 struct TokenState {
-  int32_t code;  // TokenCode; tokNone before the first token and in an empty twin
-  int32_t line;  // currentLine where the token starts
+  TokenCode code;  // tokNone before the first token, and where there is no token
+  int32_t line;    // currentLine where the token starts
   union {
     IdentEntry* entry;  // tokIdent and keywords
     IntTokenValue integer;
