@@ -39,8 +39,7 @@ static void emitNumber(int32_t value) {
 // Builds the marker of the present line anew. False if it cannot be kept.
 VSP_COLD static bool buildMarker() {
   const size_t nameLength = std::strlen(currentFileName);
-  // A number below 0 or at the end of its range does not go on digit by digit.
-  if (nameLength > markerNameLimit || currentLine < 0 || currentLine == INT32_MAX) return false;
+  if (nameLength > markerNameLimit) return false;
   char* target = reinterpret_cast<char*>(lineMarker.text);
   std::memcpy(target, "\r\n/* ", 5);
   target += 5;
