@@ -83,7 +83,7 @@ static ArgumentNode* argumentOf(const MacroFrame* frame, Byte parameter) {
   return node;
 }
 
-// Makes the text behind `skipped` bytes the frame's new stretch.
+// Makes `text` the frame's new stretch.
 static void advanceStretch(MacroFrame* frame, const Byte* text) {
   frame->buffer = text;
   frame->position = 0;
@@ -94,50 +94,62 @@ static void advanceStretch(MacroFrame* frame, const Byte* text) {
   }
 }
 
-int macroTextEnd(MacroFrame* frame) {
+// What a control byte stands for: nothing that is read at once.
+constexpr int noCharacter = -1;
+
+// The escape: the byte after it is an ordinary one. A NUL yields nothing.
+static int takeEscaped(MacroFrame* frame, const Byte* control) {
+  advanceStretch(frame, control + 2);
+  return control[1] != 0 ? control[1] : noCharacter;
+}
+
+// A paste: a parameter after it is read as it was written.
+static int takePaste(MacroFrame* frame, const Byte* control) {
+  pasteSeen = true;
+  const ArgumentNode* const node = isParameter(control[1]) ? argumentOf(frame, control[1]) : nullptr;
+  advanceStretch(frame, control + (isParameter(control[1]) ? 2 : 1));
+  if (node != nullptr) pushArgumentText(node->rawText);
+  return noCharacter;
+}
+
+// A stringize: the parameter's text waits for the reader of strings, which the
+// quote calls.
+static int takeStringize(MacroFrame* frame, const Byte* control) {
   static const Byte quote[] = "\"";
-  const Byte* const control = inputLimit;
-  const Byte code = control[0];
-  const Byte next = control[1];
-  const Byte* rest = control + 1;
-  int result = -1;
-  const Byte* pushed = nullptr;
-  bool string = false;
-  switch (code) {
-    case escapeMark:
-      ++rest;
-      if (next != 0) result = next;
-      break;
-    case pasteMark:
-      pasteSeen = true;
-      if (isParameter(next)) {
-        ++rest;
-        if (const ArgumentNode* const node = argumentOf(frame, next)) pushed = node->rawText;
-      }
-      break;
-    case stringizeMark:
-      if (isParameter(next)) {
-        ++rest;
-        if (const ArgumentNode* const node = argumentOf(frame, next)) {
-          pendingText = node->rawText;
-          string = true;
-        }
-      }
-      break;
-    case noExpandCode: noExpandMark = true; break;
-    case endOfBodyMark: result = endOfBodyMark; break;
-    case endOfTextByte:
-      if (frame->savedBody != nullptr) result = endOfTextByte;
-      break;
-    default:
-      if (const ArgumentNode* const node = argumentOf(frame, code))
-        pushed = next == pasteMark ? node->rawText : node->expandedText;
-      break;
+  const ArgumentNode* const node = isParameter(control[1]) ? argumentOf(frame, control[1]) : nullptr;
+  advanceStretch(frame, control + (isParameter(control[1]) ? 2 : 1));
+  if (node != nullptr) {
+    pendingText = node->rawText;
+    pushTextFrame(quote, 1);
   }
-  advanceStretch(frame, rest);
-  if (pushed != nullptr) pushArgumentText(pushed);
-  if (string) pushTextFrame(quote, 1);
-  return result;
+  return noCharacter;
+}
+
+// A parameter: its text is read expanded, but in front of a paste.
+static int takeParameter(MacroFrame* frame, const Byte* control) {
+  const ArgumentNode* const node = argumentOf(frame, control[0]);
+  advanceStretch(frame, control + 1);
+  if (node != nullptr) pushArgumentText(control[1] == pasteMark ? node->rawText : node->expandedText);
+  return noCharacter;
+}
+
+int macroTextEnd(MacroFrame* frame) {
+  const Byte* const control = inputLimit;
+  switch (*control) {
+    case escapeMark: return takeEscaped(frame, control);
+    case pasteMark: return takePaste(frame, control);
+    case stringizeMark: return takeStringize(frame, control);
+    case noExpandCode:
+      noExpandMark = true;
+      advanceStretch(frame, control + 1);
+      return noCharacter;
+    case endOfBodyMark: advanceStretch(frame, control + 1); return endOfBodyMark;
+    case endOfTextByte:
+      // It ends a text of its own, but none of an argument.
+      advanceStretch(frame, control + 1);
+      return frame->savedBody != nullptr ? endOfTextByte : noCharacter;
+    default: return takeParameter(frame, control);
+  }
 }
 
 void resetMacroFrames() {

@@ -7,6 +7,7 @@
 
 #include "scanner/numbers.h"
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 
@@ -105,69 +106,85 @@ static void takePoint(NumberScan& scan) {
   tokenText.append('.');
 }
 
+// What a byte may be in a number. Letters count in either case.
+enum NumberByte : Byte {
+  numberEnd,       // no part of any number
+  octalDigit,      // 0 to 7
+  highDigit,       // 8 and 9
+  hexLetter,       // a to d
+  exponentMark,    // e, a hexadecimal digit too
+  floatSuffix,     // f, a hexadecimal digit too
+  longSuffix,      // l
+  unsignedSuffix,  // u
+  widthSuffix,     // i
+  decimalPoint
+};
+
+constexpr std::array<Byte, 256> numberBytes = [] {
+  std::array<Byte, 256> table{};
+  const auto set = [&](const char* bytes, NumberByte kind) {
+    for (; *bytes != 0; ++bytes) table[Byte(*bytes)] = kind;
+  };
+  set("01234567", octalDigit);
+  set("89", highDigit);
+  set("abcdABCD", hexLetter);
+  set("eE", exponentMark);
+  set("fF", floatSuffix);
+  set("lL", longSuffix);
+  set("uU", unsignedSuffix);
+  set("iI", widthSuffix);
+  set(".", decimalPoint);
+  return table;
+}();
+
+// 'e' in a number that is not hexadecimal. False where the number ends before it.
+static bool takeExponent(NumberScan& scan) {
+  if (scan.exps && scan.tokens) return false;
+  scan.exps = true;
+  scan.radix = 0;
+  return true;
+}
+
+// A suffix after which a floating number ends: `tag` is its type.
+static bool finishFloat(Byte c, Byte tag, bool& finished) {
+  takeLetter(c);
+  floatTag = tag;
+  finished = true;
+  return false;
+}
+
 // Takes the byte in hand. True if the number goes on with the next byte; else
 // `c` is the byte to step back, unless `finished`.
 static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
   const bool hexadecimal = scan.radix == 16;
-  switch (c) {
-    case '0':
-    case '1':
-    case '2':
-    case '3':
-    case '4':
-    case '5':
-    case '6':
-    case '7': tokenText.append(c); return true;
-    case '8':
-    case '9':
+  switch (numberBytes[c]) {
+    case highDigit:
       if (scan.radix == 8 && scan.tokens) return false;
-      tokenText.append(c);
-      return true;
-    case '.': takePoint(scan); return true;
-    case 'a':
-    case 'b':
-    case 'c':
-    case 'd':
-    case 'A':
-    case 'B':
-    case 'C':
-    case 'D':
-      if (!hexadecimal) return false;
+      [[fallthrough]];
+    case octalDigit: tokenText.append(c); return true;
+    case decimalPoint: takePoint(scan); return true;
+    case exponentMark:
+      if (!hexadecimal && !takeExponent(scan)) return false;
       takeLetter(c);
       return true;
-    case 'e':
-    case 'E':
-      if (!hexadecimal) {
-        if (scan.exps && scan.tokens) return false;
-        scan.exps = true;
-        scan.radix = 0;
-      }
-      takeLetter(c);
-      return true;
-    case 'f':
-    case 'F':
-      if (!hexadecimal && !scan.isFloat() && scan.tokens) return false;
-      takeLetter(c);
-      if (hexadecimal) return true;
-      floatTag = tagFloat;
-      finished = true;
-      return false;
-    case 'l':
-    case 'L':
-      if (scan.isFloat()) {
+    case hexLetter:
+      if (hexadecimal) takeLetter(c);
+      return hexadecimal;
+    case floatSuffix:
+      if (hexadecimal) {
         takeLetter(c);
-        floatTag = tagLongDouble;
-        finished = true;
-      } else {
-        c = scanIntegerSuffix(c, finished);
+        return true;
       }
+      if (!scan.isFloat() && scan.tokens) return false;
+      return finishFloat(c, tagFloat, finished);
+    case longSuffix:
+      if (scan.isFloat()) return finishFloat(c, tagLongDouble, finished);
+      c = scanIntegerSuffix(c, finished);
       return false;
-    case 'u':
-    case 'U':
+    case unsignedSuffix:
       if (!scan.isFloat()) c = scanIntegerSuffix(c, finished);
       return false;
-    case 'i':
-    case 'I': c = scanWidthSuffix(false); return false;
+    case widthSuffix: c = scanWidthSuffix(false); return false;
     default: return false;
   }
 }

@@ -29,47 +29,43 @@ bool passSplice() {
 
 // --- Comments and blanks ---
 
+// The next byte of a block comment. A kept one goes to the output; line ends are
+// written with the markers.
+static Byte nextCommentByte(bool keep) {
+  const Byte c = nextChar();
+  if (keep && !isLineEnd(c) && c != endOfTextByte) emitChar(c);
+  return c;
+}
+
+// The byte after a '*' of a comment, where splices may split the closing pair.
+static Byte nextAfterStar(bool keep) {
+  Byte c = nextCommentByte(keep);
+  while (c == '\\' && passSplice()) c = nextCommentByte(keep);
+  return c;
+}
+
 void scanBlockComment() {
   const bool keep = keepComments();
   const int32_t firstLine = currentLine;
   uint32_t depth = 1;
-  if (keep) {
-    emitChar('/');
-    emitChar('*');
-  }
-  Byte c;
-  bool inHand = false;
-  for (;;) {
-    if (!inHand) {
-      if (!keep) inputCursor = findCommentStop(inputCursor, inputLimit);
-      c = nextChar();
-      if (keep && !isLineEnd(c) && c != endOfTextByte) emitChar(c);
+  if (keep) emitRun(asBytes("/*"), 2);
+  while (depth != 0) {
+    if (!keep) inputCursor = findCommentStop(inputCursor, inputLimit);
+    Byte c = nextCommentByte(keep);
+    bool paired = false;
+    // A byte that fails to close a pair may open the next one.
+    while (!paired && (c == '*' || (c == '/' && optionImage.nestedComments != 0))) {
+      const Byte first = c;
+      c = first == '*' ? nextAfterStar(keep) : nextCommentByte(keep);
+      paired = first != c && (c == '*' || c == '/');
+      if (paired) depth += c == '*' ? 1 : uint32_t(-1);
     }
-    inHand = false;
+    if (paired) continue;
     if (isLineEnd(c)) {
       countNewline(c);
     } else if (c == endOfTextByte) {
       reportError(msgEndInComment, firstLine);
       return;
-    } else if (c == '*' || (c == '/' && optionImage.nestedComments)) {
-      Byte d = nextChar();
-      if (c == '*') {
-        while (d == '\\') {
-          if (keep) emitChar(d);
-          if (!passSplice()) break;
-          d = nextChar();
-        }
-        if (d == '\\') continue;
-      }
-      if (keep && !isLineEnd(d) && d != endOfTextByte) emitChar(d);
-      if (c == '*' && d == '/') {
-        if (--depth == 0) return;
-      } else if (c == '/' && d == '*') {
-        ++depth;
-      } else {
-        c = d;
-        inHand = true;
-      }
     }
   }
 }
