@@ -34,6 +34,11 @@ if(EXISTS "${CMAKE_SOURCE_DIR}/tests/faults_test.cpp")
   gtest_discover_tests(faults_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endif()
 
+if(EXISTS "${CMAKE_SOURCE_DIR}/tests/output_test.cpp")
+  addTestProgram(output_test tests/output_test.cpp)
+  gtest_discover_tests(output_test TEST_PREFIX outputs. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endif()
+
 if(EXISTS "${CMAKE_SOURCE_DIR}/tests/import_test.cpp")
   # Components as users write them, built without the sanitizers; the second has another entry.
   add_library(tlbreader MODULE tests/component/tlbreader.cpp)

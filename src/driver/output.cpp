@@ -14,9 +14,10 @@
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "platform/files.h"
+#include "platform/output_file.h"
 #include "platform/paths.h"
 
-constinit Output output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
+constinit Output output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0, nullptr};
 
 // In readable mode a piece of text goes to the next line behind this many characters.
 constexpr uint32_t wrapLength = 150;
@@ -154,7 +155,7 @@ static int createOutput(const char* name) {
 
 // Opens the sink. False if the file cannot be created.
 static bool openOutput(const char* name) {
-  output = Output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
+  output = Output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0, nullptr};
   if (isConsoleOutput(name)) {
     output.toConsole = true;
     output.handle = consoleMark;
@@ -163,6 +164,7 @@ static bool openOutput(const char* name) {
   const int handle = createOutput(name);
   if (handle < 0) return false;
   output.handle = handle;
+  output.name = name;
   output.buffer = static_cast<Byte*>(memAlloc(outputBufferSize));
   output.cursor = output.buffer;
   output.limit = isReadable() ? output.cursor : output.buffer + outputBufferSize - 1;
@@ -215,14 +217,19 @@ void closeOutput() {
   const size_t rest = size_t(output.cursor - output.buffer);
   const bool written = rest == 0 || writeFile(output.handle, output.buffer, rest);
   dropBuffer();
-  closeFile(output.handle);
+  const int handle = output.handle;
   output.handle = -1;
-  if (written) {
-    keepCreatedFile();
-    return;
-  }
+  FinishResult result = finishNotWritten;
+  if (written)
+    result = finishCreatedFile(handle);
+  else
+    closeFile(handle);
+  if (result == finishDone) return;
   removeCreatedFile();
-  reportFatal(msgWriteFailed);
+  if (result == finishRefused)
+    reportFatal(msgCannotCreateOutput, output.name);
+  else
+    reportFatal(msgWriteFailed);
 }
 
 void removeOutput() {

@@ -22,6 +22,7 @@
 #include "platform/file_search.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "platform/read_files.h"
 
 constinit EndProcessHook endProcessHook = nullptr;
 
@@ -196,6 +197,7 @@ int runProgram(int argc, char** argv) {
   clearCommandDefines();
   openStandardHandles();
   forgetDirectories();
+  forgetReadFiles();
   installFaultFilters();
   memoryStart();
   lookForQuietSwitches(argv, argc);

@@ -30,6 +30,7 @@
 #include "options/warnings.h"
 #include "platform/faults.h"
 #include "platform/files.h"
+#include "platform/read_files.h"
 #include "scanner/identifiers.h"
 #include "scanner/scan.h"
 
@@ -68,6 +69,7 @@ static void beginUnit(const char* path) {
   installKeywords();
   loadWarnings();
   resetInputStack();
+  beginUnitFiles();
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
   if (pushSourceFile(path) == notFound) reportFatal(msgCannotOpenInput, path);
@@ -189,16 +191,18 @@ static void faultFilter(const FaultRecord& record) {
   endProcessNow(1);
 }
 
-// The break signal: no message, no half-written file.
+// The break signal: no message and no output. What was printed before stays printed.
 static void breakHandler() {
   removeOutput();
-  endProcessNow(255);
+  flushConsoleAtBreak();
 }
+
+constexpr int breakExitStatus = 255;
 
 void installFaultFilters() {
   outerState = filterFresh;
   installFaultFilter(faultFilter);
-  installBreakHandler(breakHandler);
+  installBreakHandler(breakHandler, breakExitStatus);
 }
 
 void removeFaultFilters() {

@@ -85,9 +85,9 @@ static Byte* readAll(int handle, size_t& length) {
   return block;
 }
 
-// Reads the file `path` as readAll does; null also if it can't be opened.
-static Byte* readTextFile(const char* path, size_t& length) {
-  const int handle = openForReading(path);
+// Reads a file that was to be opened as `handle`, as readAll does; null also if the
+// open has failed.
+static Byte* readTextFile(int handle, size_t& length) {
   if (handle < 0) return nullptr;
   Byte* const text = readAll(handle, length);
   closeFile(handle);
@@ -145,7 +145,7 @@ static char* nextResponseToken(Byte*& cursor, const Byte* end) {
 // Reads the response file `name` for the run and returns how many tokens it has.
 static int readResponseFile(ResponseText& node, const char* name) {
   size_t length;
-  Byte* const block = readTextFile(name, length);
+  Byte* const block = readTextFile(openForReading(name), length);
   if (block == nullptr) {
     optionImage.errorLimit = 0;
     optionImage.warningLimit = 0;
@@ -264,7 +264,7 @@ static int nextConfigToken(size_t limit, char* buffer) {
 // Reads the text of the configuration file; null if there is none.
 static Byte* readConfigText(bool given, const char* programDirectory) {
   size_t length;
-  Byte* const text = readTextFile(configFileName, length);
+  Byte* const text = readTextFile(openSettings(configFileName), length);
   if (text != nullptr) return text;
   if (given) {
     optionImage.errorLimit = 0;
@@ -275,7 +275,7 @@ static Byte* readConfigText(bool given, const char* programDirectory) {
   if (directoryLength > pathLimit) return nullptr;
   std::memcpy(path, programDirectory, directoryLength);
   std::memcpy(path + directoryLength, defaultConfigFile, sizeof defaultConfigFile);
-  return readTextFile(path, length);
+  return readTextFile(openSettings(path), length);
 }
 
 void readConfigurationFile(bool given, const char* programDirectory) {
