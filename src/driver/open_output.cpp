@@ -12,6 +12,7 @@
 #include "options/option_image.h"
 #include "output/output.h"
 #include "platform/files.h"
+#include "platform/output_file.h"
 #include "platform/paths.h"
 
 static constinit const char* sourcePath = nullptr;
@@ -40,7 +41,7 @@ static bool openOutput(const char* name) {
   }
   const int handle = createOutput(name);
   if (handle < 0) return false;
-  openOutputFile(handle);
+  openOutputFile(handle, name);
   return true;
 }
 

@@ -22,6 +22,7 @@
 #include "platform/file_search.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "platform/read_files.h"
 
 static constinit bool consoleSwitch = false;  // a -o names the console
 static constinit bool quietSwitch = false;    // -q stands alone on the command line
@@ -228,6 +229,7 @@ int runProgram(int argc, char** argv) {
   clearSearchLists();
   clearCommandDefines();
   forgetDirectories();
+  forgetReadFiles();
   installFaultFilters();
   Arguments arguments{argc, argv};
   if (!runProtected(runArguments, &arguments)) {

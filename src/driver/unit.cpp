@@ -31,6 +31,7 @@
 #include "output/output.h"
 #include "platform/faults.h"
 #include "platform/files.h"
+#include "platform/read_files.h"
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
 
@@ -46,6 +47,7 @@ static void beginUnit(const char* path) {
   loadWarnings();
   resetInputStack();
   startScanner();
+  beginUnitFiles();
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
   prepareOutput(currentFileName);
@@ -159,16 +161,18 @@ static void faultFilter(const FaultRecord& record) {
   endProcessNow(1);
 }
 
-// The break signal: no message, no half-written file.
+// The break signal: no message and no output. What was printed before stays printed.
 static void breakHandler() {
   removeOutput();
-  endProcessNow(255);
+  flushConsoleAtBreak();
 }
+
+constexpr int breakExitStatus = 255;
 
 void installFaultFilters() {
   outerState = filterFresh;
   installFaultFilter(faultFilter);
-  installBreakHandler(breakHandler);
+  installBreakHandler(breakHandler, breakExitStatus);
 }
 
 void removeFaultFilters() {

@@ -85,12 +85,10 @@ static Byte* readAll(int handle, const char* name, size_t& length) {
   return block;
 }
 
-// Reads the file `path` as readAll does; null, with the reason in `failure`, if it
-// can't be opened.
-static Byte* readTextFile(const char* path, size_t& length, int& failure) {
-  const int handle = openForReading(path);
+// Reads a file that was to be opened as `handle`, as readAll does; null also if the
+// open has failed. A lack of memory ends the run.
+static Byte* readTextFile(int handle, const char* path, size_t& length) {
   if (handle == openNoMemory) failOutOfMemory();
-  failure = handle;
   if (handle < 0) return nullptr;
   Byte* const text = readAll(handle, path, length);
   closeFile(handle);
@@ -148,8 +146,7 @@ static char* nextResponseToken(Byte*& cursor, const Byte* end) {
 // Reads the response file `name` for the run and returns how many tokens it has.
 static int readResponseFile(ResponseText& node, const char* name) {
   size_t length;
-  int failure;
-  Byte* const block = readTextFile(name, length, failure);
+  Byte* const block = readTextFile(openForReading(name), name, length);
   if (block == nullptr) {
     messageLimits.errors = 0;
     messageLimits.warnings = 0;
@@ -268,19 +265,17 @@ static int nextConfigToken(size_t limit, char* buffer) {
 // Reads the text of a configuration file that nobody asked for; null if there is
 // none. One that is there and can't be opened holds switches that count.
 static Byte* readDefaultConfig(const char* path) {
+  const int handle = openSettings(path);
+  if (handle < 0 && handle != openFailed && handle != openNoMemory) failUnreadable(path);
   size_t length;
-  int failure;
-  Byte* const text = readTextFile(path, length, failure);
-  if (text == nullptr && failure != openFailed) failUnreadable(path);
-  return text;
+  return readTextFile(handle, path, length);
 }
 
 // Reads the text of the configuration file; null if there is none.
 static Byte* readConfigText(bool given, const char* programDirectory) {
   if (given) {
     size_t length;
-    int failure;
-    Byte* const text = readTextFile(configFileName, length, failure);
+    Byte* const text = readTextFile(openSettings(configFileName), configFileName, length);
     if (text != nullptr) return text;
     messageLimits.errors = 0;
     failFileNotFound(configFileName);

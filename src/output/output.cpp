@@ -11,6 +11,7 @@
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "platform/files.h"
+#include "platform/output_file.h"
 
 // A sink into which nothing goes.
 constexpr Output closedOutput = {.handle = -1,
@@ -20,7 +21,8 @@ constexpr Output closedOutput = {.handle = -1,
                                  .limit = nullptr,
                                  .lastChar = '\n',
                                  .pendingBlanks = 0,
-                                 .lineLength = 0};
+                                 .lineLength = 0,
+                                 .name = nullptr};
 
 constinit Output output = closedOutput;
 
@@ -144,9 +146,10 @@ void emitText(const char* text) {
 
 // --- Opening and closing ---
 
-void openOutputFile(int handle) {
+void openOutputFile(int handle, const char* name) {
   output = closedOutput;
   output.handle = handle;
+  output.name = name;
   output.buffer = static_cast<Byte*>(memAlloc(outputBufferSize));
   output.cursor = output.buffer;
   output.limit = isReadable() ? output.cursor : output.buffer + outputBufferSize - 1;
@@ -175,15 +178,19 @@ void closeOutput() {
   const size_t rest = size_t(output.cursor - output.buffer);
   const bool written = rest == 0 || writeFile(output.handle, output.buffer, rest);
   dropBuffer();
-  // A quota that is used up may show only here.
-  const bool closed = closeFile(output.handle);
+  const int handle = output.handle;
   output.handle = -1;
-  if (written && closed) {
-    keepCreatedFile();
-    return;
-  }
+  FinishResult result = finishNotWritten;
+  if (written)
+    result = finishCreatedFile(handle);
+  else
+    closeFile(handle);
+  if (result == finishDone) return;
   removeCreatedFile();
-  reportFatal(msgWriteFailed);
+  if (result == finishRefused)
+    reportFatal(msgCannotCreateOutput, output.name);
+  else
+    reportFatal(msgWriteFailed);
 }
 
 void removeOutput() {

@@ -1,8 +1,8 @@
 // Files and the console, by the names that the program's user writes.
 //
 // Owns the mapping from the family's spelling of a path ('\' or '/' between
-// components, "X:" in front) to a name of the host, and every open, read, write
-// and delete. Nothing here prints or stops the program: failures are returned.
+// components, "X:" in front) to a name of the host, and every open, read and write;
+// the making of outputs is in output_file.h. Nothing here prints or stops the program: failures are returned.
 
 #pragma once
 
@@ -21,6 +21,11 @@ enum OpenFailure : int {
 // Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
 int openForReading(const char* path);
 
+// The same for a file that the program looks for on its own account and that serves
+// the whole run, as a configuration or a language. One whose open or reading could
+// wait for ever, a named pipe, counts as missing.
+int openSettings(const char* path);
+
 // Forgets the listings of directories, which are kept to find names in another
 // case. To be called where a run starts in a process that had one before: the
 // current directory may have changed since.
@@ -29,18 +34,6 @@ void forgetDirectories();
 // Makes the three standard handles usable, so that no file gets the number of one
 // that was closed when the program started. False if that cannot be done.
 bool openStandardHandles();
-
-// Creates or empties `path` for reading and writing, and remembers its host name
-// for removeCreatedFile. A file that is open for reading is not touched. Returns
-// a handle or an OpenFailure.
-int createFile(const char* path);
-
-// Deletes the file that createFile made last, if it is an ordinary file and
-// keepCreatedFile has not said that it is complete. Safe in a signal handler.
-void removeCreatedFile();
-
-// The file that createFile made last is complete and stays.
-void keepCreatedFile();
 
 // Reads up to `size` bytes; fewer only at the end. 0 at the end, -1 on failure,
 // also where a part had come.
@@ -75,6 +68,10 @@ PathKind kindOfPath(const char* path);
 // return false once a write has failed.
 bool writeConsole(const char* data, size_t size);
 bool flushConsole();
+
+// The same for the handler of a break: sends what is in the buffer, but does not
+// wait long for a reader who doesn't read. Safe in a signal handler.
+void flushConsoleAtBreak();
 
 // Standard error, unbuffered. False if it could not be written.
 bool writeErrorStream(const char* data, size_t size);
