@@ -186,6 +186,25 @@ TEST_F(Files, ReadsAndSeeks) {
   EXPECT_EQ(readFile(handle, text, 7), -1);
 }
 
+// A terminal whose other end is gone gives what was typed, and then fails: that is no end of a file.
+TEST_F(Files, PartOfAFailedReadIsNoText) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  const int other = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+  ASSERT_GE(other, 0);
+  ASSERT_EQ(write(other, "abc", 3), 3);
+  ASSERT_TRUE(closeFile(other));
+  char text[8];
+  EXPECT_EQ(readFile(terminal, text, 3), 3);
+  EXPECT_EQ(readFile(terminal, text, 3), -1);
+  const int again = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+  ASSERT_EQ(write(again, "de", 2), 2);
+  closeFile(again);
+  EXPECT_EQ(readFile(terminal, text, sizeof text), -1);
+  EXPECT_TRUE(closeFile(terminal));
+  EXPECT_FALSE(closeFile(terminal));
+}
+
 // An open that waits for a writer would hang the program on a stray pipe.
 TEST_F(Files, PipeWaitsForItsWriter) {
   const std::string name = in("pipe.h");
