@@ -5,7 +5,7 @@
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 presets=("$@")
-[ "${#presets[@]}" -gt 0 ] || presets=(release dev clang small-blocks)
+[ "${#presets[@]}" -gt 0 ] || presets=(release dev clang ordinary)
 mapfile -t missing < <(missingPackages cmake cmake g++ g++ clang++ clang ninja ninja-build \
   clang-format clang-format clang-tidy clang-tidy)
 [ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
@@ -66,6 +66,9 @@ testPreset() {
 mapfile -t ownFiles < <(find src tests bench -name '*.cpp' -o -name '*.h' -o -name '*.def' | grep -v '\.def$')
 check "format" clang-format --dry-run -Werror "${ownFiles[@]}"
 for preset in "${presets[@]}"; do testPreset "$preset"; done
+if [ -x build/release/vsp32 ] && [ -x build/dev/vsp32 ] && [ -x build/ordinary/compare_paths ]; then
+  check "fast paths" scripts/compare_paths.sh
+fi
 if [ -f build/clang/compile_commands.json ]; then
   tidy() {
     find src -name '*.cpp' -print0 |

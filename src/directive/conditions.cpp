@@ -79,7 +79,7 @@ void skipLine(Byte c) {
         if (isLeadByte(c)) nextChar();
         break;
     }
-    if (!anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
     c = nextChar();
   }
 }
@@ -231,7 +231,7 @@ static void skipGroup(bool groupTaken, bool elseAllowed, ConditionRecord* candid
   Skip skip{groupTaken, elseAllowed, 0, candidate};
   const int32_t startLine = currentLine;
   for (;;) {
-    skipPlainLines();
+    if (fastPaths) skipPlainLines();
     Byte c = nextSignificantChar(nextChar());
     if (c == endOfTextByte) {
       reportError(msgEndInConditional, startLine);

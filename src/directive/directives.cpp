@@ -52,7 +52,7 @@ static Byte collectName(Byte c) {
   const Byte* cursor = start;
   while (hashStep[*cursor] != 0) ++cursor;
   const size_t rest = size_t(cursor - start);
-  if (hashStep[c] != 0 && cursor < inputLimit && rest < longestName) {
+  if (fastPaths && hashStep[c] != 0 && cursor < inputLimit && rest < longestName) {
     *tokenTextPtr++ = c;
     std::memcpy(tokenTextPtr, start, rest);
     tokenTextPtr += rest;

@@ -217,7 +217,7 @@ void scanIdentifier(Byte c) {
   // The byte at the limit belongs to no name, so this loop needs no limit test.
   // 255 bytes are room enough for every name that counts; a longer one, and one
   // near the end of tokenText, goes the slow way from its beginning.
-  if (tokenTextEnd() - text > 256) [[likely]] {
+  if (fastPaths && tokenTextEnd() - text > 256) [[likely]] {
     Byte* target = text;
     *target++ = c;
     int32_t step;

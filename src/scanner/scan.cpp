@@ -145,7 +145,7 @@ void scanBlockComment() {
   bool inHand = false;
   for (;;) {
     if (!inHand) {
-      if (!keep) inputCursor = findCommentStop(inputCursor, inputLimit);
+      if (fastPaths && !keep) inputCursor = findCommentStop(inputCursor, inputLimit);
       c = nextChar();
       if (keep && !isLineEnd(c) && c != endOfTextByte) emitChar(c);
     }
@@ -180,7 +180,7 @@ void scanBlockComment() {
 
 void scanLineComment() {
   for (;;) {
-    if (!anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
     const Byte c = nextChar();
     if (isLeadByte(c)) {
       nextChar();
@@ -254,6 +254,7 @@ Byte skipSpaceFrom(Byte c) {
 }
 
 Byte skipSpace() {
+  if constexpr (!fastPaths) return skipSpaceSlow(0);
   const bool keep = keepComments();
   Byte c;
   do {
@@ -377,7 +378,7 @@ static int scanNumberToken(Byte c) {
   recordTokenPosition();
   const int radix = scanNumber(c);
   if (activeClass != &tokenClass) return goOn;
-  if (lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
+  if (!fastPaths || lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
   tokenTextPtr = tokenText;
   return deliver(radix == 0 ? tokFloatConst : tokIntConst);
 }
@@ -559,9 +560,9 @@ TokenCode scanToken() {
     int entry;
     // Blanks go straight to the output, as long as the input lasts.
     for (;;) {
-      if (cursor >= limit) [[unlikely]] {
+      if (!fastPaths || cursor >= limit) [[unlikely]] {
         inputCursor = cursor;
-        c = refillChar();
+        c = nextChar();
         entry = (*activeClass)[c];
         break;
       }
