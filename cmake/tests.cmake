@@ -11,17 +11,17 @@ include(GoogleTest)
 function(addTestProgram name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE vspFlags GTest::gtest GTest::gtest_main)
-  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_compile_definitions(${name} PRIVATE
     VSP_PROGRAM="$<TARGET_FILE:vsp32>"
-    VSP_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
-    VSP_SCRATCH_DIR="${CMAKE_BINARY_DIR}/scratch")
+    VSP_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    VSP_SCRATCH_DIR="${PROJECT_BINARY_DIR}/scratch")
   add_dependencies(${name} vsp32)
 endfunction()
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/run_cases.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/run_cases.cpp")
   addTestProgram(run_cases tests/run_cases.cpp)
-  file(GLOB caseFiles CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/cases/*.case")
+  file(GLOB caseFiles CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/cases/*.case")
   foreach(caseFile IN LISTS caseFiles)
     get_filename_component(theme "${caseFile}" NAME_WE)
     add_test(NAME cases.${theme} COMMAND run_cases "${caseFile}")
@@ -29,12 +29,32 @@ if(EXISTS "${CMAKE_SOURCE_DIR}/tests/run_cases.cpp")
   endforeach()
 endif()
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/faults_test.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/faults_test.cpp")
   addTestProgram(faults_test tests/faults_test.cpp)
   gtest_discover_tests(faults_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endif()
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/import_test.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/separators_test.cpp")
+  addTestProgram(separators_test tests/separators_test.cpp)
+  gtest_discover_tests(separators_test DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endif()
+
+# Every system call fails once. The library that does it takes the place of the C library's routines, as
+# the sanitizers do, so the two don't go together; and one of the other builds is enough, since what the
+# program asks of the system is the same in all of them.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND VSP_PROFILE STREQUAL ""
+   AND NOT VSP_SANITIZE AND NOT VSP_SCALAR_SEARCH)
+  add_library(failNth MODULE tests/preload/fail_nth.cpp)
+  target_link_libraries(failNth PRIVATE vspFlags ${CMAKE_DL_LIBS})
+  # No library of its own: that would make calls too.
+  target_link_options(failNth PRIVATE -static-libstdc++ -static-libgcc)
+  addTestProgram(fail_nth_test tests/fail_nth_test.cpp)
+  target_compile_definitions(fail_nth_test PRIVATE VSP_FAIL_NTH="$<TARGET_FILE:failNth>")
+  add_dependencies(fail_nth_test failNth)
+  gtest_discover_tests(fail_nth_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endif()
+
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/import_test.cpp")
   # Components as users write them, built without the sanitizers; the second has another entry.
   add_library(tlbreader MODULE tests/component/tlbreader.cpp)
   target_compile_definitions(tlbreader PRIVATE ENTRY=ReadTypeLibrary)
@@ -49,24 +69,24 @@ endif()
 
 # Compares this build with one that has the fast paths; scripts/compare_paths.sh runs it.
 if(NOT VSP_FAST_PATHS)
-  file(GLOB pathSources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/tests/paths/*.cpp")
+  file(GLOB pathSources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/paths/*.cpp")
   addTestProgram(compare_paths ${pathSources})
 endif()
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/rules_test.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/rules_test.cpp")
   add_executable(rules_test tests/rules_test.cpp)
   target_link_libraries(rules_test PRIVATE vspFlags GTest::gtest GTest::gtest_main)
-  target_compile_definitions(rules_test PRIVATE VSP_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+  target_compile_definitions(rules_test PRIVATE VSP_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   add_test(NAME rules COMMAND rules_test)
 endif()
 
-file(GLOB unitSources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/unit/*.cpp")
+file(GLOB unitSources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/unit/*.cpp")
 if(unitSources)
   addTestProgram(unit_tests ${unitSources})
-  target_link_libraries(unit_tests PRIVATE core)
+  target_link_libraries(unit_tests PRIVATE vspCore)
   # Object files for link-time optimisation want the same at this link.
   if(ipoSupported)
-    set_target_properties(unit_tests PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+    set_target_properties(unit_tests PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
   endif()
   gtest_discover_tests(unit_tests TEST_PREFIX unit. DISCOVERY_MODE PRE_TEST
     # The code page of a unit follows the user's locale.

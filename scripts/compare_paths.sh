@@ -3,14 +3,13 @@
 # The builds release and dev, which reads small blocks, run against the build ordinary on the inputs of
 # all cases and on COUNT random programs. What differs is shown and kept in build/finds, and makes the
 # exit status 1.
-source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/common.sh"
 
 seed=${1:-1}
 count=${2:-3000}
 cd "$root" || exit 1
 for preset in release dev ordinary; do
-  quietly configure "$preset" || exit 1
-  quietly cmake --build --preset "$preset" -j "$(nproc)" || exit 1
+  buildPreset "$preset" -j "$(nproc)" || exit 1
 done
 scratch=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)")
 trap 'rm -rf "$scratch"' EXIT

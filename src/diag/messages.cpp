@@ -20,7 +20,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "memory/memory.h"
 #include "platform/files.h"
 #include "platform/locale.h"
 #include "platform/pages.h"
@@ -179,11 +178,11 @@ static bool tryLanguage(char* path, size_t dot, const char* language) {
 // one of the surroundings' language, by its three letters or the first two, else
 // the program's own texts.
 static void findMessageModule() {
-  constexpr size_t programPathSize = 256;
-  char path[programPathSize + sizeof(LanguageName)];
+  constexpr size_t pathSize = 256;
+  char path[pathSize + sizeof(LanguageName)];
 
   useBuiltInMessages();
-  if (!programPath(path, programPathSize)) return;
+  if (!programPath(path, pathSize)) return;
   const LanguageName configured = configuredLocale(path);
   LanguageName language = localeLanguage();
   // Without an extension the dot goes to the end of the name.
@@ -200,15 +199,6 @@ static const char* findMessage(int id) {
   if (row < 0) return "";
   if (messageModule.pages == nullptr) return builtInMessages[row].text;
   return messageModule.texts[row] != nullptr ? messageModule.texts[row] : "";
-}
-
-const char* loadMessage(int id) {
-  const char* const text = findMessage(id);
-  return memCopy(text, std::min(std::strlen(text), messageTextLimit - 1));
-}
-
-const char* loadMessageAt(int base, int offset) {
-  return loadMessage(base + offset);
 }
 
 char* loadMessageInto(size_t size, char* buffer, int id) {

@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -21,10 +22,14 @@ static constinit size_t consoleUsed = 0;      // bytes waiting in the buffer
 static constinit bool consoleFailed = false;  // a write failed: nothing is tried any more
 static constinit int consoleIsTerminal = -1;  // not asked yet
 
-void openStandardHandles() {
+bool openStandardHandles() {
   // For reading alone: what is written to a closed output is still a failed write.
+  // Where there are no devices, a directory does as well.
   for (int handle = 0; handle <= 2; ++handle)
-    if (fcntl(handle, F_GETFD) < 0 && errno == EBADF && open("/dev/null", O_RDONLY) < 0) return;
+    if (fcntl(handle, F_GETFD) < 0 && errno == EBADF && open("/dev/null", O_RDONLY) < 0 &&
+        open("/", O_RDONLY) < 0)
+      return false;
+  return true;
 }
 
 bool writeFile(int handle, const void* data, size_t size) {
@@ -68,16 +73,23 @@ bool writeConsole(const char* data, size_t size) {
   return !consoleFailed;
 }
 
-void writeErrorStream(const char* data, size_t size) {
+bool writeErrorStream(const char* data, size_t size) {
   // What was written before is to be seen before.
   flushConsole();
-  writeFile(STDERR_FILENO, data, size);
+  return writeFile(STDERR_FILENO, data, size);
 }
 
 bool programPath(char* buffer, size_t size) {
   const ssize_t length = readlink("/proc/self/exe", buffer, size);
-  if (length <= 0 || size_t(length) >= size) return false;
-  buffer[length] = 0;
+  if (length > 0) {
+    if (size_t(length) >= size) return false;
+    buffer[length] = 0;
+    return true;
+  }
+  // Where /proc is missing, the name that the program was started under has to do.
+  const char* const name = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  if (name == nullptr || std::strlen(name) >= size) return false;
+  std::strcpy(buffer, name);
   return true;
 }
 

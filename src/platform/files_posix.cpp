@@ -60,9 +60,19 @@ static bool isBeingRead(const struct stat& status) {
   return false;
 }
 
+// The result of an open whose name led to `outcome`.
+static int openFailure(ResolveOutcome outcome) {
+  switch (outcome) {
+    case resolveNoDescriptor: return openTooManyFiles;
+    case resolveNoMemory: return openNoMemory;
+    case resolveMissing: return openFailed;
+    default: return openBroken;
+  }
+}
+
 // The result of an open that failed with `error`.
 static int openFailure(int error) {
-  return error == EMFILE || error == ENFILE ? openTooManyFiles : openFailed;
+  return openFailure(outcomeOfError(error));
 }
 
 // True if a failed open or stat means that the spelling may be another.
@@ -85,12 +95,17 @@ int openForReading(const char* path) {
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
     const ResolveOutcome outcome = resolveHostName(name);
-    if (outcome != resolveFound) return outcome == resolveNoDescriptor ? openTooManyFiles : openFailed;
+    if (outcome != resolveFound) return openFailure(outcome);
     handle = openHost(name, O_RDONLY);
     if (handle < 0) return openFailure(errno);
   }
   struct stat status;
-  if (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode)) {
+  if (fstat(handle, &status) != 0) {
+    const int failure = openFailure(errno);
+    close(handle);
+    return failure;
+  }
+  if (S_ISDIR(status.st_mode)) {
     close(handle);
     return openFailed;
   }
@@ -99,12 +114,14 @@ int openForReading(const char* path) {
 }
 
 // Empties the file just opened for writing, and notes it for removeCreatedFile.
-// False if it is one that is being read, whose text would be lost.
+// False if it is one that is being read, whose text would be lost, or if it can't
+// be emptied, so that the end of an older text would stay.
 static bool takeOver(int handle, const char* name) {
   struct stat status;
   // A break in between must not find half of the note.
   createdFile.ordinary = false;
-  if (fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) return true;
+  if (fstat(handle, &status) != 0) return false;
+  if (!S_ISREG(status.st_mode)) return true;
   if (status.st_size != 0 && (isBeingRead(status) || ftruncate(handle, 0) != 0)) return false;
   std::memcpy(createdFile.name, name, std::strlen(name) + 1);
   createdFile.device = status.st_dev;
@@ -113,20 +130,28 @@ static bool takeOver(int handle, const char* name) {
   return true;
 }
 
+// Opens a file for writing. One that is new is told in `made`.
+static int openOrMake(const char* name, bool& made) {
+  const int handle = openHost(name, O_RDWR | O_CREAT | O_EXCL);
+  made = handle >= 0;
+  return handle < 0 && errno == EEXIST ? openHost(name, O_RDWR | O_CREAT) : handle;
+}
+
 // Makes the file and notes it; the caller has blocked the break signals.
 static int createAndRemember(const char* path) {
-  constexpr int flags = O_RDWR | O_CREAT;
+  bool made;
   char name[hostNameSize];
   if (!spellHostName(path, name)) return openFailed;
-  int handle = openHost(name, flags);
+  int handle = openOrMake(name, made);
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
     const ResolveOutcome outcome = resolveHostDirectories(name);
-    if (outcome != resolveFound) return outcome == resolveNoDescriptor ? openTooManyFiles : openFailed;
-    handle = openHost(name, flags);
+    if (outcome != resolveFound) return openFailure(outcome);
+    handle = openOrMake(name, made);
     if (handle < 0) return openFailure(errno);
   }
   if (takeOver(handle, name)) return handle;
+  if (made) unlink(name);
   close(handle);
   return openFailed;
 }
@@ -150,7 +175,11 @@ void removeCreatedFile() {
   if (!createdFile.ordinary) return;
   createdFile.ordinary = false;
   struct stat status;
-  if (lstat(createdFile.name, &status) != 0) return;
+  // Where the host fails to say whose file it is, it is taken for ours: half an output must not stay.
+  if (lstat(createdFile.name, &status) != 0) {
+    if (errno != ENOENT) unlink(createdFile.name);
+    return;
+  }
   if (status.st_dev == createdFile.device && status.st_ino == createdFile.inode) unlink(createdFile.name);
 }
 
@@ -165,8 +194,8 @@ int64_t readFile(int handle, void* buffer, size_t size) {
     } else if (count == 0) {
       break;
     } else if (errno != EINTR) {
-      // What came before the failure is delivered; the next call meets it again.
-      return done > 0 ? int64_t(done) : -1;
+      // A part of the bytes would look like the end of the file.
+      return -1;
     }
   }
   return int64_t(done);
@@ -183,26 +212,22 @@ int64_t sizeOfFile(int handle) {
   return fstat(handle, &status) == 0 && S_ISREG(status.st_mode) ? int64_t(status.st_size) : -1;
 }
 
-void closeFile(int handle) {
-  if (handle < 0) return;
+bool closeFile(int handle) {
+  if (handle < 0) return true;
   if (handle < notedHandles) openFiles[handle] = {};
-  close(handle);
+  // The handle is gone even where this fails, so there is no second try.
+  return close(handle) == 0;
 }
 
-// What `path` names; false if it names nothing.
-static bool findStatus(const char* path, struct stat& status) {
+PathKind kindOfPath(const char* path) {
   char name[hostNameSize];
-  if (!spellHostName(path, name)) return false;
-  if (stat(name, &status) == 0) return true;
-  return isMissing(errno) && resolveHostName(name) == resolveFound && stat(name, &status) == 0;
-}
-
-bool fileExists(const char* path) {
+  if (!spellHostName(path, name)) return pathMissing;
   struct stat status;
-  return findStatus(path, status) && !S_ISDIR(status.st_mode);
-}
-
-bool directoryExists(const char* path) {
-  struct stat status;
-  return findStatus(path, status) && S_ISDIR(status.st_mode);
+  switch (findHostStatus(name, status)) {
+    case resolveFound: return S_ISDIR(status.st_mode) ? pathIsDirectory : pathIsFile;
+    case resolveMissing: return pathMissing;
+    case resolveDenied: return pathIsFile;
+    case resolveNoMemory: return pathNoMemory;
+    default: return pathUnknown;
+  }
 }

@@ -52,8 +52,9 @@ class Files : public testing::Test {
   // The names that `pattern` matches, with a blank behind each.
   std::string matches(const std::string& pattern) const {
     std::string names;
-    FileMatches* const all = findFiles(in(pattern).c_str());
-    if (all == nullptr) return "none";
+    FileMatches* all;
+    const FindOutcome outcome = findFiles(in(pattern).c_str(), all);
+    if (outcome != filesFound) return outcome == filesMissing ? "none" : "failed";
     while (const char* name = nextMatch(all)) names += std::string(name) + " ";
     closeMatches(all);
     return names;
@@ -77,8 +78,8 @@ TEST_F(Files, NamesAreFoundWithoutRegardToCase) {
   // A directory is no file, whatever its spelling.
   EXPECT_EQ(found("Sub"), "-1");
   EXPECT_EQ(found("SUB"), "-1");
-  EXPECT_FALSE(fileExists(in("SUB").c_str()));
-  EXPECT_TRUE(fileExists(in("SUB\\b\\defs.h").c_str()));
+  EXPECT_EQ(kindOfPath(in("SUB").c_str()), pathIsDirectory);
+  EXPECT_EQ(kindOfPath(in("SUB\\b\\defs.h").c_str()), pathIsFile);
 }
 
 TEST_F(Files, ExactSpellingWinsThenByteOrder) {
@@ -97,9 +98,10 @@ TEST_F(Files, DrivesAndRelativeNames) {
   const fs::path before = fs::current_path();
   fs::current_path(scratch_.path());
   for (const char* path : {"Dir\\a.h", "C:Dir\\a.h", "dir\\A.H", "z:DIR/a.h"})
-    EXPECT_TRUE(fileExists(path)) << path;
-  EXPECT_TRUE(fileExists(("C:" + in("dir/a.H")).c_str()));
-  for (const char* path : {"", "C:", "C:\\", ".", "a.h"}) EXPECT_FALSE(fileExists(path)) << path;
+    EXPECT_EQ(kindOfPath(path), pathIsFile) << path;
+  EXPECT_EQ(kindOfPath(("C:" + in("dir/a.H")).c_str()), pathIsFile);
+  for (const char* path : {"", "C:", "a.h"}) EXPECT_EQ(kindOfPath(path), pathMissing) << path;
+  for (const char* path : {"C:\\", "."}) EXPECT_EQ(kindOfPath(path), pathIsDirectory) << path;
   fs::current_path(before);
   EXPECT_EQ(openForReading(std::string(100000, 'x').c_str()), openFailed);
   std::string deep;
@@ -261,6 +263,11 @@ TEST(Locale, LanguageAndCodePage) {
     EXPECT_STREQ(localeLanguage().text, row.language) << row.locale;
     EXPECT_EQ(systemCodePage(), row.codePage) << row.locale;
   }
+  for (const int part : {1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 15}) {
+    const std::string locale = "xx_XX.ISO-8859-" + std::to_string(part);
+    setLocale(locale.c_str(), nullptr, nullptr, nullptr);
+    EXPECT_EQ(systemCodePage(), 28590U + unsigned(part)) << locale;
+  }
   // Each question has a variable of its own, and an empty one does not count.
   setLocale("", "fr_CA", "ja_JP.SJIS", "de_DE.UTF-8");
   EXPECT_STREQ(localeLanguage().text, "FRC");
@@ -382,6 +389,27 @@ TEST(Faults, OverflowReturnsToTheInnermostGuard) {
   installFaultFilter([](const FaultRecord&) { _exit(9); });
   EXPECT_EXIT(overflow(nullptr), testing::ExitedWithCode(9), "");
   removeFaultFilter();
+}
+
+// Handlers stay as long as a guard needs them, and give way to those before them when none does.
+TEST(Faults, RemovingTheFilterLeavesGuardsAlone) {
+  EXPECT_FALSE(runWithStackGuard(
+      [](void*) {
+        installFaultFilter([](const FaultRecord&) { _exit(9); });
+        removeFaultFilter();
+        overflow(nullptr);
+      },
+      nullptr));
+  removeFaultFilter();
+  struct sigaction before {
+  }, after{};
+  sigaction(SIGSEGV, nullptr, &before);
+  installFaultFilter([](const FaultRecord&) { _exit(9); });
+  sigaction(SIGSEGV, nullptr, &after);
+  EXPECT_NE(before.sa_sigaction, after.sa_sigaction);
+  removeFaultFilter();
+  sigaction(SIGSEGV, nullptr, &after);
+  EXPECT_EQ(before.sa_sigaction, after.sa_sigaction);
 }
 
 void faultNow(void*) {

@@ -29,12 +29,9 @@ constexpr int consoleMark = 0x12345678;
 
 extern Output output;
 
-// Opens the output of the unit if it is not open yet.
-void ensureOutputOpen();
-
-// Names and opens the output for the source `sourcePath`; a file that cannot be
-// created ends the unit.
-void nameOutput(const char* sourcePath);
+// Makes an open file, or the console, the sink.
+void openOutputFile(int handle);
+void openOutputConsole();
 
 // Writes one byte where the fast path has no room.
 void emitCharSlow(Byte c);
