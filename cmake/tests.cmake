@@ -72,6 +72,12 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/tests/import_test.cpp")
   gtest_discover_tests(import_test TEST_PREFIX beside. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
 endif()
 
+# Compares this build with one that has the fast paths; scripts/compare_paths.sh runs it.
+if(NOT VSP_FAST_PATHS)
+  file(GLOB pathSources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/paths/*.cpp")
+  addTestProgram(compare_paths ${pathSources})
+endif()
+
 if(EXISTS "${PROJECT_SOURCE_DIR}/tests/rules_test.cpp")
   add_executable(rules_test tests/rules_test.cpp)
   target_link_libraries(rules_test PRIVATE vspFlags GTest::gtest GTest::gtest_main)

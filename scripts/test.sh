@@ -9,7 +9,7 @@ presets=("$@")
 wholeRun=false
 if [ "${#presets[@]}" = 0 ]; then
   wholeRun=true
-  presets=(release dev clang small-blocks)
+  presets=(release dev clang ordinary)
 fi
 mapfile -t missing < <(missingPackages cmake cmake g++ g++ clang++ clang ninja ninja-build \
   clang-format clang-format clang-tidy clang-tidy)
@@ -85,6 +85,7 @@ buildWithin() {
 }
 if [ "$wholeRun" = true ]; then
   check "build within another project" alone within buildWithin
+  check "fast paths" scripts/compare_paths.sh
   check "scripts" alone scripts tests/scripts_test.sh
 fi
 if [ -f build/clang/compile_commands.json ]; then

@@ -32,6 +32,15 @@ using std::uint64_t;
 // A fast path that must be part of its caller.
 #define VSP_INLINE [[gnu::always_inline]] inline
 
+// Whether the fast paths are there. Each is a shortcut for the common case and has
+// an ordinary way that serves every case; a build without them must give the same
+// bytes, messages and status, which the tests compare.
+#ifdef VSP_ORDINARY_WAYS
+constexpr bool fastPaths = false;
+#else
+constexpr bool fastPaths = true;
+#endif
+
 static_assert(sizeof(int) == 4 && sizeof(void*) == 8, "written for a 64-bit host with 32-bit int");
 static_assert(LDBL_MANT_DIG == 64 && LDBL_MAX_EXP == 16384,
               "floating constants are folded in the 80-bit extended format of the x87");

@@ -159,7 +159,7 @@ static void skipGroup(bool groupTaken, bool elseAllowed, ConditionRecord* candid
   Skip skip{groupTaken, elseAllowed, 0, candidate};
   const int32_t startLine = currentLine;
   for (;;) {
-    skipPlainLines();
+    if (fastPaths) skipPlainLines();
     Byte c = skipSpaceFrom(nextChar());
     if (c == endOfTextByte) {
       reportError(msgEndInConditional, startLine);

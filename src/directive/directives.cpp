@@ -53,7 +53,7 @@ static Byte collectName(Byte c) {
   const Byte* cursor = start;
   while (isNameByte(*cursor)) ++cursor;
   const size_t rest = size_t(cursor - start);
-  if (isNameByte(c) && cursor < inputLimit && rest < longestName) {
+  if (fastPaths && isNameByte(c) && cursor < inputLimit && rest < longestName) {
     tokenText.append(c);
     std::memcpy(tokenText.end, start, rest);
     tokenText.keep(rest);

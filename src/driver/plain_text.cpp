@@ -49,8 +49,8 @@ VSP_INLINE void wrote(PlainRun& run, int code) {
 }
 
 bool mayPassPlainText() {
-  return (optionImage.outputFlags & readableFlag) == 0 && !keepComments() && output.buffer != nullptr &&
-         !anyLeadBytes && optionImage.languageLevel != levelAnsi;
+  return fastPaths && (optionImage.outputFlags & readableFlag) == 0 && !keepComments() &&
+         output.buffer != nullptr && !anyLeadBytes && optionImage.languageLevel != levelAnsi;
 }
 
 // Writes the blank that keeps a token which begins with a word byte apart.

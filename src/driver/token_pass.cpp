@@ -46,7 +46,7 @@ static void writeString() {
   if (wideString) emitChar('L');
   emitChar('"');
   for (;;) {
-    if (pendingText == nullptr && !anyLeadBytes) emitPlainRun();
+    if (fastPaths && pendingText == nullptr && !anyLeadBytes) emitPlainRun();
     const int c = nextStringChar();
     if (c == -1 || c == endOfTextByte) break;
     if (c == '"' && pendingText != nullptr) emitChar('\\');

@@ -173,6 +173,7 @@ static void keepRawText(const Byte* start, CollectedArgument& argument) {
 // mark belongs to a name, and no other byte means anything to the copying
 // scanner. Most arguments are so.
 static bool expandsToItself(const Byte* text, uint32_t length) {
+  if constexpr (!fastPaths) return false;
   bool marked = false;
   for (const Byte* const end = text + length; text < end; ++text) {
     const Byte c = *text;

@@ -88,7 +88,7 @@ void syncLine() {
     return;
   }
   if (optionImage.lineInfo != 0) {
-    if (buildMarker()) {
+    if (fastPaths && buildMarker()) {
       const uint32_t skip = first ? 2 : 0;
       emitRun(lineMarker.text + skip, lineMarker.length - skip);
     } else {

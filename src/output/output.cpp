@@ -94,7 +94,7 @@ void emitCharSlow(Byte c) {
 
 void emitRunSlow(const Byte* text, size_t length) {
   if (length == 0) return;
-  if (isReadable()) {
+  if (!fastPaths || isReadable()) {
     for (size_t i = 0; i < length; ++i) emitCharSlow(text[i]);
     return;
   }

@@ -41,7 +41,7 @@ void emitCharSlow(Byte c);
 void emitRunSlow(const Byte* text, size_t length);
 
 VSP_INLINE void emitChar(Byte c) {
-  if (output.cursor < output.limit) [[likely]] {
+  if (fastPaths && output.cursor < output.limit) [[likely]] {
     *output.cursor++ = c;
     output.lastChar = c;
   } else {
@@ -78,7 +78,7 @@ VSP_INLINE void copyRun(Byte* target, const Byte* text, size_t length) {
 }
 
 VSP_INLINE void emitRun(const Byte* text, size_t length) {
-  if (length < size_t(output.limit - output.cursor)) [[likely]] {
+  if (fastPaths && length < size_t(output.limit - output.cursor)) [[likely]] {
     if (length == 0) return;
     output.lastChar = text[length - 1];
     copyRun(output.cursor, text, length);
@@ -94,7 +94,7 @@ void emitTextSlow(const Byte* text, size_t length);
 
 // Writes a text as a piece in front of which the readable mode may wrap.
 VSP_INLINE void emitText(const Byte* text, size_t length) {
-  if (length < size_t(output.limit - output.cursor)) [[likely]]
+  if (fastPaths && length < size_t(output.limit - output.cursor)) [[likely]]
     emitRun(text, length);
   else
     emitTextSlow(text, length);

@@ -203,7 +203,7 @@ static Answer scanNumberToken(Byte c) {
   recordTokenPosition();
   const int radix = scanNumber(c);
   if (activeClass != &tokenClass) return goOn;
-  if (lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
+  if (!fastPaths || lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
   tokenText.rewind();
   return deliver(radix == 0 ? tokFloatConst : tokIntConst);
 }
@@ -380,9 +380,9 @@ TokenCode scanToken() {
     Byte entry;
     // Blanks go straight to the output, as long as the input lasts.
     for (;;) {
-      if (cursor >= limit) [[unlikely]] {
+      if (!fastPaths || cursor >= limit) [[unlikely]] {
         inputCursor = cursor;
-        c = refillChar();
+        c = nextChar();
         entry = (*activeClass)[c];
         break;
       }

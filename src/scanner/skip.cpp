@@ -50,7 +50,7 @@ void scanBlockComment() {
   uint32_t depth = 1;
   if (keep) emitRun(asBytes("/*"), 2);
   while (depth != 0) {
-    if (!keep) inputCursor = findCommentStop(inputCursor, inputLimit);
+    if (fastPaths && !keep) inputCursor = findCommentStop(inputCursor, inputLimit);
     Byte c = nextCommentByte(keep);
     bool paired = false;
     // A byte that fails to close a pair may open the next one.
@@ -72,7 +72,7 @@ void scanBlockComment() {
 
 void scanLineComment() {
   for (;;) {
-    if (!anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
     const Byte c = nextChar();
     if (isLeadByte(c)) {
       nextChar();
@@ -141,6 +141,7 @@ Byte skipSpaceFrom(Byte c, bool keep) {
 
 Byte skipSpace() {
   const bool keep = keepComments();
+  if constexpr (!fastPaths) return skipSpaceFrom(nextChar(), keep);
   Byte c;
   do {
     c = nextChar();
@@ -176,7 +177,7 @@ void skipLine(Byte c) {
         if (isLeadByte(c)) nextChar();
         break;
     }
-    if (!anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
     c = nextChar();
   }
 }
