@@ -217,39 +217,40 @@ PushResult refusalOf(int failure) {
   return failure == openFailed ? notFound : unreadable;
 }
 
+// A frame for an open file, of which nothing has been read.
+static FileFrame* makeFileFrame(int handle) {
+  FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame{};
+  frame->kind = frameFile;
+  frame->handle = handle;
+  frame->buffer = frame->storage();
+  frame->storage()[-1] = ' ';
+  frame->storage()[0] = 0;
+  return frame;
+}
+
+// Keeps the including file's place in `frame`, and begins the file `name`.
+static void enterFile(FileFrame* frame, const char* name) {
+  frame->savedFileName = currentFileName;
+  frame->savedLine = currentLine;
+  frame->savedConditions = condStack;
+  condStack = nullptr;
+  frame->openName = memCopy(name, std::strlen(name));
+  currentFileName = frame->openName;
+  currentLine = 0;
+  currentFileFrame = frame;
+  ++includeDepth;
+}
+
 PushResult pushSourceFile(const char* name) {
   if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
   if (handle < 0) return refusalOf(handle);
-
-  ++includeDepth;
-  FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame;
-  frame->kind = frameFile;
-  frame->handle = handle;
-  frame->length = 0;
-  frame->position = 0;
-  frame->buffer = frame->storage();
-  frame->storage()[-1] = ' ';
-  frame->storage()[0] = 0;
+  FileFrame* const frame = makeFileFrame(handle);
   pushFrame(frame);
-  currentFileFrame = frame;
-
-  frame->savedFileName = currentFileName;
-  frame->savedLine = currentLine;
-  frame->savedConditions = condStack;
-  condStack = nullptr;
-  frame->bytesBefore = 0;
-  frame->guardFirstLine = 0;
-  frame->guardLastLine = 0;
-  frame->headerFlag = false;
-  frame->ended = false;
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     countHeader(name, currentFileName);
-
-  frame->openName = memCopy(name, std::strlen(name));
-  currentFileName = frame->openName;
-  currentLine = 0;
+  enterFile(frame, name);
   pushTextFrame(newFileString, 1);
   return pushed;
 }

@@ -6,6 +6,7 @@
 // result into a node. A name that is no macro when it is collected is marked, so
 // that it stays as it is for the rest of its life in that argument.
 
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -84,6 +85,48 @@ static void collectOther(Byte c, bool afterBackslash) {
   }
 }
 
+// What a byte means to the reader of an argument's text.
+enum ArgumentByte : Byte {
+  argumentOther,      // a name, a double-byte character, or copied as it stands
+  argumentOpen,       // '('
+  argumentClose,      // ')'
+  argumentComma,      // ','
+  argumentQuote,      // a quote of either kind
+  argumentBlank,      // a space or tab
+  argumentLineEnd,    // CR and LF
+  argumentSlash,      // '/', perhaps of a comment
+  argumentBackslash,  // '\\', perhaps of a splice
+  argumentMark,       // a control byte that is kept
+  argumentEscape,     // the escape: the byte after it is an ordinary one
+  argumentEnd         // Ctrl-Z
+};
+
+constexpr std::array<Byte, 256> argumentBytes = [] {
+  std::array<Byte, 256> table{};
+  table['('] = argumentOpen;
+  table[')'] = argumentClose;
+  table[','] = argumentComma;
+  table['"'] = table['\''] = argumentQuote;
+  table[' '] = table['\t'] = argumentBlank;
+  table['\r'] = table['\n'] = argumentLineEnd;
+  table['/'] = argumentSlash;
+  table['\\'] = argumentBackslash;
+  table[noExpandCode] = table[endOfBodyMark] = argumentMark;
+  table[escapeMark] = argumentEscape;
+  table[endOfTextByte] = argumentEnd;
+  return table;
+}();
+
+// A backslash in an argument. True if it stands for itself and not for a splice.
+static bool collectBackslash() {
+  if (passSplice()) {
+    tokenText.appendBlank();
+    return false;
+  }
+  tokenText.append('\\');
+  return true;
+}
+
 // Reads one argument's text as it is written, up to the ',' or ')' that ends it
 // or to the end of the text; returns that byte.
 static Byte collectRawText() {
@@ -91,53 +134,36 @@ static Byte collectRawText() {
   bool afterBackslash = false;
   *tokenText.end = 0;
   for (;;) {
-    Byte c = nextChar();
+    const Byte c = nextChar();
     const bool marked = afterBackslash;
     afterBackslash = false;
-    switch (c) {
-      case '(':
+    switch (argumentBytes[c]) {
+      case argumentOpen:
         ++depth;
         tokenText.append(c);
         break;
-      case ')':
+      case argumentClose:
         if (depth == 0) return c;
         --depth;
         tokenText.append(c);
         break;
-      case ',':
+      case argumentComma:
         if (depth == 0) return c;
         tokenText.append(c);
         break;
-      case '"':
-      case '\'': copyLiteral(true, appendLiteralByte, c); break;
-      case '\n':
-      case '\r':
-        countNewline(c);
-        tokenText.appendBlank();
-        break;
-      case ' ':
-      case '\t': tokenText.appendBlank(); break;
-      case '/':
+      case argumentQuote: copyLiteral(true, appendLiteralByte, c); break;
+      case argumentLineEnd: countNewline(c); [[fallthrough]];
+      case argumentBlank: tokenText.appendBlank(); break;
+      case argumentSlash:
         if (passComment())
           tokenText.appendBlank();
         else
           tokenText.append(c);
         break;
-      case '\\':
-        if (passSplice()) {
-          tokenText.appendBlank();
-        } else {
-          tokenText.append(c);
-          afterBackslash = true;
-        }
-        break;
-      case endOfTextByte: return c;
-      case noExpandCode:
-      case endOfBodyMark: tokenText.append(c); break;
-      case escapeMark:
-        c = nextTakenByte();
-        collectOther(c, marked);
-        break;
+      case argumentBackslash: afterBackslash = collectBackslash(); break;
+      case argumentMark: tokenText.append(c); break;
+      case argumentEscape: collectOther(nextTakenByte(), marked); break;
+      case argumentEnd: return c;
       default: collectOther(c, marked); break;
     }
   }

@@ -337,18 +337,15 @@ int nextStringChar() {
 
 // Copies pendingText as a string's inside: what stands in a string there keeps
 // its quotes and backslashes by a backslash more.
-static void copyPending(void (*append)(Byte)) {
+static void copyPending(AppendByte append) {
   bool inString = false;
   for (;;) {
     bool plain;
     const int c = nextPendingByte(plain);
     if (c == endOfLiteral) break;
-    if (!plain && c == '"') {
-      inString = !inString;
-      append('\\');
-    } else if (!plain && c == '\\' && inString) {
-      append('\\');
-    }
+    const bool isQuote = !plain && c == '"';
+    if (isQuote) inString = !inString;
+    if (isQuote || (!plain && c == '\\' && inString)) append('\\');
     append(Byte(c));
     if (isLeadByte(Byte(c))) {
       const int trail = nextPendingByte(plain);
@@ -359,44 +356,51 @@ static void copyPending(void (*append)(Byte)) {
   pendingText = nullptr;
 }
 
-bool copyLiteral(bool report, void (*append)(Byte), Byte quote) {
+// Copies the escape whose backslash has been read; a splice yields nothing.
+static void copyEscape(AppendByte append) {
+  const Byte c = nextChar();
+  if (isLineEnd(c)) {
+    countNewline(c);
+    return;
+  }
+  append('\\');
+  append(c);
+  if (isLeadByte(c)) append(nextChar());
+}
+
+// Copies a byte, and the trail byte of a double-byte character.
+static void copyCharacter(Byte c, AppendByte append) {
+  append(c);
+  if (!isLeadByte(c)) return;
+  const Byte trail = nextChar();
+  if (trail == endOfTextByte || isLineEnd(trail))
+    ungetChar();
+  else
+    append(trail);
+}
+
+bool copyLiteral(bool report, AppendByte append, Byte quote) {
   append(quote);
-  if (pendingText != nullptr) {
-    copyPending(append);
-    append(quote);
-    return true;
-  }
-  for (;;) {
+  bool closed = pendingText != nullptr;
+  if (closed) copyPending(append);
+  while (!closed) {
     const Byte c = nextChar();
-    if (c == quote) {
-      append(c);
-      return true;
-    }
     if (isLineEnd(c) || c == endOfTextByte) break;
-    if (c == '\\') {
-      const Byte d = nextChar();
-      if (isLineEnd(d)) {
-        countNewline(d);
-        continue;
-      }
-      append(c);
-      append(d);
-      if (isLeadByte(d)) append(nextChar());
-      continue;
-    }
-    append(c);
-    if (isLeadByte(c)) {
-      const Byte trail = nextChar();
-      if (trail == endOfTextByte || isLineEnd(trail))
-        ungetChar();
-      else
-        append(trail);
-    }
+    if (c == quote)
+      closed = true;
+    else if (c == '\\')
+      copyEscape(append);
+    else
+      copyCharacter(c, append);
   }
-  if (report) {
-    reportError(msgUnterminatedLiteral);
-    append(quote);
+  if (!closed) {
+    if (report) {
+      reportError(msgUnterminatedLiteral);
+      append(quote);
+    }
+    ungetChar();
+    return false;
   }
-  ungetChar();
-  return false;
+  append(quote);
+  return true;
 }
