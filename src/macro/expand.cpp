@@ -32,7 +32,7 @@ constinit bool plainIdent = false;
 constinit MacroFrame* freeMacroFrames = nullptr;
 
 // Where the expanded text of the innermost argument begins, while it is made.
-static constinit Byte* expansionStart = tokenText;
+static constinit Byte* expansionStart = nullptr;
 
 constexpr int identStands = -1;
 
@@ -40,7 +40,7 @@ void resetExpansion() {
   noExpandMark = false;
   pasteSeen = false;
   plainIdent = false;
-  expansionStart = tokenText;
+  expansionStart = nullptr;
 }
 
 // --- Frames of macro text ---
