@@ -29,7 +29,7 @@
 #include "scanner/upcalls.h"
 
 // Where the expanded text of the innermost argument begins, while it is made.
-static constinit Byte* expansionStart = tokenText.bytes;
+static constinit Byte* expansionStart = nullptr;
 
 // --- Arguments ---
 
