@@ -2,7 +2,7 @@
 // code, and the assumptions about the host that the code is written against.
 //
 // Source text is Byte everywhere, never plain char: class tables are indexed by
-// it, and a plain char of 0x80 or more would read in front of them. Plain char
+// it, and a plain char of 0x80 or more would read before them. Plain char
 // is for names handed to the system and for literals of the program itself.
 
 #pragma once

@@ -2,7 +2,7 @@
 //
 // The program's own texts are rows in the order of their identifiers, found by a
 // binary search. A language library replaces all of them at once: a text file
-// beside the program, with the program's name and the name of a language as its
+// in the directory of the program, with the program's name and the name of a language as its
 // extension. It is looked for once, before the first text is loaded.
 //
 // The form of a library is made for editing. A line is an identifier, a blank and
@@ -73,7 +73,7 @@ static int findMessageRow(int id) {
 }
 
 // Replaces the escapes of a library's text, which ends at `end`, and puts a NUL
-// behind it: at `end` if there was no escape.
+// after it: at `end` if there was no escape.
 static void decodeLibraryText(Byte* text, const Byte* end) {
   Byte* to = text;
   for (const Byte* from = text; from < end; ++from) {
@@ -105,7 +105,7 @@ static bool readLibraryLine(Byte* line, const Byte* end, const char* texts[messa
   return true;
 }
 
-// Decodes a library of `size` bytes, behind which there is room for one more.
+// Decodes a library of `size` bytes, after which there is room for one more.
 // True if it held any text.
 static bool readLibrary(Byte* text, size_t size, const char* texts[messageRows]) {
   constexpr Byte byteOrderMark[] = {0xEF, 0xBB, 0xBF};
@@ -125,7 +125,7 @@ static bool readLibrary(Byte* text, size_t size, const char* texts[messageRows])
   }
 }
 
-// Reads the file `path` into fresh pages, with at least one 0 behind it. False if
+// Reads the file `path` into fresh pages, with at least one 0 after it. False if
 // it can't be read, is empty or is too large to be a library.
 static bool loadLibraryPages(const char* path, MessageModule& library, size_t& textSize) {
   const int handle = openSettings(path);
@@ -175,7 +175,7 @@ static bool tryLanguage(char* path, size_t dot, const char* language) {
 }
 
 // Chooses the catalogue: the library that the user's configuration names, else the
-// one of the surroundings' language, by its three letters or the first two, else
+// one of the environment' language, by its three letters or the first two, else
 // the program's own texts.
 static void findMessageModule() {
   constexpr size_t pathSize = 256;

@@ -27,9 +27,9 @@ static char* workingName() {
 
 // --- The name ---
 
-// With -idl a ',' behind a name announces another: an #include of it is put in
+// With -idl a ',' after a name announces another: an #include of it is put in
 // front of what follows.
-static void readBehindName() {
+static void readAfterName() {
   const Byte c = skipSpaceFrom(0);
   if (c != ',') {
     checkLineEnd(c);
@@ -62,7 +62,7 @@ static void copyLiteralName(Byte c, IncludeDirective directive) {
   }
   if ((optionImage.outputFlags & idlFlag) != 0) {
     if (!closed) ungetChar();
-    readBehindName();
+    readAfterName();
   } else {
     checkLineEnd(closed ? Byte(' ') : c);
   }

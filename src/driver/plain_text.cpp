@@ -197,7 +197,7 @@ VSP_INLINE const Byte* skipPlainSpace(const Byte* next, const Byte* limit) {
     while (*next == ' ' || *next == '\t') ++next;
     if (next + 1 >= limit || *next != '/') return next;
     if (next[1] != '*' && next[1] != '/') return next;
-    if (optionImage.nestedComments != 0 || !lineCommentsAllowed()) return nullptr;
+    if (optionImage.nestedComments || !lineCommentsAllowed()) return nullptr;
     next = findPlainCommentEnd(next, limit);
     if (next == nullptr) return nullptr;
   }

@@ -4,7 +4,7 @@
 // its own frame; when it ends, the buffer is given the text "line feed, Ctrl-Z",
 // so every file ends in a line end and then in the end-of-text byte, whether or
 // not its last line has one. In the same way every file begins with a line feed
-// pushed in front of it, which puts its first line behind a line end, where the
+// pushed before it, which puts its first line after a line end, where the
 // scanner looks for directives.
 
 #include "input/frame.h"
@@ -28,10 +28,10 @@ constinit const Byte* inputLimit = nullptr;
 constinit FileFrame* currentFileFrame = nullptr;
 constinit uint32_t includeDepth = 0;
 
-// What is read behind the end of all input. The NUL is the byte at the limit.
+// What is read after the end of all input. The NUL is the byte at the limit.
 static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
 
-// What a file delivers in front of its first byte.
+// What a file delivers before its first byte.
 static const Byte newFileString[] = {'\n', 0};
 
 static FileFrame* asFile(InputFrame* frame) {
@@ -55,7 +55,7 @@ static Byte beginBlock(FileFrame* frame, uint32_t count) {
   return storage[0];
 }
 
-// What a file delivers behind its last byte: a line end and the end of text.
+// What a file delivers after its last byte: a line end and the end of text.
 static Byte endFile(FileFrame* frame) {
   keepLastByte(frame);
   frame->ended = true;
@@ -71,7 +71,7 @@ static void failUnreadable(const FileFrame* frame) {
   reportFatal(msgCannotOpenInput, frame->openName);
 }
 
-// Opens a suspended file again at the byte behind the block in memory. If it has
+// Opens a suspended file again at the byte after the block in memory. If it has
 // gone, or no handle is to be had, text would be lost without a word: the unit ends.
 static void resumeFile(FileFrame* frame) {
   const int handle = openSourceFile(frame->openName);
@@ -131,9 +131,9 @@ void endCurrentFile() {
   inputCursor = inputLimit;
 }
 
-void ungetTwo(Byte c, const Byte* behind) {
+void ungetTwo(Byte c, const Byte* after) {
   ungetChar();
-  if (inputCursor == behind) {
+  if (inputCursor == after) {
     ungetChar();
     return;
   }

@@ -52,7 +52,7 @@ static void collectName(Byte c, bool afterBackslash) {
   takeName(name.length, !entry->isMacro() && !reserved && !afterBackslash);
 }
 
-// The byte behind one that takes the next along, whatever that is. A line end of
+// The byte after one that takes the next along, whatever that is. A line end of
 // two bytes is one: it is counted when the argument's text is read.
 static Byte nextTakenByte() {
   const Byte c = nextChar();
@@ -180,7 +180,7 @@ struct CollectedArgument {
 };
 
 // Copies the raw text that ends at the end of tokenText, without spaces at its ends, to
-// a block of its own, with a NUL in front and the end-of-text byte behind.
+// a block of its own, with a NUL before it and the end-of-text byte after it.
 static void keepRawText(const Byte* start, CollectedArgument& argument) {
   const Byte* end = tokenText.end;
   while (start < end && *start == ' ') ++start;
@@ -244,7 +244,7 @@ VSP_COLD static void endInnerText() {
 // frame is then gone. May change the input stack.
 static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
   if (code == tokEndOfLine && !lineMode) {
-    // Behind an unterminated literal: the line end is still to be counted.
+    // After an unterminated literal: the line end is still to be counted.
     ungetChar();
     return false;
   }
@@ -329,7 +329,7 @@ static void expandRawText(const CollectedArgument& argument) {
     scanRawText(argument);
   noExpandMark = false;
   if (argument.cut || tokenText.isFull()) reportError(msgExpansionTooLong);
-  // The byte behind the argument is looked at and stepped back over: marks in
+  // The byte after the argument is looked at and stepped back over: marks in
   // front of it are taken here.
   nextChar();
   ungetChar();
@@ -399,7 +399,7 @@ static Byte findOpenParen() {
   return c;
 }
 
-// Reads the arguments behind the '(' of a call into `list`. True if there are
+// Reads the arguments after the '(' of a call into `list`. True if there are
 // `count` of them.
 static bool collectArguments(int count, ArgumentNode*& list) {
   const bool first = skipSpace() != ')';
@@ -445,7 +445,7 @@ static bool expandMacro(IdentEntry* entry) {
   return true;
 }
 
-// The `defined` operator, behind its name: reads the name that it asks for
+// The `defined` operator, after its name: reads the name that it asks for
 // straight from the input, so that no macro expands. Returns '0' or '1'.
 static Byte definedOperator() {
   Byte c = skipSpace();

@@ -129,7 +129,7 @@ enum DynamicName : Byte {
 // Which dynamic name this is; __STDC__ is one in strict mode, __cplusplus in C++.
 DynamicName dynamicNameOf(const Name& name);
 
-// The test behind `defined`: a macro or a dynamic name.
+// The test that `defined` makes: a macro or a dynamic name.
 bool isDefined(const Name& name);
 
 // How many characters of a name count in this unit.

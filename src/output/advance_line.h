@@ -1,4 +1,4 @@
-// The end of a line, on its fast road.
+// The end of a line, on its fast path.
 //
 // Every line end of every file is counted, and ends a line of the output. As a
 // rule the next line's marker is that of the line before with another last digit.

@@ -22,7 +22,7 @@ struct Output {
   Byte* limit;             // end of the room for plain bytes; `cursor` itself when each byte is looked at
   Byte lastChar;           // the last character passed on
   uint32_t pendingBlanks;  // held back at the start of a line in readable mode
-  uint32_t lineLength;     // of the present line in readable mode
+  uint32_t lineLength;     // of the current line in readable mode
   const char* name;        // of the file, null for none
 };
 
@@ -88,11 +88,11 @@ VSP_INLINE void emitRun(const Byte* text, size_t length) {
   }
 }
 
-// The same as a piece in front of which the readable mode may wrap; for a text
+// The same as a piece before which the readable mode may wrap; for a text
 // that has no room on the fast path.
 void emitTextSlow(const Byte* text, size_t length);
 
-// Writes a text as a piece in front of which the readable mode may wrap.
+// Writes a text as a piece before which the readable mode may wrap.
 VSP_INLINE void emitText(const Byte* text, size_t length) {
   if (fastPaths && length < size_t(output.limit - output.cursor)) [[likely]]
     emitRun(text, length);

@@ -191,9 +191,9 @@ static const char* findListed(const Listing* listing, const char* name, size_t l
   return best;
 }
 
-// Splits the `length` bytes of `name` in front of the last component: its start
+// Splits the `length` bytes of `name` before the last component: its start
 // goes into `start`, and the result is the length of the directory, without the
-// separators behind it unless it is the root.
+// separators after it unless it is the root.
 static size_t directoryLength(const char* name, size_t length, size_t& start) {
   start = length;
   while (start > 0 && name[start - 1] != '/') --start;
@@ -204,7 +204,7 @@ static size_t directoryLength(const char* name, size_t length, size_t& start) {
 
 static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNode*& found);
 
-// Corrects the last component of the `length` bytes at `name`, and all in front of it.
+// Corrects the last component of the `length` bytes at `name`, and all before it.
 static ResolveOutcome correctName(char* name, size_t length, bool lastToo) {
   size_t start;
   const size_t directory = directoryLength(name, length, start);

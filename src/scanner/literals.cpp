@@ -192,7 +192,7 @@ VSP_COLD static void keepRest() {
   pushTextCopy(rest, length);
 }
 
-// Pushes the collected text from behind its opening quote. One that fills the
+// Pushes the collected text from after its opening quote. One that fills the
 // buffer may have lost its closing quote and gets one; the result is then true.
 static bool pushCollectedText() {
   Byte* const end = tokenText.end;
@@ -238,7 +238,7 @@ static CharBytes decodeCharConstant() {
 static uint32_t narrowValue(const CharBytes& decoded) {
   uint32_t value;
   std::memcpy(&value, decoded.bytes, 4);
-  if (decoded.count == 1 && optionImage.unsignedChar == 0)
+  if (decoded.count == 1 && !optionImage.unsignedChar)
     value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
   return value;
 }
@@ -298,7 +298,7 @@ TokenCode scanCharConstant() {
 
 // --- Strings ---
 
-// The next byte of pendingText that is no mark; -1 at its end. A byte behind the
+// The next byte of pendingText that is no mark; -1 at its end. A byte after the
 // escape is taken as it is.
 static int nextPendingByte(bool& plain) {
   plain = false;

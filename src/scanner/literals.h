@@ -17,7 +17,7 @@ int readLiteralChar(Byte quote);
 // its end. Escapes are not decoded.
 int readStringChar();
 
-// readStringChar, but a quote behind a backslash does not end the string.
+// readStringChar, but a quote after a backslash does not end the string.
 int nextStringChar();
 
 // What nextStringChar returned last.
