@@ -33,7 +33,7 @@ enum DeclaratorKind : Byte {
   declaratorPointer,
   declaratorArray,
   declaratorFunction,
-  declaratorClosure  // behind the pointer that "__closure" marks; makes no type
+  declaratorClosure  // next to the pointer that "__closure" marks; makes no type
 };
 
 // One element of a declarator.
@@ -213,7 +213,8 @@ static DeclaratorNode* readFunctionSuffix(const DeclModifiers& modifiers, Declar
 }
 
 // Reads a bound into an array node in front of `chain`; the "[" is current. An
-// expression in the bound may name types: it leaves its qualifiers behind.
+// expression in the bound may name types, whose qualifiers then replace those of
+// the declaration.
 static DeclaratorNode* readArraySuffix(NameMode nameMode, const DeclModifiers& modifiers,
                                        DeclaratorNode* chain) {
   int32_t bound = 0;
@@ -251,7 +252,7 @@ static DeclaratorNode* readPointer(NameMode nameMode, const DeclModifiers& modif
   return node;
 }
 
-// Reads what a "__closure" stands in front of, which must be a pointer.
+// Reads what follows a "__closure", which must be a pointer.
 static DeclaratorNode* readClosure(NameMode nameMode, const DeclModifiers& modifiers) {
   getToken();
   DeclaratorNode* const pointer = readDeclarator(nameMode, {});
@@ -314,8 +315,8 @@ static TypeNode* applyArray(TypeNode* type, const DeclaratorNode* node) {
   return makeArrayType(type, node->count);
 }
 
-// Settles which modifiers belong to a function and which to what stands before it
-// in the text: a convention inside the parentheses of a pointer means the function.
+// Settles which modifiers belong to a function and which to the next element: a
+// convention inside the parentheses of a pointer means the function.
 static void shareModifiers(DeclaratorNode* node) {
   DeclModifiers& own = node->modifiers;
   DeclModifiers& other = node->next->modifiers;

@@ -1,4 +1,4 @@
-// The reader of type names, in casts and behind sizeof.
+// The reader of type names, in casts and after sizeof.
 
 #pragma once
 

@@ -16,8 +16,8 @@ enum EvaluateMode {
 // tokEndOfLine, has consumed the line end. May change the input stack.
 bool evaluateConstant(int32_t& result, EvaluateMode mode);
 
-// Makes the state of the evaluator fresh for a unit, whatever a fatal error has
-// left behind.
+// Resets the state of the evaluator, whatever a fatal error has left in it; the
+// start of a unit.
 void beginExpressions();
 
 // Releases the memory of the expression trees.

@@ -265,8 +265,7 @@ static void checkPrecedence(ExprOp prevOp, ExprOp op, Precedence minLevel, Prece
   if (higher <= levelShift || (lower == levelShift && higher == levelSum)) reportWarning(warnPrecedence);
 }
 
-// The rest of a condition: "?" is current, on `line`, and `condition` stands in
-// front of it.
+// The rest of a condition: "?" is current, on `line`, and `condition` has been read.
 static ExprNode* parseBranches(CommaUse commaUse, ExprNode* condition, int32_t line) {
   if (condition->op != opIntConst) condition = toCondition(condition);
   getToken();

@@ -23,7 +23,7 @@ constexpr std::array<bool, tokenCodeCount> typeNameStart = [] {
       tokFriend, tokInline, tokVirtual, tokMutable,  tokExplicit,
   };
   std::array<bool, tokenCodeCount> table{};
-  for (const TokenCode token : starts) table[token] = true;
+  for (const TokenCode token : starts) table[size_t(token)] = true;
   return table;
 }();
 
@@ -42,7 +42,7 @@ void refuseStorage(Storage storage) {
 
 // --- Words of the type ---
 
-// Words that stand beside the one that names the type.
+// Words that modify the one that names the type.
 enum TypeWord : Byte {
   wordShort = 1,
   wordLong = 2,
@@ -130,7 +130,7 @@ static void takeStorage(Storage& storage, Storage taken, Storage partner = stora
   storage = taken;
 }
 
-// Takes "static" or "extern", which may stand beside "inline".
+// Takes "static" or "extern", which change nothing after "inline".
 static void takeLinkage(Storage& storage, Storage taken) {
   if (storage != storageInline) takeStorage(storage, taken);
 }

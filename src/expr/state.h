@@ -1,5 +1,5 @@
-// What the evaluator keeps during a unit: one record, so that one assignment makes
-// it fresh, whatever a fatal error has left behind.
+// What the evaluator keeps during a unit: one record, which one assignment resets,
+// whatever a fatal error has left in it.
 
 #pragma once
 
@@ -14,7 +14,7 @@ struct EvaluatorState {
   int readingDepth;           // expressions being read: a bound inside a directive's line is a second one
   TypeKind lastConstantKind;  // of the expression that evaluateConstant folded last
   Byte declQualifiers;        // Qualifier bits of the declaration being read, at the level reached
-  uint16_t declspecFlags;     // FunctionFlag bits of the last __declspec list, for all declarators behind it
+  uint16_t declspecFlags;     // FunctionFlag bits of the last __declspec list, for all declarators after it
   DeclaratorNode* freeDeclarators;  // nodes to use again
 };
 

@@ -86,7 +86,7 @@ static bool arraysAgree(const ArrayType& a, const ArrayType& b) {
   return a.count == b.count || a.count == 0 || b.count == 0;
 }
 
-// Compares what two function types say besides their results.
+// Compares two function types but for their results.
 static bool functionsAgree(const FunctionType& a, const FunctionType& b) {
   constexpr uint16_t comparedFlags =
       zephraClass | msReturn | selectAny | variableArguments | constMember | volatileMember;

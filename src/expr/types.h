@@ -120,8 +120,8 @@ static_assert(unsignedOf(kindShort) == kindUnsignedShort && unsignedOf(kindInt) 
 
 enum Qualifier : Byte { constQualifier = 1, volatileQualifier = 2 };
 
-// What is known of a function besides its result and its convention. The first
-// group are the words of its declarator, which a pointer may carry as well.
+// Properties of a function. Those of the first group are words of a declarator,
+// which may be that of a pointer as well.
 enum FunctionFlag : uint16_t {
   zephraClass = 0x0001,
   zephraReturn = 0x0002,
@@ -193,7 +193,7 @@ TypeNode* makePointerType(bool isThread, Byte qualifiers, TypeNode* target);
 // A new array type.
 TypeNode* makeArrayType(TypeNode* element, uint32_t count);
 
-// A new function type; conventionNone stands for that of the switches.
+// A new function type; conventionNone means the convention of the switches.
 TypeNode* makeFunctionType(uint16_t flags, Convention convention, TypeNode* result);
 
 // The size in bytes, modulo 2^32; 0 where it is unknown.
