@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Installs what the tests need, builds and tests with each preset of the list, checks the format and
-# runs clang-tidy:  scripts/test.sh [ preset... ]
+# Installs what the tests need, builds and tests with each preset of the list, checks the format, compares
+# the release build's instruction counts with their budgets and runs clang-tidy:  scripts/test.sh [ preset... ]
 # The last line tells how many tests and checks passed and failed; the exit status is 1 if any did.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 presets=("$@")
 [ "${#presets[@]}" -gt 0 ] || presets=(release dev clang small-blocks)
 mapfile -t missing < <(missingPackages cmake cmake g++ g++ clang++ clang ninja ninja-build \
-  clang-format clang-format clang-tidy clang-tidy)
+  clang-format clang-format clang-tidy clang-tidy valgrind valgrind)
 [ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
 [ -e /usr/include/benchmark/benchmark.h ] || missing+=(libbenchmark-dev)
 installPackages "${missing[@]}" || exit 1
@@ -66,6 +66,7 @@ testPreset() {
 mapfile -t ownFiles < <(find src tests bench -name '*.cpp' -o -name '*.h' -o -name '*.def' | grep -v '\.def$')
 check "format" clang-format --dry-run -Werror "${ownFiles[@]}"
 for preset in "${presets[@]}"; do testPreset "$preset"; done
+if [[ " ${presets[*]} " == *" release "* ]]; then check "instructions" bench/instructions.sh; fi
 if [ -f build/clang/compile_commands.json ]; then
   tidy() {
     find src -name '*.cpp' -print0 |
