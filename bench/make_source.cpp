@@ -192,7 +192,7 @@ void pastingStatement(Text& text) {
   }
 }
 
-// Long comments of both kinds with a statement behind them.
+// Long comments of both kinds, then a statement.
 void addComments(Text& text) {
   text.source += "/*\n";
   for (unsigned lines = 3 + pick(30); lines > 0; lines--) {
@@ -246,8 +246,7 @@ void makeHeaders(Text& text, size_t bytes, const std::filesystem::path& director
   }
 }
 
-// Macros by the thousand: `permuted` ones have names of the same ten letters, the bodies of `chained` ones
-// name the macro before. As options they go into a response file.
+// `count` macros, for the kinds defines, chain, options and permutations, and calls of some of them.
 void makeDefinitions(Text& text, size_t count, const std::string& kind,
                      const std::filesystem::path& directory) {
   const auto nameOf = [&](size_t i) {
