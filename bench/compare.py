@@ -19,6 +19,7 @@ import signal
 import statistics
 import subprocess
 import sys
+import tempfile
 
 CPU_SECONDS = 60  # a run that takes longer is given up
 GROWTH_ROUNDS = 3
@@ -192,7 +193,6 @@ def output(row):
 def prepare(row, make_source, work):
     """Makes the text of a row and goes into its directory; false if a package is missing."""
     directory = os.path.join(work, row.name)
-    shutil.rmtree(directory, ignore_errors=True)
     os.makedirs(os.path.join(directory, "stubs"))
     os.chdir(directory)
     if row.kind:
@@ -287,8 +287,9 @@ def main():
     parser.add_argument("--rounds", type=int, default=7, help="runs of each program (growth rows: at most 3)")
     parser.add_argument("--rows", help="only these rows, with commas between them: "
                         + ",".join(row.name for row in ROWS))
-    parser.add_argument("--program", action="append", required=True,
+    parser.add_argument("--program", action="append", default=[],
                         help="a build of this program, with switches if you like; give two to compare them")
+    parser.add_argument("--install", action="store_true", help="get the other programs first, by compare.sh")
     parser.add_argument("--make-source", required=True, help=argparse.SUPPRESS)
     parser.add_argument("--work", required=True, help=argparse.SUPPRESS)
     arguments = parser.parse_args()
@@ -305,15 +306,17 @@ def main():
     print("  %-12s %-9s %12s  %-25s %9s   %7s %7s   %7s" % (
         "text", "program", "user+system", "(least .. most)", "user", "/other", "user", "/cat"))
     agreed = True
+    os.makedirs(arguments.work, exist_ok=True)
+    work = tempfile.mkdtemp(dir=arguments.work)
     for row in (row for row in ROWS if row.name in wanted):
-        if not prepare(row, arguments.make_source, arguments.work):
+        if not prepare(row, arguments.make_source, work):
             print("%s: %s; not installed (--install)" % (row.name, row.title))
             continue
         samples, remarks = measure(row, programs, arguments.rounds)
         report(row, samples, remarks, {program.name for program in programs if program.ours})
         agreed = agreed and all(program.name in samples for program in programs if program.ours)
-        os.chdir(arguments.work)
-        shutil.rmtree(row.name)
+    os.chdir(arguments.work)
+    shutil.rmtree(work)
     sys.exit(0 if agreed else 1)
 
 
