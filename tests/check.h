@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <iterator>
 #include <map>
 #include <string>
@@ -43,9 +44,13 @@ class ScratchDirectory {
     std::string pattern = std::string(VSP_SCRATCH_DIR) + "/XXXXXX";
     path_ = mkdtemp(pattern.data());
   }
+  // With VSP_KEEP in the environment it stays, for a look at what a run left.
   ~ScratchDirectory() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    if (std::getenv("VSP_KEEP") != nullptr)
+      std::cerr << "kept: " << path_.string() << "\n";
+    else
+      std::filesystem::remove_all(path_, ignored);
   }
   ScratchDirectory(const ScratchDirectory&) = delete;
   ScratchDirectory& operator=(const ScratchDirectory&) = delete;
