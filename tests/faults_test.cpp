@@ -389,6 +389,15 @@ TEST(FullDisk, StandardStreams) {
     EXPECT_EQ("Error F1013: Error writing output file\n", messages.err);
     EXPECT_EQ(1, messages.status);
   }
+  // A file must not get the number of a stream that was closed, and take its text.
+  for (const int stream : {1, 2}) {
+    setup.arguments = {"-q", "-Sg", "next.c", "a.c", "next.c"};
+    setup.inChild = [stream] { close(stream); };
+    const RunResult result = run(setup);
+    EXPECT_EQ("Error F1013", messagesOf(result.out + result.err).substr(0, 11)) << "stream " << stream;
+    EXPECT_EQ(1, result.status);
+    expectNext(scratch.path());
+  }
 }
 
 }  // namespace
