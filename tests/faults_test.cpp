@@ -369,6 +369,21 @@ TEST(FullDisk, StandardStreams) {
     EXPECT_EQ("Error F1013: Error writing output file\n", messages.err);
     EXPECT_EQ(1, messages.status);
   }
+  // A file must not get the number of a stream that was closed: with standard input closed as well, that
+  // would be the output.
+  writeFile(scratch.path() / "b.c", "#include \"h.h\"\n#define A\n#define A 1\n");
+  for (const int stream : {1, 2}) {
+    setup.arguments = {"-q", stream == 1 ? "-P-" : "-Sg", "b.c"};
+    setup.inChild = [stream] {
+      close(0);
+      close(stream);
+    };
+    const RunResult result = run(setup);
+    EXPECT_NE(std::string::npos, (result.out + result.err).find("Error F1013")) << "stream " << stream;
+    EXPECT_EQ(1, result.status);
+    const std::string output = readFile(scratch.path() / "b.i");
+    EXPECT_EQ(std::string::npos, output.find("Warning")) << output;
+  }
 }
 
 }  // namespace

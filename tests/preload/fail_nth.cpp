@@ -142,6 +142,10 @@ int openat64(int directory, const char* path, int flags, ...) {
   return openAt(directory, path, flags, mode);
 }
 
+int memfd_create(const char* name, unsigned flags) noexcept {
+  return fails(groupOpen) ? failed(-1) : int(syscall(SYS_memfd_create, name, flags));
+}
+
 ssize_t read(int handle, void* buffer, size_t size) {
   if (fails(groupRead)) {
     if (failingError != 0) return failed<ssize_t>(-1);
