@@ -19,6 +19,6 @@ for preset in release dev; do
   programs=("build/$preset/vsp32" build/ordinary/vsp32)
   echo "$preset:"
   build/ordinary/compare_paths "${programs[@]}" cases tests/cases/*.case || status=1
-  build/ordinary/compare_paths "${programs[@]}" random "$seed" "$count" "$(nproc)" build/finds || status=1
+  build/ordinary/compare_paths "${programs[@]}" random "$seed" "$count" build/finds || status=1
 done
 exit "$status"

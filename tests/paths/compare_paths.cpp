@@ -1,16 +1,19 @@
 // Compares a build with the fast paths with one that has only the ordinary ways:
 //
-//   compare_paths FAST ORDINARY random SEED COUNT [ JOBS [ DIRECTORY ] ]
+//   compare_paths FAST ORDINARY random SEED COUNT [ DIRECTORY ]
 //   compare_paths FAST ORDINARY cases FILE.case...
 //
 // Both programs run on the same command line in the same directory; standard output, standard error,
 // the status and every file written must agree byte for byte, and neither program may end by a signal
 // or a finding of a sanitizer. The inputs are COUNT random programs, or those of the cases with each
 // form of line ends. A random program that differs is made as small as it can be and shown, and kept in
-// DIRECTORY if that is given. The status is 1 if anything differed.
+// DIRECTORY if that is given. Each processor has a process of its own. The status is 1 if anything
+// differed.
 
 #include <cstdio>
+#include <functional>
 #include <iostream>
+#include <thread>
 
 #include "case_text.h"
 #include "check.h"
@@ -18,8 +21,8 @@
 
 namespace {
 
-constexpr int sourcesPerBatch = 25;
-constexpr int findingsLimit = 8;     // of one process
+constexpr size_t sourcesPerBatch = 25;
+constexpr size_t findingsLimit = 8;  // of one process
 constexpr int shrinkingRuns = 1500;  // for one finding
 
 struct Programs {
@@ -235,42 +238,15 @@ std::filesystem::path makeDirectory() {
   return pattern;
 }
 
-// --- Random programs ---
-
-struct RandomPlan {
-  uint64_t seed;
-  int count;
-  int jobs;
-  std::filesystem::path keep;  // empty: findings are only shown
-};
-
-// Compares every `jobs`-th batch from `first` on.
-Tally compareBatches(const Programs& programs, const RandomPlan& plan, int first) {
-  const std::filesystem::path directory = makeDirectory();
-  Tally tally;
-  for (int i = first; i * sourcesPerBatch < plan.count && tally.findings < findingsLimit; i += plan.jobs) {
-    const uint64_t seed = plan.seed * 1000003 + static_cast<uint64_t>(i);
-    const int count = std::min(sourcesPerBatch, plan.count - i * sourcesPerBatch);
-    const Batch batch = makeBatch(seed, count);
-    const Pair pair = runBoth(programs, {batch, {}}, directory);
-    tally.count(static_cast<size_t>(count), pair.fast);
-    if (pair.agree()) continue;
-    tally.findings++;
-    const Batch small = Shrinker(programs, directory).shrink(batch);
-    showFinding("seed " + std::to_string(seed), small, runBoth(programs, {small, {}}, directory));
-    if (!plan.keep.empty()) keepFinding(plan.keep, seed, small);
-  }
-  std::filesystem::remove_all(directory);
-  return tally;
-}
-
-// Runs the jobs as processes, whose tallies come through a pipe.
-Tally compareRandom(const Programs& programs, const RandomPlan& plan) {
+// Runs `work` once for each processor, in processes whose tallies come through a pipe. It is told its
+// number and how many there are.
+Tally runJobs(const std::function<Tally(size_t job, size_t jobs)>& work) {
+  const size_t jobs = std::max(1U, std::thread::hardware_concurrency());
   int ends[2];
   if (pipe(ends) != 0) exit(2);
-  for (int job = 0; job < plan.jobs; job++) {
+  for (size_t job = 0; job < jobs; job++) {
     if (fork() != 0) continue;
-    const Tally tally = compareBatches(programs, plan, job);
+    const Tally tally = work(job, jobs);
     _exit(write(ends[1], &tally, sizeof tally) == sizeof tally ? 0 : 1);
   }
   close(ends[1]);
@@ -286,6 +262,34 @@ Tally compareRandom(const Programs& programs, const RandomPlan& plan) {
   return sum;
 }
 
+// --- Random programs ---
+
+struct RandomPlan {
+  uint64_t seed;
+  size_t count;
+  std::filesystem::path keep;  // empty: findings are only shown
+};
+
+// Compares every `jobs`-th batch from number `job` on.
+Tally compareBatches(const Programs& programs, const RandomPlan& plan, size_t job, size_t jobs) {
+  const std::filesystem::path directory = makeDirectory();
+  Tally tally;
+  for (size_t i = job; i * sourcesPerBatch < plan.count && tally.findings < findingsLimit; i += jobs) {
+    const uint64_t seed = plan.seed * 1000003 + i;
+    const size_t count = std::min(sourcesPerBatch, plan.count - i * sourcesPerBatch);
+    const Batch batch = makeBatch(seed, count);
+    const Pair pair = runBoth(programs, {batch, {}}, directory);
+    tally.count(count, pair.fast);
+    if (pair.agree()) continue;
+    tally.findings++;
+    const Batch small = Shrinker(programs, directory).shrink(batch);
+    showFinding("seed " + std::to_string(seed), small, runBoth(programs, {small, {}}, directory));
+    if (!plan.keep.empty()) keepFinding(plan.keep, seed, small);
+  }
+  std::filesystem::remove_all(directory);
+  return tally;
+}
+
 // --- Cases ---
 
 // A case as far as its input goes, with its line ends not decoded yet.
@@ -294,8 +298,7 @@ struct CaseInput {
   Input input;
 };
 
-std::vector<CaseInput> readInputs(const std::filesystem::path& path) {
-  std::vector<CaseInput> inputs;
+void readInputs(const std::filesystem::path& path, std::vector<CaseInput>& inputs) {
   std::string* section = nullptr;
   for (const std::string& line : splitLines(readFile(path))) {
     if (line.starts_with("=== ")) {
@@ -321,23 +324,21 @@ std::vector<CaseInput> readInputs(const std::filesystem::path& path) {
     Batch& batch = one.input.batch;
     if (batch.switches.empty() && !batch.headers.empty()) batch.switches = {batch.headers.front().first};
   }
-  return inputs;
 }
 
-Tally compareCases(const Programs& programs, const std::vector<std::string>& paths) {
+// Compares every `jobs`-th case from number `job` on.
+Tally compareCases(const Programs& programs, const std::vector<CaseInput>& cases, size_t job, size_t jobs) {
   const std::filesystem::path directory = makeDirectory();
   Tally tally;
-  for (const std::string& path : paths) {
-    for (const CaseInput& one : readInputs(path)) {
-      for (const char* const lineEnd : {"\n", "\r\n", "\n\r", "\r"}) {
-        Input input = one.input;
-        for (auto& [name, text] : input.batch.headers) text = decode(text, lineEnd);
-        const Pair pair = runBoth(programs, input, directory);
-        tally.count(1, pair.fast);
-        if (pair.agree()) continue;
-        tally.findings++;
-        showFinding(one.name + " with " + visible(lineEnd), input.batch, pair);
-      }
+  for (size_t i = job; i < cases.size(); i += jobs) {
+    for (const char* const lineEnd : {"\n", "\r\n", "\n\r", "\r"}) {
+      Input input = cases[i].input;
+      for (auto& [name, text] : input.batch.headers) text = decode(text, lineEnd);
+      const Pair pair = runBoth(programs, input, directory);
+      tally.count(1, pair.fast);
+      if (pair.agree()) continue;
+      tally.findings++;
+      showFinding(cases[i].name + " with " + visible(lineEnd), input.batch, pair);
     }
   }
   std::filesystem::remove_all(directory);
@@ -346,7 +347,7 @@ Tally compareCases(const Programs& programs, const std::vector<std::string>& pat
 
 int usage() {
   fprintf(stderr,
-          "usage: compare_paths FAST ORDINARY random SEED COUNT [ JOBS [ DIRECTORY ] ]\n"
+          "usage: compare_paths FAST ORDINARY random SEED COUNT [ DIRECTORY ]\n"
           "       compare_paths FAST ORDINARY cases FILE.case...\n");
   return 2;
 }
@@ -360,11 +361,13 @@ int main(int argc, char** argv) {
                              std::filesystem::absolute(words[1]).string()};
   Tally tally;
   if (words[2] == "cases") {
-    tally = compareCases(programs, {words.begin() + 3, words.end()});
+    std::vector<CaseInput> cases;
+    for (size_t i = 3; i < words.size(); i++) readInputs(words[i], cases);
+    tally = runJobs([&](size_t job, size_t jobs) { return compareCases(programs, cases, job, jobs); });
   } else if (words[2] == "random" && words.size() >= 5) {
-    const int jobs = words.size() > 5 ? std::max(1, std::stoi(words[5])) : 1;
-    const std::filesystem::path keep = words.size() > 6 ? std::filesystem::absolute(words[6]) : "";
-    tally = compareRandom(programs, {std::stoull(words[3]), std::stoi(words[4]), jobs, keep});
+    const RandomPlan plan = {std::stoull(words[3]), std::stoull(words[4]),
+                             words.size() > 5 ? std::filesystem::absolute(words[5]) : ""};
+    tally = runJobs([&](size_t job, size_t jobs) { return compareBatches(programs, plan, job, jobs); });
   } else {
     return usage();
   }

@@ -146,12 +146,13 @@ class Maker {
   }
 
   std::string blockComment() {
-    switch (dice_.roll(8)) {
+    switch (dice_.roll(9)) {
       case 0: return "/**/";
       case 1: return "/* " + words(2) + "\n" + (dice_.oneIn(3) ? doubleByte() : "") + "*/";
       case 2: return "/***/";
       case 3: return "/* // \" ' *\\\n/";
-      case 4: return "/* /* */" + std::string(dice_.oneIn(2) ? " */" : "");
+      case 4:
+      case 5: return "/* /* */" + std::string(dice_.oneIn(2) ? " */" : "");
       default: return "/* " + words(dice_.roll(4)) + "*/";
     }
   }
@@ -171,7 +172,7 @@ class Maker {
 
   // What may stand between two tokens of a line.
   std::string gap() {
-    switch (dice_.roll(40)) {
+    switch (dice_.roll(30)) {
       case 0: return "\t";
       case 1: return "  \t ";
       case 2: return dice_.oneIn(2) ? "\v" : "\f";
@@ -282,6 +283,7 @@ class Maker {
   // Everything in front of a directive's name.
   std::string directive() {
     std::string text = dice_.oneIn(8) ? gap() : "";
+    if (dice_.oneIn(60)) text += '\0';
     text += "#";
     if (dice_.oneIn(8)) text += gap();
     return text;
@@ -517,20 +519,21 @@ std::vector<std::string> makeSwitches(Dice& dice) {
   if (!dice.oneIn(12)) switches.insert(switches.end(), {"-j0", "-g0"});
   if (!dice.oneIn(12)) switches.push_back("-Sk");
   if (dice.oneIn(5)) switches.push_back("-CP932");
-  while (!dice.oneIn(3)) switches.push_back(dice.of(kinds));
+  if (dice.oneIn(5)) switches.push_back("-C");
+  while (!dice.oneIn(4)) switches.push_back(dice.of(kinds));
   return switches;
 }
 
 }  // namespace
 
-Batch makeBatch(uint64_t seed, int count) {
+Batch makeBatch(uint64_t seed, size_t count) {
   Dice dice(seed);
   Maker maker(dice);
   Batch batch;
   batch.switches = makeSwitches(dice);
   for (size_t i = 0; i < std::size(headerNames); i++)
     batch.headers.emplace_back(headerNames[i], maker.header(i));
-  for (int i = 0; i < count; i++) {
+  for (size_t i = 0; i < count; i++) {
     const std::string extension = dice.oneIn(3) ? ".cpp" : ".c";
     batch.sources.emplace_back("p" + std::to_string(i) + extension, maker.source(0));
   }

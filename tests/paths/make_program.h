@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -20,4 +21,4 @@ struct Batch {
 };
 
 // The batch of a seed, with `count` sources.
-Batch makeBatch(uint64_t seed, int count);
+Batch makeBatch(uint64_t seed, size_t count);
