@@ -16,6 +16,7 @@
 #include "memory/memory.h"
 #include "names/names.h"
 #include "platform/component.h"
+#include "platform/files.h"
 #include "scanner/literals.h"
 #include "scanner/skip.h"
 #include "scanner/token.h"
@@ -105,7 +106,10 @@ static bool findLibrary(Byte c) {
 // header stands in `generatedName`.
 static bool generateHeader(const char* attributes, char* generatedName) {
   int result = 0;
-  if (!readTypeLibrary(importPath, attributes, generatedName, result)) {
+  const bool called = readTypeLibrary(importPath, attributes, generatedName, result);
+  // It has made a header.
+  forgetDirectories();
+  if (!called) {
     reportError(msgTlbReader);
     return false;
   }

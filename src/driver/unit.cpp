@@ -29,6 +29,7 @@
 #include "options/option_image.h"
 #include "output/line_markers.h"
 #include "output/output.h"
+#include "platform/clock.h"
 #include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/read_files.h"
@@ -182,7 +183,7 @@ void removeFaultFilters() {
 // --- The guarded run ---
 
 static void prepareAndTranslate(void* argument) {
-  compileTime = localTimeNow();
+  compileTime = timeNow();
   saveClear = true;
   buildLeadByteTable();
   translationUnit(*static_cast<UnitRun*>(argument));

@@ -18,6 +18,7 @@
 #include "output/output.h"
 #include "platform/clock.h"
 #include "names/names.h"
+#include "platform/clock.h"
 #include "scanner/literals.h"
 #include "scanner/token_text.h"
 
@@ -35,7 +36,7 @@ void installPredefinedMacros() {
 
 // --- Dynamic names ---
 
-constinit LocalTime compileTime{};
+constinit int64_t compileTime = 0;
 
 // Makes `length` bytes the text that the string reader takes next.
 static Byte beginString(const char* text, size_t length) {
@@ -72,7 +73,7 @@ static char* putTwoDigits(char* target, int32_t value, char fill) {
 }
 
 static Byte expandDate() {
-  const LocalTime& time = compileTime;
+  const LocalTime time = localTimeOf(compileTime);
   char text[messageTextLimit + 32];
   loadMessageInto(messageTextLimit, text, textMonthJan + time.month);
   char* end = text + std::strlen(text);
@@ -84,7 +85,7 @@ static Byte expandDate() {
 }
 
 static Byte expandTime() {
-  const LocalTime& time = compileTime;
+  const LocalTime time = localTimeOf(compileTime);
   char text[16];
   char* end = putTwoDigits(text, time.hour, '0');
   *end++ = ':';

@@ -4,10 +4,10 @@
 
 #include "base.h"
 #include "names/names.h"
-#include "platform/clock.h"
 
-// The local time when the unit started.
-extern LocalTime compileTime;
+// When the unit started, as timeNow gives it. Only a unit that asks for its date or
+// its time has it made local.
+extern int64_t compileTime;
 
 // Stores the predefined macros; names that -D has defined keep their value.
 void installPredefinedMacros();

@@ -10,11 +10,17 @@
 constinit Byte leadByteTable[256] = {};
 constinit bool anyLeadBytes = false;
 
+// The code page that the table has been filled for; 0 for none.
+static constinit uint32_t filledFor = 0;
+
 void buildLeadByteTable() {
   if (optionImage.codePage == 0) optionImage.codePage = systemCodePage();
+  if (optionImage.codePage == filledFor) return;
+  filledFor = optionImage.codePage;
   anyLeadBytes = false;
-  for (int b = 0; b < 256; ++b) {
-    leadByteTable[b] = isLeadByteOf(optionImage.codePage, Byte(b)) ? 1 : 0;
+  // No byte of ASCII begins a double-byte character in any code page.
+  for (int b = 0x80; b < 256; ++b) {
+    leadByteTable[b] = isLeadByteOf(filledFor, Byte(b)) ? 1 : 0;
     if (leadByteTable[b] != 0) anyLeadBytes = true;
   }
   pathLeadBytes = anyLeadBytes ? leadByteTable : nullptr;

@@ -6,15 +6,17 @@
 
 // A local time, broken down.
 struct LocalTime {
-  int32_t second;    // 0 to 60
-  int32_t minute;    // 0 to 59
-  int32_t hour;      // 0 to 23
-  int32_t day;       // 1 to 31
-  int32_t month;     // 0 to 11
-  int32_t year;      // years since 1900
-  int32_t weekDay;   // 0 to 6, from Sunday
-  int32_t yearDay;   // 0 to 365
-  int32_t daylight;  // above 0 in daylight-saving time
+  int32_t second;  // 0 to 60
+  int32_t minute;  // 0 to 59
+  int32_t hour;    // 0 to 23
+  int32_t day;     // 1 to 31
+  int32_t month;   // 0 to 11
+  int32_t year;    // years since 1900
 };
 
-LocalTime localTimeNow();
+// The time now, in seconds since 1970.
+int64_t timeNow();
+
+// A time of timeNow as a local one. It needs the rules of the time zone, whose
+// reading costs more than a small unit.
+LocalTime localTimeOf(int64_t time);

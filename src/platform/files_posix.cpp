@@ -64,7 +64,7 @@ int openHost(const char* name, int flags) {
 // is. Returns a handle or an OpenFailure.
 static int openPath(const char* path, int flags, struct stat& status) {
   char name[hostNameSize];
-  if (!spellHostName(path, name)) return openFailed;
+  if (!spellHostName(path, name) || isKnownMissing(name)) return openFailed;
   int handle = openHost(name, O_RDONLY | flags);
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);

@@ -40,3 +40,10 @@ ResolveOutcome findHostStatus(char* name, struct stat& status);
 
 // Where the last component of `name` begins.
 size_t hostNameStart(const char* name);
+
+// True if the listing of the name's directory has been read and lacks the name in
+// every spelling: a search through many directories then needs no system call.
+bool isKnownMissing(const char* name);
+
+// Adds a name that this program has made to the listing of its directory.
+void noteHostName(const char* name);

@@ -10,9 +10,8 @@
 // holds its real spelling and its listing or says that there is none, and a
 // second question costs two hash lookups and no system call. Spellings that
 // lead to the same directory share its listing. Nodes and listings stay for the
-// run. They may grow old: a file made later is missing from them.
-// That does no harm to the names that the program itself makes, since callers
-// try the exact name first.
+// run. They may grow old: a file that another program makes later is missing from
+// them. What this program makes is added.
 
 #include "platform/host_names.h"
 
@@ -98,6 +97,13 @@ static bool addListedName(Listing& listing, const char* name) {
   return true;
 }
 
+// Puts name number `i` of a listing on its chain.
+static void chainName(Listing& listing, uint32_t i) {
+  uint32_t& head = listing.heads[listing.names[i].hash & listing.headMask];
+  listing.names[i].next = head;
+  head = i + 1;
+}
+
 // Puts the names of a complete listing on their chains.
 static bool chainNames(Listing& listing) {
   uint32_t headCount = 16;
@@ -105,11 +111,7 @@ static bool chainNames(Listing& listing) {
   listing.heads = static_cast<uint32_t*>(std::calloc(headCount, sizeof(uint32_t)));
   if (listing.heads == nullptr) return false;
   listing.headMask = headCount - 1;
-  for (uint32_t i = 0; i < listing.nameCount; ++i) {
-    uint32_t& head = listing.heads[listing.names[i].hash & listing.headMask];
-    listing.names[i].next = head;
-    head = i + 1;
-  }
+  for (uint32_t i = 0; i < listing.nameCount; ++i) chainName(listing, i);
   return true;
 }
 
@@ -202,6 +204,7 @@ static size_t directoryLength(const char* name, size_t length, size_t& start) {
   return end;
 }
 
+// Finds or makes the node of the directory that the `length` bytes at `name` spell.
 static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNode*& found);
 
 // Corrects the last component of the `length` bytes at `name`, and all before it.
@@ -240,7 +243,6 @@ static ResolveOutcome openNode(DirectoryNode* node) {
   return outcome == resolveMissing || outcome == resolveDenied ? resolveFound : outcome;
 }
 
-// Finds or makes the node of the directory that the `length` bytes at `name` spell.
 // The node of a directory that has been asked for before; null if there is none.
 static DirectoryNode* findNode(const char* name, size_t length, uint32_t hash) {
   DirectoryNode* node = nodeChains[hash % nodeChainCount];
@@ -321,6 +323,31 @@ ResolveOutcome findHostStatus(char* name, struct stat& status) {
   outcome = resolveHostName(name);
   if (outcome != resolveFound) return outcome;
   return stat(name, &status) == 0 ? resolveFound : outcomeOfError(errno);
+}
+
+bool isKnownMissing(const char* name) {
+  const size_t length = std::strlen(name);
+  size_t start;
+  const size_t directory = directoryLength(name, length, start);
+  if (start == length) return false;
+  const DirectoryNode* const node = findNode(name, directory, foldedHash(name, directory));
+  if (node == nullptr) return false;
+  if (!node->exists) return true;
+  return node->listing != nullptr && findListed(node->listing, name + start, length - start) == nullptr;
+}
+
+void noteHostName(const char* name) {
+  const size_t length = std::strlen(name);
+  size_t start;
+  const size_t directory = directoryLength(name, length, start);
+  const DirectoryNode* const node = findNode(name, directory, foldedHash(name, directory));
+  if (node == nullptr || node->listing == nullptr) return;
+  Listing& listing = *node->listing;
+  if (findListed(&listing, name + start, length - start) != nullptr) return;
+  if (addListedName(listing, name + start))
+    chainName(listing, listing.nameCount - 1);
+  else
+    forgetDirectories();
 }
 
 void forgetDirectories() {

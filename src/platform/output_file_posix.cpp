@@ -306,9 +306,11 @@ static FinishResult finishCopy(int handle) {
 }
 
 FinishResult finishCreatedFile(int handle) {
-  if (created.way == wayRename) return finishRename(handle);
-  if (created.way == wayCopy) return finishCopy(handle);
-  return closeWritten(handle) ? finishDone : finishNotWritten;
+  const int way = created.way;
+  if (way == wayNone) return closeWritten(handle) ? finishDone : finishNotWritten;
+  const FinishResult result = way == wayRename ? finishRename(handle) : finishCopy(handle);
+  if (result == finishDone) noteHostName(created.name);
+  return result;
 }
 
 // Deletes the file that had the name, if it still has it.
