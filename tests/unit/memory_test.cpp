@@ -189,6 +189,9 @@ TEST_F(Memory, SanitizerSeesOurBlocks) {
   EXPECT_DEATH(block[13] = 1, "use-after-poison");
   memFree(const_cast<Byte*>(block));
   EXPECT_DEATH(block[0] = 1, "use-after-poison");
+  volatile Byte* const permanent = static_cast<Byte*>(permAlloc(13));
+  EXPECT_DEATH(permanent[13] = 1, "use-after-poison");
+  EXPECT_DEATH(permanent[16] = 1, "use-after-poison");
   volatile Byte* const carved = carveSAVE(8);
   EXPECT_DEATH(carved[8] = 1, "use-after-poison");
   Arena arena;

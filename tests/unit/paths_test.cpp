@@ -35,7 +35,8 @@ TEST(Paths, RootedAndEqualNames) {
   EXPECT_TRUE(isRootedPath("\\x"));
   EXPECT_TRUE(isRootedPath("/x"));
   EXPECT_FALSE(isRootedPath("x\\C:"));
-  EXPECT_FALSE(isRootedPath(""));
+  // What follows the end of an empty path is no part of it.
+  EXPECT_FALSE(isRootedPath("\0:"));
   EXPECT_TRUE(sameFileName("Con.I", "cON.i"));
   EXPECT_FALSE(sameFileName("con", "con."));
   // Only ASCII letters fold: '[' and '{' differ in the same bit as a letter's cases.
