@@ -29,6 +29,10 @@ const char* loadMessageAt(int base, int offset);
 // Needs no memory layer, so it serves the banner too.
 char* loadMessageInto(size_t size, char* buffer, int id);
 
+// The same for text that stands alone on the console, as the banner and the help
+// do: in the console's own character set, where that differs.
+char* loadConsoleMessage(size_t size, char* buffer, int id);
+
 // Puts the language library `path` in force. False, with nothing changed, if
 // there is no such file or if it holds no text of the catalogue.
 bool useLanguageLibrary(const char* path);

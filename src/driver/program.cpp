@@ -45,7 +45,7 @@ void printText(const char* text) {
 
 static void printMessage(MessageId id) {
   char text[messageTextLimit];
-  printText(loadMessageInto(sizeof text, text, id));
+  printText(loadConsoleMessage(sizeof text, text, id));
 }
 
 static void printBanner() {
@@ -121,17 +121,25 @@ static void processFile(const char* path) {
   optionImage.forceCplusplus = outer;
 }
 
+// Turns the ASCII capitals of `path` into lower case.
+static void toLowerCase(char* path) {
+  for (; *path != 0; path += pathCharLength(path))
+    if (*path >= 'A' && *path <= 'Z') *path = char(*path + ('a' - 'A'));
+}
+
 // Runs every file that `pattern` matches. False if there is none.
 static bool forEachMatch(void (*callback)(const char* path), const char* pattern) {
   FileMatches* const matches = findFiles(pattern);
   if (matches == nullptr) return false;
   const size_t directoryLength = splitPath(pattern).nameStart;
+  const bool folded = foldsFileNames(pattern);
   while (const char* const name = nextMatch(matches)) {
     char path[sourcePathSize];
     const size_t nameLength = std::strlen(name);
     if (directoryLength + nameLength >= sizeof path) continue;
     std::memcpy(path, pattern, directoryLength);
     std::memcpy(path + directoryLength, name, nameLength + 1);
+    if (folded) toLowerCase(path);
     callback(path);
   }
   closeMatches(matches);

@@ -126,7 +126,7 @@ struct ExprNode {
   int16_t typeKind;  // the kind of `type`, 0 for the error node
   uint32_t flags;    // Qualifier and NodeFlag bits
   TypeNode* type;    // of the value
-  union {
+  union alignas(8) {
     ExprOperands operand;  // of operators
     uint32_t value;        // opIntConst: the word, reduced to the width of its type
     uint64_t longValue;    // opLongConst
@@ -134,6 +134,7 @@ struct ExprNode {
   };
 };
 
+// The same on hosts of either pointer size: an arena chunk holds as many nodes.
 static_assert(sizeof(ExprNode) == 32 && offsetof(ExprNode, operand) == 16);
 
 constexpr bool isComparison(int op) {

@@ -20,3 +20,7 @@ FileMatches* findFiles(const char* pattern);
 const char* nextMatch(FileMatches* matches);
 
 void closeMatches(FileMatches* matches);
+
+// True if the names that `pattern` matches are to be put into lower case, as on a
+// volume that does not keep the case of names.
+bool foldsFileNames(const char* pattern);

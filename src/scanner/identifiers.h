@@ -26,6 +26,10 @@ struct IdentEntry {
   const Byte* spelling() const { return &firstByte; }
 };
 
+// Nothing lies between the fields: names are the bulk of a unit's memory. On a
+// 32-bit host the spelling follows ten bytes.
+static_assert(offsetof(IdentEntry, firstByte) == sizeof(void*) + 6);
+
 constexpr int hashChainCount = 32768;
 
 // Chain heads: offsets of entries in the SAVE region, 0 for an empty chain.

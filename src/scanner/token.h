@@ -66,12 +66,14 @@ struct FloatTokenValue {
   Byte typeTag;
 };
 
-// The current token. Copied whole, by assignment.
+// The current token. Copied whole, by assignment: 32 bytes, two moves of a wide
+// register, on hosts of either pointer size. Ten words would hold a floating value
+// as the x87 stores it on a 32-bit host; its ten bytes are enough.
 struct TokenState {
   int32_t code;  // TokenCode; tokNone before the first token and in an empty twin
   int32_t file;  // index of the source file in which the token starts
   int32_t line;  // currentLine where the token starts
-  union {
+  union alignas(8) {
     IdentEntry* entry;  // tokIdent and keywords
     IntTokenValue integer;
     LongTokenValue longInteger;

@@ -1,0 +1,173 @@
+// The break signal, hardware faults and stack overflow.
+//
+// Faults go the way of structured exceptions, along the chain of handlers that
+// begins at fs:0. A stack guard is a link of that chain in the frame of
+// runWithStackGuard: it takes the stack overflow alone, puts the guard page back
+// and goes on behind the guarded call. What no link takes comes to the filter at
+// the end of the chain, which is ours: it dismisses the notices that are no
+// faults, and hands everything else to the program's filter.
+//
+// The run-time's longjmp, which a fatal error uses, unwinds the chain itself: a
+// guard that it passes is told so, and is no link any more.
+//
+// A break arrives in a thread that the system makes for it. The main thread is
+// stopped first, and nothing is called then that could wait for it: no heap, no
+// run-time.
+
+#include "platform/faults.h"
+
+#include <malloc.h>
+#include <windows.h>
+
+#include "platform/files.h"
+#include "platform/system_win32.h"
+
+using FaultFilter = void(const FaultRecord& record);
+using BreakHandler = void();
+
+constexpr int faultDepthLimit = 8;
+constexpr ULONG filterStackRoom = 0x10000;  // left for a filter when the stack is used up outside any guard
+
+static constinit FaultFilter* faultFilter = nullptr;
+static constinit BreakHandler* breakHandler = nullptr;
+static constinit int faultDepth = 0;  // faults being handled: one in a filter is the second
+static constinit LPTOP_LEVEL_EXCEPTION_FILTER formerFilter = nullptr;
+static constinit bool filterInstalled = false;
+static constinit HANDLE mainThread = nullptr;
+
+// True for the notices that debugging run-times raise as exceptions.
+static bool isNotice(DWORD code) {
+  return (code & 0xFFFF0000) == 0xC0010000;
+}
+
+// The start of the module that holds this program's code.
+static uintptr_t programBase() {
+  MEMORY_BASIC_INFORMATION block;
+  if (VirtualQuery(reinterpret_cast<const void*>(&programBase), &block, sizeof block) == 0) return 0;
+  return reinterpret_cast<uintptr_t>(block.AllocationBase);
+}
+
+// The end of the chain. The system may call it with any alignment of the stack.
+[[gnu::force_align_arg_pointer]] static LONG WINAPI onFault(EXCEPTION_POINTERS* fault) {
+  if (isNotice(fault->ExceptionRecord->ExceptionCode)) return EXCEPTION_CONTINUE_EXECUTION;
+  if (faultFilter != nullptr && faultDepth < faultDepthLimit) {
+    ++faultDepth;
+    faultFilter(
+        FaultRecord{reinterpret_cast<uintptr_t>(fault->ExceptionRecord->ExceptionAddress), programBase()});
+    --faultDepth;
+  }
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+
+void installFaultFilter(void (*filter)(const FaultRecord& record)) {
+  faultDepth = 0;
+  faultFilter = filter;
+  if (filterInstalled) return;
+  filterInstalled = true;
+  formerFilter = SetUnhandledExceptionFilter(onFault);
+  ULONG room = filterStackRoom;
+  SetThreadStackGuarantee(&room);
+}
+
+void removeFaultFilter() {
+  faultFilter = nullptr;
+  if (!filterInstalled) return;
+  filterInstalled = false;
+  SetUnhandledExceptionFilter(formerFilter);
+}
+
+// --- Stack overflow ---
+
+// A link of the chain, with what is needed to go on behind the guarded call.
+struct StackGuard {
+  EXCEPTION_REGISTRATION_RECORD link;
+  void* context[5];  // of __builtin_setjmp
+};
+
+static constinit StackGuard* overflowedGuard = nullptr;
+
+static EXCEPTION_REGISTRATION_RECORD* firstLink() {
+  EXCEPTION_REGISTRATION_RECORD* link;
+  asm volatile("movl %%fs:0, %0" : "=r"(link));
+  return link;
+}
+
+static void setFirstLink(EXCEPTION_REGISTRATION_RECORD* link) {
+  asm volatile("movl %0, %%fs:0" : : "r"(link) : "memory");
+}
+
+// Where the thread goes on after an overflow, with the stack of the guard's frame
+// to work on: the frames that overflowed are gone.
+[[noreturn, gnu::force_align_arg_pointer]] static void leaveOverflowedStack() {
+  _resetstkoflw();
+  __builtin_longjmp(overflowedGuard->context, 1);
+}
+
+// The handler of a guard's link.
+[[gnu::force_align_arg_pointer]] static EXCEPTION_DISPOSITION __cdecl onGuardedFault(EXCEPTION_RECORD* fault,
+                                                                                     void* link,
+                                                                                     CONTEXT* registers,
+                                                                                     void*) {
+  constexpr DWORD unwindingFlags = 6;
+  if ((fault->ExceptionFlags & unwindingFlags) != 0) return ExceptionContinueSearch;
+  if (fault->ExceptionCode != DWORD(EXCEPTION_STACK_OVERFLOW)) return ExceptionContinueSearch;
+  // The link is the first field of its guard. The frames between the guard and
+  // the fault may have linked themselves too: they go with their stack.
+  constexpr uintptr_t frameRoom = 0x400;  // keeps clear of what the guard's frame has below the guard
+  overflowedGuard = static_cast<StackGuard*>(link);
+  setFirstLink(&overflowedGuard->link);
+  registers->Esp = DWORD(reinterpret_cast<uintptr_t>(link) - frameRoom);
+  registers->Eip = DWORD(reinterpret_cast<uintptr_t>(&leaveOverflowedStack));
+  return ExceptionContinueExecution;
+}
+
+// Runs the guarded call in a frame of its own, so that nothing of the landing
+// place lives in a register.
+[[gnu::noinline]] static bool runGuarded(StackGuard& guard, void (*body)(void*), void* argument) {
+  if (__builtin_setjmp(guard.context) != 0) return false;
+  body(argument);
+  return true;
+}
+
+[[gnu::noinline]] bool runWithStackGuard(void (*body)(void*), void* argument) {
+  StackGuard guard;
+  guard.link.Next = firstLink();
+  guard.link.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(onGuardedFault);
+  setFirstLink(&guard.link);
+  const bool returned = runGuarded(guard, body, argument);
+  setFirstLink(guard.link.Next);
+  return returned;
+}
+
+// --- The break signal ---
+
+// Held by the main thread where a break must wait, and by a break from its first step on.
+static SRWLOCK breakLock = SRWLOCK_INIT;
+
+void holdBreaks() {
+  AcquireSRWLockExclusive(&breakLock);
+}
+
+void releaseBreaks() {
+  ReleaseSRWLockExclusive(&breakLock);
+}
+
+// Runs in a thread of its own on each of the console's signals.
+[[gnu::force_align_arg_pointer]] static BOOL WINAPI onBreak(DWORD) {
+  holdBreaks();
+  // A thread that asks for its own state has stopped by the time of the answer.
+  CONTEXT state{};
+  state.ContextFlags = CONTEXT_CONTROL;
+  if (SuspendThread(mainThread) != DWORD(-1)) GetThreadContext(mainThread, &state);
+  breakHandler();
+  // The handler's promise not to return is not relied on: a break ends the process.
+  endProcessNow(255);
+}
+
+void installBreakHandler(void (*handler)()) {
+  breakHandler = handler;
+  if (mainThread != nullptr) return;
+  const HANDLE process = GetCurrentProcess();
+  DuplicateHandle(process, GetCurrentThread(), process, &mainThread, 0, FALSE, DUPLICATE_SAME_ACCESS);
+  SetConsoleCtrlHandler(onBreak, TRUE);
+}
