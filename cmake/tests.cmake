@@ -1,5 +1,9 @@
 # Test programs: the cases that run the real program, the faults, the rules on the sources, and one
 # unit test program from tests/unit. GoogleTest comes from the system.
+if(WIN32)
+  include(cmake/windows_tests.cmake)
+  return()
+endif()
 find_package(GTest QUIET)
 if(NOT GTest_FOUND)
   message(STATUS "GoogleTest is not installed: no tests are built")

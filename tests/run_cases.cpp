@@ -18,6 +18,7 @@
 //   --- status N          the exit status
 //   --- as-is             no second run with other line ends
 //   --- alone             no second run behind a unit that ended in a fatal error
+//   --- linux REASON      no run of the program for Windows (VSP_HOST=windows), where this can't hold
 //
 // One empty line in front of the next case belongs to neither.
 //
@@ -50,6 +51,7 @@ struct Case {
   bool hasOut = false, hasErr = false;
   int status = -1;
   bool asIs = false, alone = false;
+  std::string linuxReason;  // why it can't hold on Windows; empty if it can
 };
 
 enum class Variant { plain, crLf, lfCr, cr, second };
@@ -151,6 +153,8 @@ void addSection(Case& result, const std::string& head, const std::string& text) 
     result.asIs = true;
   } else if (keyword == "alone") {
     result.alone = true;
+  } else if (keyword == "linux" && !rest.empty()) {
+    result.linuxReason = rest;
   } else {
     fprintf(stderr, "%s: unknown keyword '%s'\n", result.place.c_str(), keyword.c_str());
     exit(2);
@@ -317,6 +321,7 @@ void compareOutputs(const Case& one, Variant variant, const std::filesystem::pat
 
 // Runs a case in one of its variants.
 void runCase(const Case& one, Variant variant) {
+  if (!one.linuxReason.empty() && placeOf("VSP_HOST", "linux") == "windows") GTEST_SKIP() << one.linuxReason;
   const ScratchDirectory scratch;
   const std::string lineEnd = variant == Variant::crLf   ? "\r\n"
                               : variant == Variant::lfCr ? "\n\r"

@@ -47,15 +47,47 @@ static uintptr_t programBase() {
   return reinterpret_cast<uintptr_t>(block.AllocationBase);
 }
 
-// The end of the chain. The system may call it with any alignment of the stack.
+// Hands a fault to the program's filter.
+static void tellFilter(const EXCEPTION_RECORD* fault) {
+  if (faultFilter == nullptr || faultDepth >= faultDepthLimit) return;
+  ++faultDepth;
+  faultFilter(FaultRecord{reinterpret_cast<uintptr_t>(fault->ExceptionAddress), programBase()});
+  --faultDepth;
+}
+
+static EXCEPTION_REGISTRATION_RECORD* firstLink() {
+  EXCEPTION_REGISTRATION_RECORD* link;
+  asm volatile("movl %%fs:0, %0" : "=r"(link));
+  return link;
+}
+
+static void setFirstLink(EXCEPTION_REGISTRATION_RECORD* link) {
+  asm volatile("movl %0, %%fs:0" : : "r"(link) : "memory");
+}
+
+// Flags of an exception that only tells a link that it is being removed.
+constexpr DWORD unwindingFlags = 6;
+
+// The handler of the link that stands while the filter runs: a fault of the
+// filter is one for the filter too. The system would end the process. Like all
+// that the system calls, it may find any alignment of the stack.
+[[gnu::force_align_arg_pointer]] static EXCEPTION_DISPOSITION __cdecl onFilterFault(EXCEPTION_RECORD* fault,
+                                                                                    void*, CONTEXT*, void*) {
+  if ((fault->ExceptionFlags & unwindingFlags) != 0) return ExceptionContinueSearch;
+  if (isNotice(fault->ExceptionCode)) return ExceptionContinueExecution;
+  tellFilter(fault);
+  return ExceptionContinueSearch;
+}
+
+// The end of the chain.
 [[gnu::force_align_arg_pointer]] static LONG WINAPI onFault(EXCEPTION_POINTERS* fault) {
   if (isNotice(fault->ExceptionRecord->ExceptionCode)) return EXCEPTION_CONTINUE_EXECUTION;
-  if (faultFilter != nullptr && faultDepth < faultDepthLimit) {
-    ++faultDepth;
-    faultFilter(
-        FaultRecord{reinterpret_cast<uintptr_t>(fault->ExceptionRecord->ExceptionAddress), programBase()});
-    --faultDepth;
-  }
+  EXCEPTION_REGISTRATION_RECORD link;
+  link.Next = firstLink();
+  link.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(onFilterFault);
+  setFirstLink(&link);
+  tellFilter(fault->ExceptionRecord);
+  setFirstLink(link.Next);
   return EXCEPTION_CONTINUE_SEARCH;
 }
 
@@ -86,16 +118,6 @@ struct StackGuard {
 
 static constinit StackGuard* overflowedGuard = nullptr;
 
-static EXCEPTION_REGISTRATION_RECORD* firstLink() {
-  EXCEPTION_REGISTRATION_RECORD* link;
-  asm volatile("movl %%fs:0, %0" : "=r"(link));
-  return link;
-}
-
-static void setFirstLink(EXCEPTION_REGISTRATION_RECORD* link) {
-  asm volatile("movl %0, %%fs:0" : : "r"(link) : "memory");
-}
-
 // Where the thread goes on after an overflow, with the stack of the guard's frame
 // to work on: the frames that overflowed are gone.
 [[noreturn, gnu::force_align_arg_pointer]] static void leaveOverflowedStack() {
@@ -108,7 +130,6 @@ static void setFirstLink(EXCEPTION_REGISTRATION_RECORD* link) {
                                                                                      void* link,
                                                                                      CONTEXT* registers,
                                                                                      void*) {
-  constexpr DWORD unwindingFlags = 6;
   if ((fault->ExceptionFlags & unwindingFlags) != 0) return ExceptionContinueSearch;
   if (fault->ExceptionCode != DWORD(EXCEPTION_STACK_OVERFLOW)) return ExceptionContinueSearch;
   // The link is the first field of its guard. The frames between the guard and
