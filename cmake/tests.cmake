@@ -51,6 +51,11 @@ if(EXISTS "${CMAKE_SOURCE_DIR}/tests/import_test.cpp")
   gtest_discover_tests(import_test TEST_PREFIX beside. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
 endif()
 
+# Of the program for Windows; run by scripts/test-windows.sh alone, which has Wine.
+addTestProgram(wine_test tests/wine_test.cpp)
+add_executable(start tests/windows/start.cpp)
+target_link_libraries(start PRIVATE vspFlags)
+
 if(EXISTS "${CMAKE_SOURCE_DIR}/tests/rules_test.cpp")
   add_executable(rules_test tests/rules_test.cpp)
   target_link_libraries(rules_test PRIVATE vspFlags GTest::gtest GTest::gtest_main)

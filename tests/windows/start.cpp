@@ -3,6 +3,8 @@
 //   start ARGUMENT...            runs drive_c/vsp/vsp32.exe of the prefix that stands beside this file
 //   NAME.exe (a link to start)   runs drive_c/vsp/NAME.exe
 //
+// The variable VSP_EXE names another program file, by its path on Linux.
+//
 // The arguments of a test are bytes in the program's code page; Wine takes UTF-8 and turns it into
 // that code page again. The environment goes on as it is, but for what Wine needs.
 
@@ -54,6 +56,9 @@ int main(int argc, char** argv) {
   name.erase(0, name.rfind('/') + 1);
   if (!name.ends_with(".exe")) name = "vsp32.exe";
 
+  std::string program = "c:\\vsp\\" + name;
+  if (const char* const other = std::getenv("VSP_EXE")) program = other;
+
   setenv("WINEPREFIX", (root + "/prefix").c_str(), 1);
   setenv("WINEDLLPATH", (root + "/i386").c_str(), 1);
   setenv("WINEDEBUG", "-all", 1);
@@ -64,7 +69,7 @@ int main(int argc, char** argv) {
   // The place of Wine's server is below it, and must be the same for all runs.
   unsetenv("TMPDIR");
 
-  std::vector<std::string> words = {"wine64", "c:\\vsp\\" + name};
+  std::vector<std::string> words = {"wine64", program};
   for (int i = 1; i < argc; i++) words.push_back(asUtf8(argv[i]));
   std::vector<char*> list;
   for (std::string& word : words) list.push_back(word.data());
