@@ -3,12 +3,11 @@
 # prints the best time of each and the ratio to ours:  bench/compare.sh [ RUNS ]
 # The three take turns, so that a slow moment of the machine falls on all of them. For the 200 small files
 # vsp32 runs once, the compilers once for each, since they put all outputs of one call into one stream.
-source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../scripts/common.sh"
 
 runs=${1:-7}
 cd "$root" || exit 1
-quietly configure release || exit 1
-quietly cmake --build --preset release --target vsp32 make_source || exit 1
+buildPreset release --target vsp32 make_source || exit 1
 program=$root/build/release/vsp32
 work=$root/build/compare
 rm -rf "$work"

@@ -1,13 +1,13 @@
-# The fuzz targets: each is one source over `core` with libFuzzer's main.
+# The fuzz targets: each is one source over `vspCore` with libFuzzer's main.
 if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   message(FATAL_ERROR "The fuzz targets need clang++")
 endif()
-file(GLOB fuzzSources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/fuzz/fuzz_*.cpp")
+file(GLOB fuzzSources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/fuzz/fuzz_*.cpp")
 foreach(fuzzSource IN LISTS fuzzSources)
   get_filename_component(name "${fuzzSource}" NAME_WE)
   add_executable(${name} "${fuzzSource}")
-  target_link_libraries(${name} PRIVATE core vspFlags)
-  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests/fuzz")
+  target_link_libraries(${name} PRIVATE vspCore vspFlags)
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests/fuzz")
   target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
 endforeach()

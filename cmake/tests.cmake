@@ -15,17 +15,17 @@ include(GoogleTest)
 function(addTestProgram name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE vspFlags GTest::gtest GTest::gtest_main)
-  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_compile_definitions(${name} PRIVATE
     VSP_PROGRAM="$<TARGET_FILE:vsp32>"
-    VSP_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
-    VSP_SCRATCH_DIR="${CMAKE_BINARY_DIR}/scratch")
+    VSP_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+    VSP_SCRATCH_DIR="${PROJECT_BINARY_DIR}/scratch")
   add_dependencies(${name} vsp32)
 endfunction()
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/run_cases.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/run_cases.cpp")
   addTestProgram(run_cases tests/run_cases.cpp)
-  file(GLOB caseFiles CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/cases/*.case")
+  file(GLOB caseFiles CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/cases/*.case")
   foreach(caseFile IN LISTS caseFiles)
     get_filename_component(theme "${caseFile}" NAME_WE)
     add_test(NAME cases.${theme} COMMAND run_cases "${caseFile}")
@@ -33,12 +33,17 @@ if(EXISTS "${CMAKE_SOURCE_DIR}/tests/run_cases.cpp")
   endforeach()
 endif()
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/faults_test.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/faults_test.cpp")
   addTestProgram(faults_test tests/faults_test.cpp)
   gtest_discover_tests(faults_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endif()
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/import_test.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/separators_test.cpp")
+  addTestProgram(separators_test tests/separators_test.cpp)
+  gtest_discover_tests(separators_test DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endif()
+
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/import_test.cpp")
   # Components as users write them, built without the sanitizers; the second has another entry.
   add_library(tlbreader MODULE tests/component/tlbreader.cpp)
   target_compile_definitions(tlbreader PRIVATE ENTRY=ReadTypeLibrary)
@@ -56,20 +61,20 @@ addTestProgram(wine_test tests/wine_test.cpp)
 add_executable(start tests/windows/start.cpp)
 target_link_libraries(start PRIVATE vspFlags)
 
-if(EXISTS "${CMAKE_SOURCE_DIR}/tests/rules_test.cpp")
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/rules_test.cpp")
   add_executable(rules_test tests/rules_test.cpp)
   target_link_libraries(rules_test PRIVATE vspFlags GTest::gtest GTest::gtest_main)
-  target_compile_definitions(rules_test PRIVATE VSP_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+  target_compile_definitions(rules_test PRIVATE VSP_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   add_test(NAME rules COMMAND rules_test)
 endif()
 
-file(GLOB unitSources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/tests/unit/*.cpp")
+file(GLOB unitSources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/unit/*.cpp")
 if(unitSources)
   addTestProgram(unit_tests ${unitSources})
-  target_link_libraries(unit_tests PRIVATE core)
+  target_link_libraries(unit_tests PRIVATE vspCore)
   # Object files for link-time optimisation want the same at this link.
   if(ipoSupported)
-    set_target_properties(unit_tests PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+    set_target_properties(unit_tests PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
   endif()
   gtest_discover_tests(unit_tests TEST_PREFIX unit. DISCOVERY_MODE PRE_TEST
     # The code page of a unit follows the user's locale.

@@ -7,13 +7,13 @@ enable_language(RC)
 target_compile_definitions(vspFlags INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX __USE_MINGW_ANSI_STDIO=1)
 
 # The catalogue goes into every program that links the core, the rest into the program alone.
-set(textResources "${CMAKE_CURRENT_SOURCE_DIR}/windows/texts.rc")
-set_property(SOURCE "${textResources}" APPEND PROPERTY INCLUDE_DIRECTORIES "${CMAKE_CURRENT_SOURCE_DIR}/src")
+set(textResources "${PROJECT_SOURCE_DIR}/windows/texts.rc")
+set_property(SOURCE "${textResources}" APPEND PROPERTY INCLUDE_DIRECTORIES "${PROJECT_SOURCE_DIR}/src")
 set_property(SOURCE "${textResources}" APPEND PROPERTY
-  OBJECT_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/src/diag/messages.def")
-set(versionResources "${CMAKE_CURRENT_SOURCE_DIR}/windows/version.rc")
+  OBJECT_DEPENDS "${PROJECT_SOURCE_DIR}/src/diag/messages.def")
+set(versionResources "${PROJECT_SOURCE_DIR}/windows/version.rc")
 set_property(SOURCE "${versionResources}" APPEND PROPERTY
-  OBJECT_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/windows/vsp32.manifest")
+  OBJECT_DEPENDS "${PROJECT_SOURCE_DIR}/windows/vsp32.manifest")
 
 target_sources(vsp32 PRIVATE "${textResources}" "${versionResources}")
 # The stack has the size that it has on other hosts, so that the same sources fit it.
@@ -23,9 +23,9 @@ target_link_options(vsp32 PRIVATE -s -Wl,--stack,0x800000 -Wl,--nxcompat -Wl,--d
 function(addLanguageLibrary name)
   get_filename_component(base "${name}" NAME_WE)
   get_filename_component(extension "${name}" EXT)
-  set(source "${CMAKE_CURRENT_SOURCE_DIR}/languages/${name}")
-  set(script "${CMAKE_CURRENT_SOURCE_DIR}/cmake/make_library.cmake")
-  set(resources "${CMAKE_CURRENT_BINARY_DIR}/${name}.rc")
+  set(source "${PROJECT_SOURCE_DIR}/languages/${name}")
+  set(script "${PROJECT_SOURCE_DIR}/cmake/make_library.cmake")
+  set(resources "${PROJECT_BINARY_DIR}/${name}.rc")
   add_custom_command(OUTPUT "${resources}"
     COMMAND "${CMAKE_COMMAND}" "-DINPUT=${source}" "-DOUTPUT=${resources}" -P "${script}"
     DEPENDS "${source}" "${script}" VERBATIM)
@@ -34,7 +34,7 @@ function(addLanguageLibrary name)
   set_target_properties(${target} PROPERTIES
     PREFIX "" OUTPUT_NAME "${base}" SUFFIX "${extension}" LINKER_LANGUAGE CXX
     LINK_OPTIONS "-nostdlib;-s;-Wl,-e,0"
-    LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}")
+    LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}")
 endfunction()
 
 addLanguageLibrary(vsp32.DEU)

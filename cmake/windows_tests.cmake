@@ -8,13 +8,13 @@ endif()
 add_library(googletest STATIC "${googletestDirectory}/src/gtest-all.cc" "${googletestDirectory}/src/gtest_main.cc")
 target_include_directories(googletest SYSTEM PUBLIC "${googletestDirectory}/include" PRIVATE "${googletestDirectory}")
 
-file(GLOB windowsTests CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/tests/windows/*_test.cpp")
+file(GLOB windowsTests CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/windows/*_test.cpp")
 add_executable(windows_test ${windowsTests} "${textResources}")
-target_link_libraries(windows_test PRIVATE core vspFlags googletest)
+target_link_libraries(windows_test PRIVATE vspCore vspFlags googletest)
 # The same room for the stack as the program has.
 target_link_options(windows_test PRIVATE -Wl,--stack,0x800000)
 if(ipoSupported)
-  set_target_properties(windows_test PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+  set_target_properties(windows_test PROPERTIES INTERPROCEDURAL_OPTIMIZATION_RELEASE ON)
 endif()
 
 # Components of both calling conventions, and one that lacks the entry.

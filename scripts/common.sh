@@ -1,11 +1,14 @@
-# Sourced by the other scripts: the place of the project, and the installing of what is missing.
+# Sourced by the other scripts: the place of the project, and what they do in common.
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# Whatever links led to the script.
+root=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.." && pwd)
 
 # Installs the packages that are given, quietly, and shows the output only if that fails.
 installPackages() {
+  [ "$#" -eq 0 ] || alone install installNow "$@"
+}
+installNow() {
   local log sudo=""
-  [ "$#" -gt 0 ] || return 0
   [ "$(id -u)" = 0 ] || sudo=sudo
   if ! command -v apt-get >/dev/null || { [ -n "$sudo" ] && ! command -v sudo >/dev/null; }; then
     echo "Please install: $*" >&2
@@ -41,9 +44,28 @@ quietly() {
   return "$status"
 }
 
+# Runs a command while no other script of this tree does the same:  alone NAME COMMAND...
+# Two that configure or build in one directory at once would break each other.
+alone() {
+  local name=$1
+  shift
+  mkdir -p "$root/build" || return
+  (flock 9 && "$@" 9>&-) 9>"$root/build/.$name.lock"
+}
+
 # Configures a preset, with ninja if the directory is new and ninja is there.
 configure() {
   local generator=()
   if [ ! -f "$root/build/$1/CMakeCache.txt" ] && command -v ninja >/dev/null; then generator=(-G Ninja); fi
   (cd "$root" && cmake --preset "$1" "${generator[@]}")
+}
+
+# Configures a preset and builds it:  buildPreset PRESET [ ARGUMENT... ]
+buildPreset() {
+  alone "$1" configureAndBuild "$@"
+}
+configureAndBuild() {
+  local preset=$1
+  shift
+  quietly configure "$preset" && (cd "$root" && quietly cmake --build --preset "$preset" "$@")
 }

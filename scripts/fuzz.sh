@@ -2,7 +2,7 @@
 # Runs each fuzz target for some seconds under both sanitizers:  scripts/fuzz.sh [ SECONDS ]
 # The corpora stay in build/corpus; what a target finds is kept in build/finds and makes the exit
 # status 1.
-source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/common.sh"
 
 seconds=${1:-60}
 mapfile -t missing < <(missingPackages cmake cmake clang++ clang ninja ninja-build)
@@ -16,8 +16,7 @@ fi
 installPackages "${missing[@]}" || exit 1
 
 cd "$root" || exit 1
-quietly configure fuzz || exit 1
-quietly cmake --build --preset fuzz -j "$(nproc)" || exit 1
+buildPreset fuzz -j "$(nproc)" || exit 1
 mkdir -p build/finds
 scratch=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)")
 trap 'rm -rf "$scratch"' EXIT

@@ -19,7 +19,7 @@ mapfile -t missing < <(missingPackages cmake cmake g++ g++ ninja ninja-build set
 if [ "${#missing[@]}" -gt 0 ]; then
   command -v apt-get >/dev/null || notHere "there is no apt-get to install ${missing[*]}"
   if [ "$(id -u)" != 0 ] && ! sudo -n true 2>/dev/null; then notHere "only root can install ${missing[*]}"; fi
-  quietly installPackages "${missing[@]}" || notHere "these packages can't be installed: ${missing[*]}"
+  installPackages "${missing[@]}" >/dev/null 2>&1 || notHere "these packages can't be installed: ${missing[*]}"
 fi
 
 wine=$root/build/wine
@@ -34,11 +34,7 @@ makePrefix || notHere "Wine does not start here"
 
 # --- Builds ---
 
-buildAll() {
-  configure release && cmake --build build/release -j "$jobs" --target vsp32 run_cases wine_test start &&
-    configure windows && cmake --build build/windows -j "$jobs"
-}
-if ! quietly buildAll; then
+if ! buildPreset release -j "$jobs" --target vsp32 run_cases wine_test start || ! buildPreset windows -j "$jobs"; then
   echo "the build FAILED"
   echo "0 passed, 1 failed, 0 skipped"
   exit 1

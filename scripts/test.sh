@@ -1,11 +1,16 @@
 #!/usr/bin/env bash
 # Installs what the tests need, builds and tests with each preset of the list, checks the format and
 # runs clang-tidy:  scripts/test.sh [ preset... ]
+# Without a list also the checks of what no preset covers: a build within another project, the scripts.
 # The last line tells how many tests and checks passed and failed; the exit status is 1 if any did.
-source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/common.sh"
 
 presets=("$@")
-[ "${#presets[@]}" -gt 0 ] || presets=(release dev clang small-blocks)
+wholeRun=false
+if [ "${#presets[@]}" = 0 ]; then
+  wholeRun=true
+  presets=(release dev clang small-blocks)
+fi
 mapfile -t missing < <(missingPackages cmake cmake g++ g++ clang++ clang ninja ninja-build \
   clang-format clang-format clang-tidy clang-tidy)
 [ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
@@ -30,17 +35,23 @@ check() {
   fi
 }
 
+# Builds a preset and runs its tests, whose output goes to a file.
+buildAndTest() {
+  configureAndBuild "$1" -j "$jobs" && ctest --preset "$1" -j "$jobs" -V >"$2" 2>&1
+}
+
 # Builds a preset and adds up the results of its single tests.
 testPreset() {
-  local preset=$1 log ok bad
-  if ! quietly configure "$preset" || ! quietly cmake --build --preset "$preset" -j "$jobs"; then
+  local preset=$1 log status ok bad
+  log=$(mktemp)
+  alone "$preset" buildAndTest "$preset" "$log"
+  status=$?
+  if [ ! -s "$log" ]; then
+    rm -f "$log"
     failed=$((failed + 1))
     echo "$preset: the build FAILED"
     return
   fi
-  log=$(mktemp)
-  ctest --preset "$preset" -j "$jobs" -V >"$log" 2>&1
-  local status=$?
   # Lines of running tests have a number in front. A failing test is named twice: where it ran, with its
   # time, and in the list at the end.
   ok=$(grep -c '^[0-9]*: \[       OK \]' "$log")
@@ -66,6 +77,16 @@ testPreset() {
 mapfile -t ownFiles < <(find src tests bench -name '*.cpp' -o -name '*.h' -o -name '*.def' | grep -v '\.def$')
 check "format" clang-format --dry-run -Werror "${ownFiles[@]}"
 for preset in "${presets[@]}"; do testPreset "$preset"; done
+
+# The program within another project, optimised for debugging, without link-time optimisation.
+buildWithin() {
+  cmake -S tests/within -B build/within -G Ninja -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_FLAGS=-Werror \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo && cmake --build build/within --target vsp32
+}
+if [ "$wholeRun" = true ]; then
+  check "build within another project" alone within buildWithin
+  check "scripts" alone scripts tests/scripts_test.sh
+fi
 if [ -f build/clang/compile_commands.json ]; then
   tidy() {
     find src -name '*.cpp' -print0 |

@@ -58,8 +58,8 @@ fetchWindowsParts() {
   local options=(-o Dir::State="$wine/apt" -o Dir::State::lists="$wine/apt/lists" -o Dir::State::status=/dev/null
     -o Dir::Cache="$wine/apt/cache" -o Dir::Etc::sourcelist="$wine/apt/sources.list"
     -o Dir::Etc::sourceparts=- -o APT::Architectures=amd64,i386 -o APT::Sandbox::User=)
-  quietly apt-get "${options[@]}" -qq update || return 1
-  (cd "$wine/apt" && quietly apt-get "${options[@]}" -qq download "libwine:i386=$version") || return 1
+  apt-get "${options[@]}" -qq update >/dev/null 2>&1 || return 1
+  (cd "$wine/apt" && apt-get "${options[@]}" -qq download "libwine:i386=$version" >/dev/null 2>&1) || return 1
   dpkg-deb --fsys-tarfile "$wine"/apt/libwine_*_i386.deb |
     tar -x -C "$wine/i386" --strip-components=5 --wildcards './usr/lib/i386-linux-gnu/wine/i386-windows*' || return 1
   rm -rf "$wine/apt"
@@ -74,8 +74,8 @@ makePrefix() {
   rm -rf "$wine/prefix" "$wine/home"
   mkdir -p "$wine/prefix" "$wine/home"
   [ "$(id -u)" != 0 ] || chown $wineUser:$wineUser "$wine/prefix" "$wine/home"
-  quietly asTester 120 /usr/lib/wine/wine64 wineboot -i || return 1
-  quietly asTester 60 /usr/lib/wine/wineserver64 -w || return 1
+  asTester 120 /usr/lib/wine/wine64 wineboot -i >/dev/null 2>&1 || return 1
+  asTester 60 /usr/lib/wine/wineserver64 -w || return 1
   [ -e "$wine/prefix/drive_c/windows/syswow64/kernel32.dll" ] || return 1
   asTester 10 mkdir -p "$wine/prefix/drive_c/vsp" "$wine/prefix/drive_c/scratch" || return 1
   touch "$wine/prefix/made"

@@ -71,13 +71,15 @@ struct RunSetup {
   std::function<void()> inChild;                   // limits; runs in the child before the program
   std::function<void(pid_t)> inParent;             // runs beside the program
   std::string program = placeOf("VSP_PROGRAM", VSP_PROGRAM);
+  unsigned seconds = 60;  // after which the run is killed
 };
 
 // What a run left behind.
 struct RunResult {
-  int status = -1;  // exit status, or 1000 + the signal that ended it
-  std::string out;  // standard output
-  std::string err;  // standard error
+  int status = -1;        // exit status, or 1000 + the signal that ended it
+  bool timedOut = false;  // the run took all its seconds
+  std::string out;        // standard output
+  std::string err;        // standard error
 };
 
 // Runs the program and waits for it.
@@ -113,7 +115,7 @@ inline RunResult run(const RunSetup& setup) {
     close(out);
     close(err);
     // A run that hangs ends by this signal, and the test fails in place of the whole suite.
-    alarm(120);
+    alarm(setup.seconds);
     if (setup.inChild) setup.inChild();
     execve(argv[0], argv.data(), envp.data());
     _exit(97);
@@ -123,6 +125,7 @@ inline RunResult run(const RunSetup& setup) {
   waitpid(child, &status, 0);
   RunResult result;
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+  result.timedOut = result.status == 1000 + SIGALRM;
   result.out = readFile(outPath);
   result.err = readFile(errPath);
   std::filesystem::remove(outPath);

@@ -32,6 +32,20 @@
 // The runs of a case: as written; with CR LF; with LF CR; with CR, whose outputs are compared without
 // their markers, since a file that ends in a lone CR is one line shorter; and behind a unit that is
 // stopped by an error limit in the middle of a macro argument within a directive, in one process.
+//
+// A run that takes ten seconds (or $VSP_CASE_SECONDS) is killed and fails its case.
+//
+// With VSP_TWIN another program runs each case as well, and must give the same bytes: all of both streams,
+// and of all files.
+//
+// With --update the cases, or those of --gtest_filter, run as written, and what the program gives takes
+// the place of what the file expects; sections that a case hasn't yet are added.
+
+#include <sys/resource.h>
+
+#include <deque>
+#include <optional>
+#include <set>
 
 #include "check.h"
 
@@ -40,7 +54,10 @@ namespace {
 // One case as it was read.
 struct Case {
   std::string name;
-  std::string place;  // file and line, for the report
+  std::string place;                                          // file and line, for the report
+  std::vector<std::string> lines;                             // as they stand in the file
+  std::vector<std::pair<std::string, std::string>> sections;  // head and text, in their order
+  bool changed = false;                                       // `sections` differs from the file
   std::vector<std::pair<std::string, std::string>> files;
   std::vector<std::string> arguments;
   std::map<std::string, std::string> environment;
@@ -123,6 +140,7 @@ std::vector<std::string> splitWords(const std::string& text) {
 
 // Puts one section into its case.
 void addSection(Case& result, const std::string& head, const std::string& text) {
+  result.sections.emplace_back(head, text);
   const size_t blank = head.find(' ');
   const std::string keyword = head.substr(0, blank);
   const std::string rest = blank == std::string::npos ? "" : head.substr(blank + 1);
@@ -161,6 +179,12 @@ void addSection(Case& result, const std::string& head, const std::string& text) 
   }
 }
 
+// The exit status of a run with these messages, if the case names no other.
+int statusOf(const std::string& messages) {
+  const std::string lines = "\n" + messages;
+  return lines.find("\nError ") != std::string::npos || lines.find("\nFatal ") != std::string::npos;
+}
+
 // Reads all cases of a file.
 std::vector<Case> readCases(const std::filesystem::path& path) {
   std::vector<Case> cases;
@@ -180,8 +204,12 @@ std::vector<Case> readCases(const std::filesystem::path& path) {
       Case next;
       next.name = line.substr(4);
       next.place = path.filename().string() + ":" + std::to_string(number);
+      next.lines.push_back(line);
       cases.push_back(next);
-    } else if (line.starts_with("--- ")) {
+      continue;
+    }
+    if (!cases.empty()) cases.back().lines.push_back(line);
+    if (line.starts_with("--- ")) {
       finishSection();
       head = line.substr(4);
       inSection = true;
@@ -192,10 +220,7 @@ std::vector<Case> readCases(const std::filesystem::path& path) {
   finishSection();
   for (Case& one : cases) {
     if (one.arguments.empty() && !one.files.empty()) one.arguments = {one.files.front().first};
-    if (one.status < 0) {
-      const std::string lines = "\n" + one.messages;
-      one.status = lines.find("\nError ") != std::string::npos || lines.find("\nFatal ") != std::string::npos;
-    }
+    if (one.status < 0) one.status = statusOf(one.messages);
   }
   return cases;
 }
@@ -245,8 +270,8 @@ std::string exactForm(const std::string& text) {
   return result + "\n";
 }
 
-// Compares a stream with its expected text, line by line, so that a rest can be left open.
-void compareStream(const std::string& expected, const std::string& actual, const char* stream) {
+// A stream with the lines of its expected text that leave their rest open in place of those they match.
+std::string withOpenLines(const std::string& expected, const std::string& actual) {
   const std::vector<std::string> want = splitLines(expected), got = splitLines(actual);
   std::string shown;
   for (size_t i = 0; i < got.size(); i++) {
@@ -258,11 +283,20 @@ void compareStream(const std::string& expected, const std::string& actual, const
       shown += got[i] + "\n";
     }
   }
+  return shown;
+}
+
+// The expected text of a stream without its escapes, but for open rests.
+std::string decodeStream(const std::string& expected) {
   std::string decoded;
-  for (const std::string& line : want) {
+  for (const std::string& line : splitLines(expected)) {
     decoded += (line.ends_with("{{*}}") ? line : decode(line, "\n")) + "\n";
   }
-  EXPECT_EQ(decoded, shown) << stream;
+  return decoded;
+}
+
+void compareStream(const std::string& expected, const std::string& actual, const char* stream) {
+  EXPECT_EQ(decodeStream(expected), withOpenLines(expected, actual)) << stream;
 }
 
 // The messages that don't belong to the failing unit.
@@ -319,24 +353,71 @@ void compareOutputs(const Case& one, Variant variant, const std::filesystem::pat
   }
 }
 
-// Runs a case in one of its variants.
-void runCase(const Case& one, Variant variant) {
-  if (!one.linuxReason.empty() && placeOf("VSP_HOST", "linux") == "windows") GTEST_SKIP() << one.linuxReason;
-  const ScratchDirectory scratch;
+// How long a run may take.
+unsigned caseSeconds() {
+  const char* const value = std::getenv("VSP_CASE_SECONDS");
+  return value != nullptr ? unsigned(std::stoul(value)) : 10;
+}
+
+// Writes the files of a case and runs the program.
+RunResult runProgram(const Case& one, Variant variant, const std::filesystem::path& directory,
+                     const std::string& program = RunSetup().program) {
   const std::string lineEnd = variant == Variant::crLf   ? "\r\n"
                               : variant == Variant::lfCr ? "\n\r"
                               : variant == Variant::cr   ? "\r"
                                                          : "\n";
-  for (const auto& [name, text] : one.files) writeFile(scratch.path() / name, decode(text, lineEnd));
+  for (const auto& [name, text] : one.files) writeFile(directory / name, decode(text, lineEnd));
   RunSetup setup;
-  setup.directory = scratch.path();
+  setup.directory = directory;
+  setup.program = program;
   setup.arguments = one.arguments;
   setup.environment = one.environment;
+  setup.seconds = caseSeconds();
+  setup.inChild = [] {
+    // A program that writes for ever must not fill the disk until its time is over.
+    const rlimit limit = {rlim_t{1} << 28, rlim_t{1} << 28};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  };
   if (variant == Variant::second) {
-    writeFile(scratch.path() / failingName, failingText());
+    writeFile(directory / failingName, failingText());
     setup.arguments.insert(setup.arguments.begin() + sourceArgument(one), failingName);
   }
-  const RunResult result = run(setup);
+  return run(setup);
+}
+
+// The contents of all files below a directory, by their names.
+std::map<std::string, std::string> filesBelow(const std::filesystem::path& directory) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+    if (entry.is_regular_file()) files[entry.path().lexically_relative(directory)] = readFile(entry.path());
+  }
+  return files;
+}
+
+// Runs the case with the other program too, which must give the same bytes everywhere.
+void compareWithTwin(const Case& one, Variant variant, const std::string& twin, const RunResult& result,
+                     const std::filesystem::path& directory) {
+  const ScratchDirectory scratch;
+  const RunResult other = runProgram(one, variant, scratch.path(), twin);
+  EXPECT_EQ(other.out, result.out) << "standard output of the two programs";
+  EXPECT_EQ(other.err, result.err) << "standard error of the two programs";
+  EXPECT_EQ(other.status, result.status) << "status of the two programs";
+  EXPECT_EQ(filesBelow(scratch.path()), filesBelow(directory)) << "files of the two programs";
+}
+
+// Places of the cases that had to be killed; their other variants don't run.
+std::set<std::string> killedCases;
+
+// Runs a case in one of its variants.
+void runCase(const Case& one, Variant variant) {
+  if (!one.linuxReason.empty() && placeOf("VSP_HOST", "linux") == "windows") GTEST_SKIP() << one.linuxReason;
+  if (killedCases.contains(one.place)) GTEST_SKIP() << "killed in an earlier variant";
+  const ScratchDirectory scratch;
+  const RunResult result = runProgram(one, variant, scratch.path());
+  if (result.timedOut) {
+    killedCases.insert(one.place);
+    FAIL() << "the program was killed after " << caseSeconds() << " seconds";
+  }
   const std::string messages = messagesOf(result.out);
   if (variant == Variant::second) {
     EXPECT_EQ(one.messages, ownMessages(messages));
@@ -348,48 +429,170 @@ void runCase(const Case& one, Variant variant) {
   }
   compareStream(one.err, result.err, "stderr");
   compareOutputs(one, variant, scratch.path());
+  const std::string twin = placeOf("VSP_TWIN", "");
+  if (!twin.empty()) compareWithTwin(one, variant, twin, result, scratch.path());
 }
 
-// A test for one case in one variant.
+// --- Writing what a case expects ---
+
+// A text of whole lines as a section holds it.
+std::string encode(const std::string& text) {
+  std::string result;
+  for (size_t i = 0; i < text.size(); i++) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const bool lineStart = i == 0 || text[i - 1] == '\n';
+    const bool keyword = lineStart && (text.compare(i, 4, "=== ") == 0 || text.compare(i, 4, "--- ") == 0);
+    const bool plain = (byte >= ' ' && byte < 0x7F) || byte == '\t' || byte == '\n';
+    if (plain && !keyword && text.compare(i, 2, "{{") != 0) {
+      result += text[i];
+    } else {
+      const char* const digits = "0123456789ABCDEF";
+      result += std::string("{{") + digits[byte >> 4] + digits[byte & 15] + "}}";
+    }
+  }
+  if (!text.empty() && text.back() != '\n') result += "{{end}}\n";
+  return result;
+}
+
+// Makes `actual` the text of the section with this head, or drops the section if there is none. A
+// section that says the same stays as it is written.
+void setSection(Case& one, const std::string& head, const std::string& expected,
+                const std::optional<std::string>& actual) {
+  const auto found = std::find_if(one.sections.begin(), one.sections.end(),
+                                  [&](const auto& section) { return section.first == head; });
+  const bool exists = found != one.sections.end();
+  if (actual.has_value() == exists && (!exists || *actual == expected)) return;
+  one.changed = true;
+  if (!actual.has_value())
+    one.sections.erase(found);
+  else if (exists)
+    found->second = encode(*actual);
+  else
+    one.sections.emplace_back(head, encode(*actual));
+}
+
+std::optional<std::string> unlessEmpty(const std::string& text) {
+  return text.empty() ? std::nullopt : std::optional(text);
+}
+
+// Makes what the program gives the expectation of the case.
+void updateCase(Case& one) {
+  const ScratchDirectory scratch;
+  const RunResult result = runProgram(one, Variant::plain, scratch.path());
+  if (result.timedOut) FAIL() << "the program was killed after " << caseSeconds() << " seconds";
+  std::set<std::string> names;
+  for (const std::string& name : outputsIn(scratch.path())) names.insert(name);
+  for (const auto& [name, text] : one.files) names.erase(name);
+  for (const auto& [name, text] : one.outputs) names.insert(name);
+  for (const auto& [name, text] : one.exacts) names.insert(name);
+  for (const std::string& name : one.existing) {
+    names.erase(name);
+    if (!std::filesystem::exists(scratch.path() / name)) setSection(one, "exists " + name, "", std::nullopt);
+  }
+  for (const std::string& name : names) {
+    const bool exact = one.exacts.contains(name);
+    std::optional<std::string> actual;
+    if (std::filesystem::exists(scratch.path() / name)) {
+      const std::string written = readFile(scratch.path() / name);
+      actual = exact ? exactForm(written) : strip(written);
+    }
+    setSection(one, (exact ? "exact " : "output ") + name, exact ? one.exacts[name] : one.outputs[name],
+               actual);
+  }
+  const std::string messages = messagesOf(result.out);
+  setSection(one, "messages", one.messages, unlessEmpty(messages));
+  if (one.hasOut)
+    setSection(one, "stdout", decodeStream(one.out), withOpenLines(one.out, plainLineEnds(result.out)));
+  setSection(one, "stderr", decodeStream(one.err), unlessEmpty(withOpenLines(one.err, result.err)));
+  if (result.status != one.status) setSection(one, "status " + std::to_string(one.status), "", std::nullopt);
+  if (result.status != statusOf(messages)) setSection(one, "status " + std::to_string(result.status), "", "");
+}
+
+// Writes a file of cases again, with the sections of those that have changed.
+void writeCases(const std::filesystem::path& path, const std::vector<Case>& cases) {
+  std::string text;
+  for (const std::string& line : splitLines(readFile(path))) {
+    if (line.starts_with("=== ")) break;
+    text += line + "\n";
+  }
+  for (const Case& one : cases) {
+    for (const std::string& line : one.lines) {
+      if (one.changed && line.starts_with("--- ")) break;
+      text += line + "\n";
+    }
+    if (!one.changed) continue;
+    printf("%s: %s: written\n", one.place.c_str(), one.name.c_str());
+    for (const auto& [head, body] : one.sections) text += "--- " + head + "\n" + body;
+    if (&one != &cases.back()) text += "\n";
+  }
+  writeFile(path, text);
+}
+
+// A test for one case: a run in one variant, or writing its expectation.
 class CaseTest : public testing::Test {
  public:
-  CaseTest(const Case& one, Variant variant) : case_(one), variant_(variant) {}
+  CaseTest(Case& one, Variant variant, bool update) : case_(one), variant_(variant), update_(update) {}
   void TestBody() override {
     SCOPED_TRACE(case_.place);
-    runCase(case_, variant_);
+    if (update_)
+      updateCase(case_);
+    else
+      runCase(case_, variant_);
   }
 
  private:
-  Case case_;
+  Case& case_;
   Variant variant_;
+  bool update_;
 };
 
-void addTest(const std::string& theme, const Case& one, Variant variant, const char* suffix) {
-  testing::RegisterTest(theme.c_str(), (one.name + suffix).c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                        [one, variant]() -> testing::Test* { return new CaseTest(one, variant); });
+// A file of cases, kept until all tests have run.
+struct CaseFile {
+  std::filesystem::path path;
+  std::vector<Case> cases;
+};
+
+// Adds the tests of one file.
+void addTests(CaseFile& file, bool update) {
+  const std::string theme = file.path.stem().string();
+  for (Case& one : file.cases) {
+    const auto add = [&](Variant variant, const char* suffix) {
+      testing::RegisterTest(
+          theme.c_str(), (one.name + suffix).c_str(), nullptr, nullptr, __FILE__, __LINE__,
+          [&one, variant, update]() -> testing::Test* { return new CaseTest(one, variant, update); });
+    };
+    add(Variant::plain, "");
+    if (update) continue;
+    if (!one.asIs) {
+      add(Variant::crLf, " (CR LF)");
+      add(Variant::lfCr, " (LF CR)");
+      add(Variant::cr, " (CR)");
+    }
+    if (!one.alone && sourceArgument(one) >= 0) add(Variant::second, " (second)");
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
+  bool update = false;
+  std::deque<CaseFile> files;
   for (int i = 1; i < argc; i++) {
-    const std::filesystem::path path = argv[i];
-    const std::vector<Case> cases = readCases(path);
-    if (cases.empty()) {
+    if (std::string(argv[i]) == "--update") {
+      update = true;
+      continue;
+    }
+    files.push_back({argv[i], readCases(argv[i])});
+    if (files.back().cases.empty()) {
       fprintf(stderr, "%s: no cases\n", argv[i]);
       return 2;
     }
-    for (const Case& one : cases) {
-      const std::string theme = path.stem().string();
-      addTest(theme, one, Variant::plain, "");
-      if (!one.asIs) {
-        addTest(theme, one, Variant::crLf, " (CR LF)");
-        addTest(theme, one, Variant::lfCr, " (LF CR)");
-        addTest(theme, one, Variant::cr, " (CR)");
-      }
-      if (!one.alone && sourceArgument(one) >= 0) addTest(theme, one, Variant::second, " (second)");
-    }
   }
-  return RUN_ALL_TESTS();
+  for (CaseFile& file : files) addTests(file, update);
+  const int status = RUN_ALL_TESTS();
+  if (update) {
+    for (const CaseFile& file : files) writeCases(file.path, file.cases);
+  }
+  return status;
 }

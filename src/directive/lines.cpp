@@ -42,8 +42,9 @@ void resetLineMarkers() {
 }
 
 static void emitNumber(int32_t value) {
-  char digits[40];
-  emitRun(asBytes(digits), size_t(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
+  char digits[16];
+  const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  for (const char* digit = digits; digit != end; ++digit) emitChar(Byte(*digit));
 }
 
 // Builds the marker of the present line anew. False if it cannot be kept.

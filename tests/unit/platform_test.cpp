@@ -261,6 +261,11 @@ TEST(Locale, LanguageAndCodePage) {
     EXPECT_STREQ(localeLanguage().text, row.language) << row.locale;
     EXPECT_EQ(systemCodePage(), row.codePage) << row.locale;
   }
+  for (const int part : {1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 15}) {
+    const std::string locale = "xx_XX.ISO-8859-" + std::to_string(part);
+    setLocale(locale.c_str(), nullptr, nullptr, nullptr);
+    EXPECT_EQ(systemCodePage(), 28590U + unsigned(part)) << locale;
+  }
   // Each question has a variable of its own, and an empty one does not count.
   setLocale("", "fr_CA", "ja_JP.SJIS", "de_DE.UTF-8");
   EXPECT_STREQ(localeLanguage().text, "FRC");
@@ -382,6 +387,27 @@ TEST(Faults, OverflowReturnsToTheInnermostGuard) {
   installFaultFilter([](const FaultRecord&) { _exit(9); });
   EXPECT_EXIT(overflow(nullptr), testing::ExitedWithCode(9), "");
   removeFaultFilter();
+}
+
+// Handlers stay as long as a guard needs them, and give way to those before them when none does.
+TEST(Faults, RemovingTheFilterLeavesGuardsAlone) {
+  EXPECT_FALSE(runWithStackGuard(
+      [](void*) {
+        installFaultFilter([](const FaultRecord&) { _exit(9); });
+        removeFaultFilter();
+        overflow(nullptr);
+      },
+      nullptr));
+  removeFaultFilter();
+  struct sigaction before {
+  }, after{};
+  sigaction(SIGSEGV, nullptr, &before);
+  installFaultFilter([](const FaultRecord&) { _exit(9); });
+  sigaction(SIGSEGV, nullptr, &after);
+  EXPECT_NE(before.sa_sigaction, after.sa_sigaction);
+  removeFaultFilter();
+  sigaction(SIGSEGV, nullptr, &after);
+  EXPECT_EQ(before.sa_sigaction, after.sa_sigaction);
 }
 
 void faultNow(void*) {
