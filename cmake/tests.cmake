@@ -43,6 +43,26 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/tests/separators_test.cpp")
   gtest_discover_tests(separators_test DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endif()
 
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/output_test.cpp")
+  addTestProgram(output_test tests/output_test.cpp)
+  gtest_discover_tests(output_test TEST_PREFIX outputs. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endif()
+
+# Every system call fails once. The library that does it takes the place of the C library's routines, as
+# the sanitizers do, so the two don't go together; and one of the other builds is enough, since what the
+# program asks of the system is the same in all of them.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND VSP_PROFILE STREQUAL ""
+   AND NOT VSP_SANITIZE AND NOT VSP_SCALAR_SEARCH)
+  add_library(failNth MODULE tests/preload/fail_nth.cpp)
+  target_link_libraries(failNth PRIVATE vspFlags ${CMAKE_DL_LIBS})
+  # No library of its own: that would make calls too.
+  target_link_options(failNth PRIVATE -static-libstdc++ -static-libgcc)
+  addTestProgram(fail_nth_test tests/fail_nth_test.cpp)
+  target_compile_definitions(fail_nth_test PRIVATE VSP_FAIL_NTH="$<TARGET_FILE:failNth>")
+  add_dependencies(fail_nth_test failNth)
+  gtest_discover_tests(fail_nth_test TEST_PREFIX faults. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endif()
+
 if(EXISTS "${PROJECT_SOURCE_DIR}/tests/import_test.cpp")
   # Components as users write them, built without the sanitizers; the second has another entry.
   add_library(tlbreader MODULE tests/component/tlbreader.cpp)

@@ -40,6 +40,13 @@ static_assert(LDBL_MANT_DIG == 64 && LDBL_MAX_EXP == 16384,
 // Bytes with a meaning of their own wherever text is read.
 constexpr Byte endOfTextByte = 0x1A;  // Ctrl-Z ends any text
 
+constexpr bool isLineEnd(Byte c) {
+  return c == '\n' || c == '\r';
+}
+constexpr bool isDigit(Byte c) {
+  return c >= '0' && c <= '9';
+}
+
 // Text of the program's own literals as bytes, and the reverse for messages.
 inline const Byte* asBytes(const char* text) {
   return reinterpret_cast<const Byte*>(text);

@@ -289,8 +289,11 @@ TEST_F(Languages, HostileTexts) {
   library("DEU", "224 E2209 %s|%s|%n|%99999d|%*s|%c|%ls|%\n4143 %s%n\n4142 %d%s%n\n540\n9999999999 x\n");
   EXPECT_EQ("a.c:\n%s%n E2209 a.c 1: none.h|%s|%n|%99999d|%*s|%c|%ls|%\n  a.c 3: \n1%s%n",
             runOver(faultySource).out);
-  library("DEU", "224 E2209" + std::string(600000, 's') + "\n4143 " + std::string(4000, '%') + "\n");
-  EXPECT_EQ("a.c:\n" + std::string(511, '%') + " E2209 a.c 1: " + std::string(505, 's') + "\n  a.c 3: \n",
+  // A diagnostic has 512 bytes, the words around it and the summary have 4096.
+  library("DEU", "224 E2209" + std::string(600000, 's') + "\n4143 " + std::string(5000, '%') + "\n4142 %d" +
+                     std::string(5000, 'e') + "\n");
+  EXPECT_EQ("a.c:\n" + std::string(4095, '%') + " E2209 a.c 1: " + std::string(505, 's') + "\n  a.c 3: \n1" +
+                std::string(4093, 'e'),
             runOver(faultySource).out);
 }
 

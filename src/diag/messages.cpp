@@ -8,7 +8,6 @@
 
 #include <cstring>
 
-#include "memory/memory.h"
 #include "platform/files.h"
 #include "platform/locale.h"
 #include "platform/string_table.h"
@@ -39,27 +38,17 @@ static bool tryLanguage(char* path, size_t stem, const LanguageName& language) {
 // one of the surroundings' language, by its three letters or the first two, else
 // the program's own texts.
 static void findMessageModule() {
-  constexpr size_t programPathSize = 256;
-  char program[programPathSize];
-  char path[programPathSize + sizeof(LanguageName)];
+  constexpr size_t pathSize = 256;
+  char program[pathSize];
+  char path[pathSize + sizeof(LanguageName)];
 
   useBuiltInMessages();
-  const size_t stem = languageStem(path, programPathSize);
-  if (stem == 0 || !programPath(program, programPathSize)) return;
+  const size_t stem = languageStem(path, pathSize);
+  if (stem == 0 || !programPath(program, pathSize)) return;
   LanguageName language = localeLanguage();
   if (tryLanguage(path, stem, configuredLocale(program)) || tryLanguage(path, stem, language)) return;
   language.text[2] = 0;
   tryLanguage(path, stem, language);
-}
-
-const char* loadMessage(int id) {
-  char text[messageTextLimit];
-  loadConsoleMessage(sizeof text, text, id);
-  return memCopy(text, std::strlen(text));
-}
-
-const char* loadMessageAt(int base, int offset) {
-  return loadMessage(base + offset);
 }
 
 char* loadMessageInto(size_t size, char* buffer, int id) {

@@ -18,19 +18,12 @@ constexpr int firstWarningId = 523;  // slot 0 of the warning switches
 
 constexpr size_t messageTextLimit = 0x1000;  // of a text, with its NUL
 
-// The text of `id` as a copy that lives until the unit ends. An identifier that
-// the catalogue in force does not hold gives an empty text.
-const char* loadMessage(int id);
-
-// loadMessage(base + offset).
-const char* loadMessageAt(int base, int offset);
-
 // The text of `id` into `buffer` of `size` bytes, cut to fit. Returns `buffer`.
-// Needs no memory layer, so it serves the banner too.
+// An identifier that the catalogue in force does not hold gives an empty text.
 char* loadMessageInto(size_t size, char* buffer, int id);
 
-// The same for text that stands alone on the console, as the banner and the help
-// do: in the console's own character set, where that differs.
+// The same in the console's own character set, where that differs: for the banner,
+// the help, the summary, and texts that become part of another.
 char* loadConsoleMessage(size_t size, char* buffer, int id);
 
 // Puts the language library `path` in force. False, with nothing changed, if

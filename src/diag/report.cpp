@@ -15,24 +15,18 @@
 #include <charconv>
 #include <cstring>
 
+#include "diag/fatal.h"
+#include "diag/position.h"
+#include "diag/warnings.h"
 #include "platform/files.h"
-
-// Called from here, defined later:
-#include "driver/output.h"
-#include "driver/program.h"
-#include "input/position.h"
-#include "options/option_image.h"
-#include "options/warnings.h"
-#include "scanner/identifiers.h"
-#include "scanner/token.h"
 
 constinit uint32_t errorCount = 0;
 constinit uint32_t messageCount = 0;
 constinit bool fatalSeen = false;
-constinit Byte* savedTextPtr = nullptr;
-constinit FatalTarget* fatalJump = nullptr;
+constinit MessageLimits messageLimits{};
 
-// Room for the text of one message; a longer one is cut.
+// Room for the text of one diagnostic; a longer one is cut. The words around it
+// have the room of any text.
 constexpr size_t diagnosticTextSize = 512;
 
 // The code in front of a diagnostic's text, and the blank behind it.
@@ -96,7 +90,7 @@ static void writeToConsole(const char* text) {
 }
 
 void writeMessage(MessageId id, DiagArg first) {
-  char text[diagnosticTextSize];
+  char text[messageTextLimit];
   formatMessage(loadConsoleMessage(sizeof text, text, id), &first, 1, writeToConsole);
 }
 
@@ -116,15 +110,24 @@ static void writePlace(const char* code, size_t length) {
   writeToConsole(": ");
 }
 
-// Takes back what was appended to tokenText for the message's argument.
-static void restoreTextPtr() {
-  if (savedTextPtr == nullptr) return;
-  tokenTextPtr = savedTextPtr;
-  savedTextPtr = nullptr;
+void reportLostConsole() {
+  char severity[diagnosticTextSize];
+  char text[diagnosticTextSize];
+  loadMessageInto(sizeof severity, severity, textError);
+  loadMessageInto(sizeof text, text, msgWriteFailed);
+  const bool hasCode = std::strlen(text) > codeLength + 1;
+  const size_t length = hasCode ? codeLength : std::strlen(text);
+  // If this is lost too, the status still tells.
+  (void)writeErrorStream(severity, std::strlen(severity));
+  (void)writeErrorStream(" ", 1);
+  (void)writeErrorStream(text, length);
+  (void)writeErrorStream(": ", 2);
+  if (hasCode) (void)writeErrorStream(text + codeLength + 1, std::strlen(text + codeLength + 1));
+  (void)writeErrorStream("\n", 1);
 }
 
 void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId severityWord) {
-  char severity[diagnosticTextSize];
+  char severity[messageTextLimit];
   char text[diagnosticTextSize];
   loadMessageInto(sizeof severity, severity, severityWord);
   loadMessageInto(sizeof text, text, id);
@@ -138,20 +141,14 @@ void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId sev
   formatMessage(hasCode ? text + codeLength + 1 : text, arguments, 2, writeToConsole);
   writeToConsole("\n");
   (void)flushConsole();
-  restoreTextPtr();
 }
 
-// Leaves the unit after a fatal message. With no level armed, as while switches
-// are read, there is no unit to leave and the process ends.
+// Leaves the unit after a fatal message.
 [[noreturn]] static void leaveUnit() {
   ++errorCount;
   ++messageCount;
   fatalSeen = true;
-  if (fatalJump == nullptr) {
-    abandonOutput();
-    endProcess(1);
-  }
-  longjmp(fatalJump->context, 2);
+  leaveLevel();
 }
 
 void reportFatal(MessageId id, DiagArg first) {
@@ -164,8 +161,7 @@ void reportFatal(MessageId id, DiagArg first) {
 
 void failOutOfMemory() {
   reportFatal(msgOutOfMemory);
-  abandonOutput();
-  endProcess(1);
+  leaveRun();
 }
 
 // Ends a unit that has reached a limit.
@@ -184,61 +180,13 @@ void reportError(MessageId id, DiagArg first, DiagArg second) {
   formatDiagnostic(id, first, second, textError);
   ++errorCount;
   ++messageCount;
-  if (reached(errorCount, optionImage.errorLimit) || reached(messageCount, optionImage.warningLimit))
+  if (reached(errorCount, messageLimits.errors) || reached(messageCount, messageLimits.warnings))
     stopAtLimit();
 }
 
 void reportWarning(MessageId id, DiagArg first) {
-  if (!warningOn[id - firstWarningId]) {
-    restoreTextPtr();
-    return;
-  }
-  if (fatalSeen) return;
+  if (!warningOn[id - firstWarningId] || fatalSeen) return;
   formatDiagnostic(id, first, {}, textWarning);
   ++messageCount;
-  if (reached(messageCount - errorCount, optionImage.warningLimit)) stopAtLimit();
-}
-
-void syntaxError(MessageId id) {
-  messageLine = tokenState.line;
-  if (id != noMessage) reportError(id);
-  if (lineMode) {
-    while (tokenState.code != tokEndOfFile && tokenState.code != tokEndOfLine) getToken();
-    return;
-  }
-  while (tokenState.code != tokEndOfFile && tokenState.code != tokSemicolon &&
-         tokenState.code != tokCloseBrace) {
-    getToken();
-    messageLine = tokenState.line;
-  }
-  // The brace belongs to whoever reads the block around the faulty text.
-  if (tokenState.code == tokCloseBrace) {
-    heldToken.code = tokNone;
-    ungetToken();
-  }
-}
-
-void errorAndSkip(MessageId id, DiagArg argument) {
-  reportError(id, argument);
-  syntaxError(noMessage);
-}
-
-// The spelling of a name; a keyword whose group is not installed has no entry.
-static const Byte* spellingOf(const IdentEntry* entry) {
-  return entry != nullptr ? entry->spelling() : asBytes("");
-}
-
-void errorIdent(MessageId id, const IdentEntry* entry) {
-  reportError(id, spellingOf(entry));
-}
-
-void warnIdent(MessageId id, const IdentEntry* entry) {
-  reportWarning(id, spellingOf(entry));
-}
-
-void overflowDiagnostic() {
-  if (optionImage.languageLevel == levelAnsi)
-    reportError(msgConstantTooLarge);
-  else
-    reportWarning(warnIntegerOverflow);
+  if (reached(messageCount - errorCount, messageLimits.warnings)) stopAtLimit();
 }

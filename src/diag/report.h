@@ -4,16 +4,12 @@
 //
 //   Error E2048 a.c 12: Unknown preprocessor directive: 'foo'
 //
-// Owns the counters of the unit and the target of fatal errors.
+// Owns the counters of the unit and the limits that stop it.
 
 #pragma once
 
-#include <setjmp.h>
-
 #include "base.h"
 #include "diag/messages.h"
-
-struct IdentEntry;
 
 // One value for a placeholder of a message: a text or a number.
 struct DiagArg {
@@ -35,22 +31,15 @@ extern uint32_t errorCount;    // errors, fatal ones included
 extern uint32_t messageCount;  // errors and warnings
 extern bool fatalSeen;         // a fatal error or a limit: all reporting is silent
 
-// A value of tokenTextPtr to put back after the next message; null if none.
-extern Byte* savedTextPtr;
+// How many messages stop a unit; 0 for any number. Set by the switches.
+struct MessageLimits {
+  Byte errors;    // -j: of errors
+  Byte warnings;  // -g: of warnings, and of errors and warnings together
+};
+extern MessageLimits messageLimits;
 
 // Clears the three counters; the start of a unit.
 void resetCounters();
-
-// One armed level of the non-local return. It lives in the frame of the
-// routine that arms it and links to the level outside.
-struct FatalTarget {
-  jmp_buf context;
-  FatalTarget* outer;
-};
-
-// The innermost armed level, null if none is. A fatal error jumps there with
-// the value 2.
-extern FatalTarget* fatalJump;
 
 // Takes the pieces of a formatted text, one after the other.
 using MessageSink = void (*)(const char* piece, size_t length);
@@ -64,15 +53,18 @@ void formatMessage(const char* text, const DiagArg* arguments, int count, Messag
 // Writes the text of `id` to standard output, with `first` in its placeholder.
 void writeMessage(MessageId id, DiagArg first = {});
 
+// Writes to the error stream that the console has lost text. For the end of a run.
+void reportLostConsole();
+
 // Writes one message line.
 void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId severityWord);
 
-// A fatal error. Returns only for msgInternalError, and when fatalSeen is set.
-// With no level armed it ends the process with status 1.
+// A fatal error: leaves by the jump of diag/fatal.h. Returns only for
+// msgInternalError, and when fatalSeen is set.
 VSP_COLD void reportFatal(MessageId id, DiagArg first = {});
 
 // "Out of memory" as a fatal error, for callers that cannot go on: during the
-// teardown that follows a fatal error it ends the process.
+// teardown that follows a fatal error it ends the run.
 [[noreturn]] VSP_COLD void failOutOfMemory();
 
 // An error; returns unless a limit stops the unit.
@@ -80,17 +72,3 @@ VSP_COLD void reportError(MessageId id, DiagArg first = {}, DiagArg second = {})
 
 // A warning, if it is switched on; returns likewise.
 VSP_COLD void reportWarning(MessageId id, DiagArg first = {});
-
-// An error at the current token, and recovery: in line mode to the end of the
-// line, else to the next ';' or '}'. noMessage only recovers.
-VSP_COLD void syntaxError(MessageId id);
-
-// reportError(id, argument), then the recovery of syntaxError.
-VSP_COLD void errorAndSkip(MessageId id, DiagArg argument);
-
-// A message with the spelling of a name.
-VSP_COLD void errorIdent(MessageId id, const IdentEntry* entry);
-VSP_COLD void warnIdent(MessageId id, const IdentEntry* entry);
-
-// Overflow of integer arithmetic: an error in strict mode, else a warning.
-VSP_COLD void overflowDiagnostic();

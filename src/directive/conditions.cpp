@@ -7,95 +7,23 @@
 
 #include "directive/conditions.h"
 
-#include <cstring>
-#include <new>
-
+#include "diag/position.h"
 #include "diag/report.h"
 #include "directive/directives.h"
+#include "expr/expr.h"
+#include "input/cond_stack.h"
 #include "input/frame.h"
 #include "input/guard.h"
-#include "input/multibyte.h"
+#include "input/macro_frames.h"
 #include "macro/define.h"
-#include "memory/memory.h"
+#include "names/names.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "output/advance_line.h"
 #include "scanner/byte_search.h"
 #include "scanner/char_class.h"
-#include "scanner/identifiers.h"
-#include "scanner/literals.h"
-#include "scanner/scan.h"
-
-// Called from here, defined later:
-#include "driver/advance_line.h"
-#include "expr/expr.h"
-
-constinit ConditionRecord* condStack = nullptr;
-
-static ConditionRecord* pushCondition(ConditionState state) {
-  ConditionRecord* const record = new (memAlloc(sizeof(ConditionRecord))) ConditionRecord;
-  record->next = condStack;
-  record->startLine = currentLine;
-  record->guardName = nullptr;
-  record->guardLine = 0;
-  record->state = state;
-  condStack = record;
-  return record;
-}
-
-static void popCondition() {
-  ConditionRecord* const record = condStack;
-  if (record == nullptr) return;
-  condStack = record->next;
-  memFree(record);
-}
-
-void dropConditions() {
-  while (condStack != nullptr) popCondition();
-}
-
-// --- Ends of lines ---
-
-static void ignoreByte(Byte) {}
-
-void skipLine(Byte c) {
-  for (;;) {
-    switch (c) {
-      case '\n':
-      case '\r': ungetChar(); return;
-      case endOfTextByte: endCurrentFile(); return;
-      case '/': {
-        const Byte d = nextChar();
-        if (d == '*')
-          scanBlockComment();
-        else if (d == '/')
-          scanLineComment();
-        else
-          ungetChar();
-        break;
-      }
-      case '\\': passSplice(); break;
-      case '"':
-      case '\'': copyLiteral(false, ignoreByte, c); break;
-      default:
-        if (isLeadByte(c)) nextChar();
-        break;
-    }
-    if (!anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
-    c = nextChar();
-  }
-}
-
-void checkLineEnd(Byte c) {
-  c = skipSpaceFrom(c);
-  if (!isLineEnd(c) && c != endOfTextByte) {
-    if (optionImage.languageLevel == levelAnsi)
-      reportIllegalCharacter(c);
-    else if (isLeadByte(c))
-      nextChar();
-    // The first character has gone by, a quote too; the rest is skipped.
-    c = ' ';
-  }
-  skipLine(c);
-}
+#include "scanner/skip.h"
+#include "scanner/token.h"
 
 // --- Skipping ---
 
@@ -232,7 +160,7 @@ static void skipGroup(bool groupTaken, bool elseAllowed, ConditionRecord* candid
   const int32_t startLine = currentLine;
   for (;;) {
     skipPlainLines();
-    Byte c = nextSignificantChar(nextChar());
+    Byte c = skipSpaceFrom(nextChar());
     if (c == endOfTextByte) {
       reportError(msgEndInConditional, startLine);
       directiveId = directiveNone;
@@ -274,14 +202,10 @@ static void enterGroup(bool holds) {
 
 // --- #if ---
 
-// Evaluates the condition of the line. What the declaration reader of an outer
-// expression knows survives.
+// Evaluates the condition of the line.
 static bool evaluateCondition() {
-  const DeclState saved = declState;
   int32_t value = 0;
-  const bool holds = evaluateConstant(value, evaluateDirective) && value != 0;
-  declState = saved;
-  return holds;
+  return evaluateConstant(value, evaluateDirective) && value != 0;
 }
 
 void ifDirective(Byte) {
@@ -291,12 +215,30 @@ void ifDirective(Byte) {
   enterGroup(holds);
 }
 
-// The group of the candidate on top has ended: pops its record, and the guard
-// logic looks at the rest of the file, beginning with `c`.
+// The #endif of the guard candidate on top has been read, `c` is the character
+// after it: looks whether the rest of the file is blank, and notes the guard if so.
 static void endCandidate(Byte c) {
-  const ConditionRecord record = *condStack;
+  const ConditionRecord candidate = *condStack;
   popCondition();
-  endOfGuardedGroup(c, record.guardName, record.guardLine);
+  const int32_t lastLine = messageLine;
+  checkLineEnd(c);
+  c = nextChar();
+  while (isLineEnd(c)) {
+    countNewline(c);
+    c = skipSpaceFrom(0);
+  }
+  if (c == endOfTextByte) {
+    addGuard(currentFileName, candidate.guardName);
+    if (currentFileFrame != nullptr) {
+      currentFileFrame->guardFirstLine = candidate.guardLine;
+      currentFileFrame->guardLastLine = lastLine;
+    }
+    endCurrentFile();
+  } else if (c == '#') {
+    processDirective(false, true);
+  } else {
+    ungetChar();
+  }
 }
 
 // Skips the false group of the candidate on top. At its #endif the guard logic
@@ -335,35 +277,34 @@ void firstIfInFile() {
 
 // Reads the name of an #ifdef or #ifndef. False after a report: the group then
 // counts as true.
-static bool readConditionName(Byte c, const char* directive) {
+static bool readConditionName(Byte c, const char* directive, Name& name) {
   if (!isNameStart(c)) {
     reportError(msgBadDirectiveSyntax, directive);
     skipLine(c);
     pushCondition(conditionOpen);
     return false;
   }
-  c = readMacroName(c);
-  const uint32_t hash = identHash;
-  const uint32_t length = identLength;
+  name = readMacroName(c);
   checkLineEnd(c);
-  identHash = hash;
-  identLength = length;
   return true;
 }
 
 void ifdefDirective(Byte c) {
-  if (readConditionName(c, "ifdef")) enterGroup(isIdentDefined(macroNameBuffer));
+  Name name;
+  if (readConditionName(c, "ifdef", name)) enterGroup(isDefined(name));
 }
 
 void ifndefDirective(Byte c) {
-  if (readConditionName(c, "ifndef")) enterGroup(!isIdentDefined(macroNameBuffer));
+  Name name;
+  if (readConditionName(c, "ifndef", name)) enterGroup(!isDefined(name));
 }
 
 void firstIfndefInFile(Byte c) {
-  if (!readConditionName(c, "ifndef")) return;
-  const bool defined = isIdentDefined(macroNameBuffer);
+  Name name;
+  if (!readConditionName(c, "ifndef", name)) return;
+  const bool defined = isDefined(name);
   ConditionRecord* const record = pushCondition(conditionOpen);
-  record->guardName = asChars(findIdentEntry(macroNameBuffer)->spelling());
+  record->guardName = asChars(findEntry(name)->spelling());
   record->guardLine = messageLine;
   if (!defined) return;
   skipCandidate();

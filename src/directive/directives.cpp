@@ -7,17 +7,19 @@
 
 #include <cstring>
 
+#include "diag/position.h"
 #include "diag/report.h"
 #include "directive/conditions.h"
+#include "directive/imports.h"
+#include "directive/includes.h"
 #include "directive/lines.h"
 #include "input/frame.h"
-#include "input/include_search.h"
-#include "input/type_import.h"
 #include "macro/define.h"
-#include "scanner/char_class.h"
-#include "scanner/identifiers.h"
+#include "names/names.h"
 #include "scanner/literals.h"
-#include "scanner/scan.h"
+#include "scanner/skip.h"
+#include "scanner/token_text.h"
+#include "scanner/upcalls.h"
 
 constinit DirectiveId directiveId = directiveNone;
 
@@ -37,7 +39,7 @@ static constexpr DirectiveRow directiveRows[] = {
 // The row of the name in tokenText, null if it is none.
 static const DirectiveRow* findDirective(size_t length) {
   for (const DirectiveRow& row : directiveRows)
-    if (row.length == length && std::memcmp(row.name, tokenText, length) == 0) return &row;
+    if (row.length == length && std::memcmp(row.name, tokenText.bytes, length) == 0) return &row;
   return nullptr;
 }
 
@@ -45,23 +47,21 @@ constexpr size_t longestName = 16;  // that is worth reading in one run
 
 // Collects the name that begins with `c`, in hand. Returns the byte behind it.
 static Byte collectName(Byte c) {
-  tokenTextPtr = tokenText;
-  *tokenTextPtr = 0;
+  tokenText.clear();
   // The byte at the limit belongs to no name.
   const Byte* const start = inputCursor;
   const Byte* cursor = start;
-  while (hashStep[*cursor] != 0) ++cursor;
+  while (isNameByte(*cursor)) ++cursor;
   const size_t rest = size_t(cursor - start);
-  if (hashStep[c] != 0 && cursor < inputLimit && rest < longestName) {
-    *tokenTextPtr++ = c;
-    std::memcpy(tokenTextPtr, start, rest);
-    tokenTextPtr += rest;
-    *tokenTextPtr = 0;
+  if (isNameByte(c) && cursor < inputLimit && rest < longestName) {
+    tokenText.append(c);
+    std::memcpy(tokenText.end, start, rest);
+    tokenText.keep(rest);
     inputCursor = cursor + 1;
     return *cursor;
   }
-  while (hashStep[c] != 0) {
-    bufPutChar(c);
+  while (isNameByte(c)) {
+    tokenText.append(c);
     c = nextChar();
   }
   return c;
@@ -79,15 +79,15 @@ void processDirective(bool firstInFile, bool run) {
   }
   messageLine = currentLine;
   c = skipSpaceFrom(collectName(c));
-  const DirectiveRow* const row = findDirective(size_t(tokenTextPtr - tokenText));
+  const DirectiveRow* const row = findDirective(tokenText.length());
   if (row == nullptr) {
-    if (run) reportError(msgUnknownDirective, tokenText);
-    tokenTextPtr = tokenText;
+    if (run) reportError(msgUnknownDirective, tokenText.bytes);
+    tokenText.rewind();
     skipLine(c);
     directiveId = directiveNone;
     return;
   }
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   directiveId = row->id;
   if (!run) {
     ungetChar();
@@ -99,4 +99,8 @@ void processDirective(bool firstInFile, bool run) {
     firstIfInFile();
   else
     row->handler(c);
+}
+
+void runDirective() {
+  processDirective(false, true);
 }

@@ -1,117 +1,21 @@
-// Line synchronisation, #line, #error and #pragma.
-//
-// Every line end of every file, in skipped text too, comes through advanceLine,
-// whose common case stands in a header: the marker of a line is kept as text,
-// and when the next line is the next number of the same file, only its digits
-// change. syncLine does the rest.
+// #line, #error and #pragma.
 
 #include "directive/lines.h"
 
-#include <charconv>
 #include <cstring>
 
 #include "diag/report.h"
 #include "input/frame.h"
-#include "input/multibyte.h"
+#include "options/lead_bytes.h"
 #include "macro/define.h"
-#include "macro/predefined.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
+#include "output/output.h"
 #include "platform/paths.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
-#include "scanner/scan.h"
-
-// Called from here, defined later:
-#include "driver/output.h"
-
-constinit bool lineStart = true;
-
-constexpr size_t syncNameSize = 260;
-
-// The file of the last #line written, as far as it fits.
-static constinit char lastSyncName[syncNameSize] = {};
-
-constinit LineMarker lineMarker{};
-
-constexpr size_t markerNameLimit = sizeof lineMarker.text - 32;
-
-void resetLineMarkers() {
-  lastSyncName[0] = 0;
-  lineMarker.fileName = nullptr;
-}
-
-static void emitNumber(int32_t value) {
-  char digits[16];
-  const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-  for (const char* digit = digits; digit != end; ++digit) emitChar(Byte(*digit));
-}
-
-// Builds the marker of the present line anew. False if it cannot be kept.
-VSP_COLD static bool buildMarker() {
-  const size_t nameLength = std::strlen(currentFileName);
-  // A number below 0 or at the end of its range does not go on digit by digit.
-  if (nameLength > markerNameLimit || currentLine < 0 || currentLine == INT32_MAX) return false;
-  char* target = reinterpret_cast<char*>(lineMarker.text);
-  std::memcpy(target, "\r\n/* ", 5);
-  target += 5;
-  std::memcpy(target, currentFileName, nameLength);
-  target += nameLength;
-  *target++ = ' ';
-  target = std::to_chars(target, target + 16, currentLine).ptr;
-  lineMarker.lastDigit = uint32_t(reinterpret_cast<Byte*>(target) - lineMarker.text - 1);
-  std::memcpy(target, ": */", 4);
-  lineMarker.length = lineMarker.lastDigit + 5;
-  lineMarker.fileName = currentFileName;
-  lineMarker.line = currentLine;
-  return true;
-}
-
-// The comment form of the marker, where the kept text does not serve.
-VSP_COLD static void emitMarkerSlow() {
-  emitRun(asBytes("/* "), 3);
-  emitRun(asBytes(currentFileName), std::strlen(currentFileName));
-  emitChar(' ');
-  emitNumber(currentLine);
-  emitRun(asBytes(": */"), 4);
-}
-
-// The #line form, written when the file has changed.
-static void emitLineDirective() {
-  if (std::strncmp(currentFileName, lastSyncName, syncNameSize - 1) == 0) return;
-  std::strncpy(lastSyncName, currentFileName, syncNameSize - 1);
-  emitRun(asBytes("#line "), 6);
-  emitNumber(currentLine);
-  emitRun(asBytes(" \""), 2);
-  emitRun(asBytes(currentFileName), std::strlen(currentFileName));
-  emitRun(asBytes("\"\r\n"), 3);
-}
-
-void syncLine() {
-  const bool readable = (optionImage.outputFlags & readableFlag) != 0;
-  const bool first = lineStart;
-  lineStart = false;
-  if (readable) {
-    if (!first && output.lastChar != '\n') {
-      emitChar('\r');
-      emitChar('\n');
-    }
-    output.pendingBlanks = 0;
-    return;
-  }
-  if (optionImage.lineInfo != 0) {
-    if (buildMarker()) {
-      const uint32_t skip = first ? 2 : 0;
-      emitRun(lineMarker.text + skip, lineMarker.length - skip);
-    } else {
-      if (!first) emitRun(asBytes("\r\n"), 2);
-      emitMarkerSlow();
-    }
-    return;
-  }
-  if (!first) emitRun(asBytes("\r\n"), 2);
-  emitLineDirective();
-}
+#include "scanner/skip.h"
+#include "scanner/token_text.h"
 
 // --- #line ---
 
@@ -119,26 +23,28 @@ void syncLine() {
 // reading it like input with a closing quote behind it. Returns the decoded name,
 // behind the line's text.
 static const char* decodeName(const Byte* name, size_t length) {
-  Byte* const decoded = tokenText + (name - tokenText) + length + 1;
-  tokenTextPtr = decoded;
+  Byte* const decoded = tokenText.bytes + (name - tokenText.bytes) + length + 1;
+  tokenText.end = decoded;
   char* const text = static_cast<char*>(memAlloc(uint32_t(length + 2)));
   std::memcpy(text, name, length);
   std::memcpy(text + length, "'", 2);
   pushTextFrame(asBytes(text), length + 1);
   InputFrame* const frame = inputTop;
+  const bool outerWide = wideChar;
   wideChar = false;
   while (inputTop == frame && inputCursor + 1 < inputLimit) {
     if (*inputCursor == '\'') {
-      bufPutChar(nextChar());
+      tokenText.append(nextChar());
       continue;
     }
     const int c = readLiteralChar('\'');
     if (c < 0) break;
-    if (c > 0xFF) bufPutChar(Byte(c >> 8));
-    bufPutChar(Byte(c));
+    if (c > 0xFF) tokenText.append(Byte(c >> 8));
+    tokenText.append(Byte(c));
   }
   if (inputTop == frame) popFrame();
-  *tokenTextPtr = 0;
+  wideChar = outerWide;
+  *tokenText.end = 0;
   return asChars(decoded);
 }
 
@@ -146,7 +52,6 @@ static const char* decodeName(const Byte* name, size_t length) {
 static void setFileName(const char* name) {
   if (sameFileName(name, currentFileName)) return;
   currentFileName = memCopy(name, std::strlen(name));
-  currentFileIndex = fileIndexOf(currentFileName);
 }
 
 // Reads the name of a #line from its opening quote. False if it has a wrong form.
@@ -164,7 +69,7 @@ static bool readLineName(Byte* text) {
 void lineDirective(Byte) {
   ungetChar();
   wideString = false;
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   readBodyTokens(nullptr, true);
   Byte* text = trimBody().start;
   if (!isDigit(*text)) {
@@ -175,7 +80,7 @@ void lineDirective(Byte) {
   for (; isDigit(*text); ++text) number = number * 10 + uint32_t(*text - '0');
   while (*text == ' ' || *text == '\t') ++text;
   const bool formed = *text == 0 || readLineName(text);
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   if (!formed) {
     reportError(msgBadFileNameFormat, "line");
     return;
@@ -187,26 +92,25 @@ void lineDirective(Byte) {
 // --- #error and #pragma ---
 
 void errorDirective(Byte c) {
-  tokenTextPtr = tokenText;
-  *tokenTextPtr = 0;
+  tokenText.clear();
   for (;; c = nextChar()) {
     if (isLineEnd(c) || c == endOfTextByte) {
       ungetChar();
       break;
     }
     if (c == '\\' && passSplice()) continue;
-    bufPutChar(c);
+    tokenText.append(c);
     if (isLeadByte(c)) {
       const Byte trail = nextChar();
       if (isLineEnd(trail) || trail == endOfTextByte)
         ungetChar();
       else
-        bufPutChar(trail);
+        tokenText.append(trail);
     }
   }
   emitText("#error ");
-  emitText(asChars(tokenText));
-  tokenTextPtr = tokenText;
+  emitText(asChars(tokenText.bytes));
+  tokenText.rewind();
 }
 
 void pragmaDirective(Byte) {

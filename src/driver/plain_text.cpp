@@ -12,17 +12,18 @@
 
 #include "driver/plain_text.h"
 
-#include "driver/advance_line.h"
-#include "driver/output.h"
+#include "diag/position.h"
 #include "driver/separators.h"
 #include "input/frame.h"
-#include "input/multibyte.h"
-#include "macro/expand.h"
-#include "macro/macro_text.h"
+#include "input/macro_frames.h"
+#include "input/macro_text.h"
+#include "names/names.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "output/advance_line.h"
+#include "output/output.h"
 #include "scanner/byte_search.h"
 #include "scanner/char_class.h"
-#include "scanner/identifiers.h"
 #include "scanner/literals.h"
 #include "scanner/scan.h"
 
@@ -60,22 +61,22 @@ VSP_INLINE void separateWord(PlainRun& run) {
 }
 
 VSP_INLINE bool passName(PlainRun& run) {
-  const Byte* const name = run.cursor;
-  const Byte* end = name;
+  const Byte* const text = run.cursor;
+  const Byte* end = text;
   uint32_t sum = 0;
   // The byte at the limit belongs to no name.
   for (int32_t step; (step = hashStep[*end]) != 0; ++end) sum += uint32_t(step);
-  const uint32_t length = uint32_t(end - name);
+  const uint32_t length = uint32_t(end - text);
   if (end >= run.limit || *end == '\\' || length > identLimit) return false;
   // A dynamic name, by its length; and the prefix of a wide literal.
-  if (name[0] == '_' && name[1] == '_' && (length == 8 || length == 11)) return false;
-  if (name[0] == 'L' && length == 1 && (*end == '"' || *end == '\'')) return false;
-  const IdentEntry* const entry = findIdent(name, sum - length, length);
-  if (entry->macroBody != noMacro) return false;
+  if (text[0] == '_' && text[1] == '_' && (length == 8 || length == 11)) return false;
+  if (text[0] == 'L' && length == 1 && (*end == '"' || *end == '\'')) return false;
+  const IdentEntry* const entry = findEntry(makeName(text, length, sum));
+  if (entry->isMacro()) return false;
   const int code = entry->tokenCode;
   if (code == 0) {
     separateWord(run);
-    copyRun(run.out, name, length);
+    copyRun(run.out, text, length);
     run.out += length;
     wrote(run, tokIdent);
   } else {
@@ -94,7 +95,7 @@ VSP_INLINE bool passNumber(PlainRun& run) {
   const Byte* end = run.cursor;
   while (isDigit(*end)) ++end;
   const size_t length = size_t(end - run.cursor);
-  if (end >= run.limit || hashStep[*end] != 0 || *end == '.' || wideChar || length > 16) return false;
+  if (end >= run.limit || isNameByte(*end) || *end == '.' || wideChar || length > 16) return false;
   if (*run.cursor == '0' && length != 1) return false;
   separateWord(run);
   copyRun(run.out, run.cursor, length);
@@ -124,10 +125,10 @@ VSP_INLINE bool passOperator(PlainRun& run, int index) {
 }
 
 // The other punctuators; those of three bytes are left to the scanner.
-VSP_INLINE bool passOther(PlainRun& run, int charClassOf) {
+VSP_INLINE bool passOther(PlainRun& run, Byte byteClass) {
   const Byte d = run.cursor[1];
   if (run.cursor + 1 >= run.limit) return false;
-  switch (charClassOf) {
+  switch (byteClass) {
     case classColon:
       return d == ':' ? passPunctuator(run, tokColonColon, 2) : passPunctuator(run, tokColon, 1);
     case classMinus:
@@ -180,12 +181,12 @@ VSP_INLINE bool passCharConst(PlainRun& run) {
 }
 
 // True if a line that begins with a byte of this class begins with plain text.
-VSP_INLINE bool beginsPlainLine(int charClassOf) {
-  if (charClassOf > 0) return true;
-  constexpr uint64_t others = (1ULL << -classSlash) | (1ULL << -classHash) | (1ULL << -classIllegal) |
-                              (1ULL << -classBackslash) | (1ULL << -classEndOfText) | (1ULL << -classNul) |
-                              (1ULL << -classBlank);
-  return ((others >> -charClassOf) & 1) == 0;
+VSP_INLINE bool beginsPlainLine(Byte byteClass) {
+  if (byteClass >= wholeToken) return true;
+  constexpr uint64_t others = (1ULL << classSlash) | (1ULL << classHash) | (1ULL << classIllegal) |
+                              (1ULL << classBackslash) | (1ULL << classEndOfText) | (1ULL << classNul) |
+                              (1ULL << classBlank);
+  return ((others >> byteClass) & 1) == 0;
 }
 
 // Passes the blanks and the whole comments from `next` on, where comments are of
@@ -221,12 +222,12 @@ VSP_INLINE bool passLineEnd(PlainRun& run) {
 // Passes one token, blank or line end.
 VSP_INLINE bool passOne(PlainRun& run) {
   const Byte c = *run.cursor;
-  const int entry = tokenClass[c];
-  if (entry > 0) {
+  const Byte entry = tokenClass[c];
+  if (entry >= wholeToken) {
     // None of these stands in a pair that would read as one.
     *run.out++ = c;
     ++run.cursor;
-    wrote(run, entry);
+    wrote(run, entry - wholeToken);
     return true;
   }
   switch (entry) {
@@ -254,7 +255,7 @@ VSP_INLINE bool passOne(PlainRun& run) {
     case classSlash:
     case classCaret:
     case classBar:
-    case classEqual: return passOperator(run, -entry);
+    case classEqual: return passOperator(run, entry);
     default: return false;
   }
 }

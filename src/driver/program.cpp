@@ -6,24 +6,23 @@
 
 #include "driver/program.h"
 
-#include <cstdlib>
 #include <cstring>
 
+#include "diag/fatal.h"
 #include "diag/messages.h"
 #include "diag/report.h"
-#include "driver/output.h"
 #include "driver/unit.h"
-#include "input/include_search.h"
-#include "macro/define.h"
 #include "memory/memory.h"
 #include "options/arguments.h"
+#include "options/defines.h"
 #include "options/option_image.h"
 #include "options/options.h"
+#include "options/search_lists.h"
+#include "output/output.h"
 #include "platform/file_search.h"
 #include "platform/files.h"
 #include "platform/paths.h"
-
-constinit EndProcessHook endProcessHook = nullptr;
+#include "platform/read_files.h"
 
 static constinit bool consoleSwitch = false;  // a -o names the console
 static constinit bool quietSwitch = false;    // -q stands alone on the command line
@@ -34,7 +33,8 @@ constexpr size_t sourcePathSize = 4096;
 
 // --- Text for the user ---
 
-void printText(const char* text) {
+// Text for standard output with its carriage returns dropped.
+static void printText(const char* text) {
   while (*text != 0) {
     const size_t run = std::strcspn(text, "\r");
     writeConsole(text, run);
@@ -63,11 +63,12 @@ static void printHelp() {
   for (const MessageId id : lines) printMessage(id);
 }
 
-void endProcess(int status) {
-  const bool flushed = flushConsole();
-  memoryStop();
-  if (endProcessHook != nullptr) endProcessHook(status);
-  std::exit(status == 0 && !flushed ? 1 : status);
+// Sends what is left to the console. If any of its text was lost, as on a full
+// disk, the error stream says so, and the result is false.
+static bool finishConsole() {
+  if (flushConsole()) return true;
+  reportLostConsole();
+  return false;
 }
 
 // --- Names ---
@@ -100,7 +101,7 @@ static void lookForQuietSwitches(char** argv, int argc) {
 // --- Source files ---
 
 static void translateFile(const char* path) {
-  if (guardedTranslate(path) != 0 || errorCount != 0) {
+  if (!guardedTranslate(path) || errorCount != 0) {
     writeMessage(textErrorSummary, errorCount);
     runFailed = true;
   } else if (messageCount != 0 && (optionImage.batchFlags & failOnWarningFlag) != 0) {
@@ -121,46 +122,50 @@ static void processFile(const char* path) {
   optionImage.forceCplusplus = outer;
 }
 
+// Reports an error that no limit stops.
+static void reportUnlimited(MessageId id, DiagArg argument) {
+  const MessageLimits limits = messageLimits;
+  messageLimits = {};
+  reportError(id, argument);
+  messageLimits = limits;
+}
+
 // Turns the ASCII capitals of `path` into lower case.
 static void toLowerCase(char* path) {
   for (; *path != 0; path += pathCharLength(path))
     if (*path >= 'A' && *path <= 'Z') *path = char(*path + ('a' - 'A'));
 }
 
-// Runs every file that `pattern` matches. False if there is none.
-static bool forEachMatch(void (*callback)(const char* path), const char* pattern) {
-  FileMatches* const matches = findFiles(pattern);
-  if (matches == nullptr) return false;
+// Runs every file that `pattern` matches. Where not all of them can be found, none is run.
+static FindOutcome forEachMatch(void (*callback)(const char* path), const char* pattern) {
+  FileMatches* matches;
+  const FindOutcome outcome = findFiles(pattern, matches);
+  if (outcome != filesFound) return outcome;
   const size_t directoryLength = splitPath(pattern).nameStart;
   const bool folded = foldsFileNames(pattern);
   while (const char* const name = nextMatch(matches)) {
     char path[sourcePathSize];
     const size_t nameLength = std::strlen(name);
-    if (directoryLength + nameLength >= sizeof path) continue;
+    if (directoryLength + nameLength >= sizeof path) {
+      reportUnlimited(msgFileNotFound, name);
+      runFailed = true;
+      continue;
+    }
     std::memcpy(path, pattern, directoryLength);
     std::memcpy(path + directoryLength, name, nameLength + 1);
     if (folded) toLowerCase(path);
     callback(path);
   }
   closeMatches(matches);
-  return true;
-}
-
-// Reports an error that no limit stops.
-static void reportUnlimited(MessageId id, DiagArg argument) {
-  const Byte errors = optionImage.errorLimit;
-  const Byte warnings = optionImage.warningLimit;
-  optionImage.errorLimit = 0;
-  optionImage.warningLimit = 0;
-  reportError(id, argument);
-  optionImage.errorLimit = errors;
-  optionImage.warningLimit = warnings;
+  return filesFound;
 }
 
 static void processSourceArg(const char* argument) {
   const char* const name = addDefaultExtension(defaultExtension, argument);
-  if (forEachMatch(processFile, name)) return;
-  reportUnlimited(msgFileNotFound, name);
+  const FindOutcome outcome = forEachMatch(processFile, name);
+  if (outcome == filesFound) return;
+  if (outcome == filesNoMemory) failOutOfMemory();
+  reportUnlimited(outcome == filesMissing ? msgFileNotFound : msgCannotOpenInput, name);
   runFailed = true;
 }
 
@@ -197,30 +202,50 @@ static void processArguments(char** argv, int argc) {
   }
 }
 
-int runProgram(int argc, char** argv) {
-  consoleSwitch = quietSwitch = runFailed = false;
-  resetCounters();
-  includeDirs = libraryDirs = nullptr;
-  clearCommandDefines();
-  openStandardHandles();
-  forgetDirectories();
-  installFaultFilters();
+// The command line.
+struct Arguments {
+  int argc;
+  char** argv;
+};
+
+// The protected body: a fatal error outside units ends the run.
+static void runArguments(void* argument) {
+  auto [argc, argv] = *static_cast<Arguments*>(argument);
   memoryStart();
+  // Messages must not go into a file that got the number of standard output.
+  if (!openStandardHandles()) reportFatal(msgWriteFailed);
   lookForQuietSwitches(argv, argc);
   if (!consoleSwitch && !quietSwitch) printBanner();
   if (argc <= 1) {
     printHelp();
-    endProcess(0);
+    return;
   }
   expandResponseFiles(argv, argc);
   optionBootstrap(argv, argc);
   if (optionImage.outputFile != nullptr)
     optionImage.outputFile = addDefaultExtension(".i", optionImage.outputFile);
-  reverseDirs(includeDirs);
-  reverseDirs(libraryDirs);
   processArguments(argv, argc);
-  if (!flushConsole()) runFailed = true;
+}
+
+static void stopMemory(void*) {
   memoryStop();
+}
+
+int runProgram(int argc, char** argv) {
+  consoleSwitch = quietSwitch = runFailed = false;
+  resetCounters();
+  clearSearchLists();
+  clearCommandDefines();
+  forgetDirectories();
+  forgetReadFiles();
+  installFaultFilters();
+  Arguments arguments{argc, argv};
+  if (!runProtected(runArguments, &arguments)) {
+    abandonOutput();
+    runFailed = true;
+  }
+  if (!runProtected(stopMemory, nullptr)) runFailed = true;
+  if (!finishConsole()) runFailed = true;
   removeFaultFilters();
   return runFailed ? 1 : 0;
 }

@@ -5,11 +5,12 @@
 #include <charconv>
 #include <cstring>
 
-#include "driver/output.h"
+#include "diag/position.h"
+#include "diag/report.h"
 #include "input/guard.h"
-#include "input/position.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
+#include "output/output.h"
 #include "platform/files.h"
 
 // Builds one line of a report piece by piece, in a block that fits it.
@@ -97,7 +98,8 @@ void reportGuards() {
     } else {
       add(line, "> NOGUARD\n");
     }
-    writeErrorStream(line.text, line.length);
+    const bool written = writeErrorStream(line.text, line.length);
     memFree(line.text);
+    if (!written) reportFatal(msgWriteFailed);
   }
 }

@@ -22,13 +22,14 @@ inline constexpr std::array<bool, 256> wordBytes = [] {
 // True for the tokens whose spelling begins with a word byte; for a class of
 // tokens its name counts, so that a string after a name is set apart too.
 inline constexpr std::array<bool, tokenCodeCount> wordTokens = {
-#define TOKEN(code, name, spelling) isWordByte(Byte(spelling[0])),
+#define TOKEN(name, spelling) isWordByte(Byte(spelling[0])),
 #include "scanner/tokens.def"
 #undef TOKEN
 };
 static_assert(wordTokens[tokString] && wordTokens[tokIntConst] && !wordTokens[tokEndOfFile]);
 
 constexpr int pairTokens = 64;  // tokens with a lower code may stand in the pairs below
+static_assert(tokIdent <= pairTokens, "all punctuators do");
 
 // For each token, the set of tokens that need a blank in front when they follow it.
 struct SeparatorTable {
@@ -52,12 +53,12 @@ inline constexpr SeparatorTable separators = [] {
   add(tokGreater, {tokGreater, tokGreaterEqual, tokShr, tokShrAssign});
   add(tokDot, {tokEllipsis, tokStar, tokMulAssign});
   add(tokArrow, {tokStar, tokMulAssign});
-  add(tokColon, {tokColon});
+  add(tokColon, {tokColon, tokColonColon});
   return table;
 }();
 
 inline constexpr int countPairs() {
-  int count = 1;  // ':' and "::", whose code lies beyond the sets
+  int count = 0;
   for (uint64_t set : separators.followers)
     for (; set != 0; set &= set - 1) ++count;
   return count;
@@ -66,6 +67,5 @@ static_assert(countPairs() == 61);
 
 // True if a blank must stand between the two tokens.
 VSP_INLINE bool needsSeparator(int previous, int code) {
-  if (code >= pairTokens) return code == tokColonColon && previous == tokColon;
-  return previous < pairTokens && ((separators.followers[previous] >> code) & 1) != 0;
+  return code < pairTokens && previous < pairTokens && ((separators.followers[previous] >> code) & 1) != 0;
 }

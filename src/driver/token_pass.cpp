@@ -1,27 +1,28 @@
 // The token pass.
 //
-// The scanner has run all directives and expanded all macros by the time a token
-// arrives, and has written the blanks, line ends and markers in front of it. So
-// the pass writes each token behind them, with a blank between two that would
-// read as one.
+// The scanner has expanded all macros by the time a token arrives, and has written
+// the blanks, line ends and markers in front of it. So the pass writes each token
+// after them, with a blank between two that would read as one. A directive comes
+// as a token too, and is run here.
 
 #include "driver/token_pass.h"
 
-#include "diag/report.h"
-#include "driver/output.h"
+#include "diag/position.h"
+#include "driver/open_output.h"
 #include "driver/plain_text.h"
 #include "driver/separators.h"
 #include "expr/expr.h"
 #include "input/frame.h"
-#include "input/multibyte.h"
-#include "input/type_import.h"
-#include "memory/memory.h"
+#include "input/macro_frames.h"
+#include "names/names.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "output/output.h"
 #include "scanner/byte_search.h"
-#include "scanner/char_class.h"
-#include "scanner/identifiers.h"
 #include "scanner/literals.h"
-#include "scanner/scan.h"
+#include "scanner/token.h"
+#include "scanner/token_text.h"
+#include "scanner/upcalls.h"
 
 // --- Strings and asm blocks ---
 
@@ -100,8 +101,8 @@ static void writeAsm() {
 // Writes the text of a number or character constant, which ends at the first NUL.
 VSP_INLINE void emitTokenText() {
   size_t length = 0;
-  while (tokenText[length] != 0) ++length;
-  emitText(tokenText, length);
+  while (tokenText.bytes[length] != 0) ++length;
+  emitText(tokenText.bytes, length);
 }
 
 static void writeToken(int previous, int code) {
@@ -130,22 +131,26 @@ static void writeToken(int previous, int code) {
   }
 }
 
-static void startTokenPass() {
+// Prepares the pass and fetches the first token.
+static TokenCode startTokenPass() {
   resetDeclarators();
   ensureOutputOpen();
-  getToken();
-  savedTextPtr = nullptr;
+  const TokenCode first = getToken();
   if (cplusplusMode) setupCppTypes();
-  importMode = false;
   tokenSpelling[tokTry] = cplusplusMode ? "try" : "__try";
   tokenSpellingLength[tokTry] = cplusplusMode ? 3 : 5;
+  return first;
 }
 
 void tokenPass() {
-  startTokenPass();
+  int code = startTokenPass();
   const bool plainText = mayPassPlainText();
   int previous = tokNone;
-  for (int code = tokenState.code; code != tokEndOfFile; code = getToken()) {
+  for (; code != tokEndOfFile; code = getToken()) {
+    if (code == tokDirective) {
+      runDirective();
+      continue;
+    }
     const bool afterNumber = previous == tokIntConst || previous == tokLongConst || previous == tokFloatConst;
     if (wordTokens[size_t(code)] && wordBytes[output.lastChar] && !afterNumber) emitChar(' ');
     writeToken(previous, code);

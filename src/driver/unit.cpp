@@ -1,84 +1,63 @@
 // The run of one translation unit.
 //
-// A fatal error returns through fatalJump. It is armed in two levels, each a
-// record on the C stack: by guardedTranslate for its set-up, and by
-// translationUnit for the body of the unit. Whatever a unit allocates goes in
-// bulk at its end, so the way out needs to close handles and nothing else; no
-// object with a destructor may live below the arming.
+// A fatal error leaves the unit by a non-local return to one of two levels: that
+// of guardedTranslate covers its set-up, that of translationUnit the body of the
+// unit. Whatever a unit allocates goes in bulk at its end, so the way out needs to
+// close handles and nothing else; no object with a destructor may live below.
 
 #include "driver/unit.h"
 
 #include <cfenv>
 #include <charconv>
 #include <cstring>
-#include <new>
 
+#include "diag/fatal.h"
+#include "diag/position.h"
 #include "diag/report.h"
-#include "directive/lines.h"
-#include "driver/output.h"
-#include "driver/program.h"
+#include "diag/warnings.h"
+#include "driver/open_output.h"
 #include "driver/reports.h"
 #include "driver/token_pass.h"
 #include "expr/expr.h"
 #include "input/frame.h"
 #include "input/guard.h"
-#include "input/multibyte.h"
 #include "macro/define.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
+#include "names/names.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
-#include "options/warnings.h"
+#include "output/line_markers.h"
+#include "output/output.h"
 #include "platform/faults.h"
 #include "platform/files.h"
-#include "scanner/identifiers.h"
+#include "platform/read_files.h"
+#include "scanner/keywords.h"
 #include "scanner/scan.h"
-
-constinit OptionStage optionStage = stageOutside;
-constinit LocalTime compileTime{};
-constinit SourceName* sourceNames = nullptr;
-
-constexpr int unitFailed = 2;
 
 // --- Set-up and teardown ---
 
-static void clearWorkAreas() {
-  tokenText[0] = 0;
-  tokenTextPtr = tokenText;
-  macroNameBuffer[0] = 0;
-  messageLine = 0;
-  savedTextPtr = nullptr;
-  sourceNames = nullptr;
-  resetGuards();
-}
-
-static void addSourceName(const char* name) {
-  const size_t length = std::strlen(name);
-  SourceName* const node = new (memAlloc(uint32_t(sizeof(SourceName) + length))) SourceName;
-  node->next = nullptr;
-  std::memcpy(node->name, name, length + 1);
-  SourceName** tail = &sourceNames;
-  while (*tail != nullptr) tail = &(*tail)->next;
-  *tail = node;
-}
-
 static void beginUnit(const char* path) {
   resetCounters();
-  clearWorkAreas();
+  resetGuards();
+  messageLine = 0;
   beginExpressions();
+  resetNames();
   installKeywords();
   loadWarnings();
   resetInputStack();
+  startScanner();
+  beginUnitFiles();
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
-  if (pushSourceFile(path) == notFound) reportFatal(msgCannotOpenInput, path);
-  optionStage = stageSetup;
-  addSourceName(currentFileName);
+  prepareOutput(currentFileName);
+  if (pushSourceFile(path) != pushed) reportFatal(msgCannotOpenInput, path);
   installCommandDefines();
 }
 
 static void endUnit(bool failed) {
   if (!failed) ensureOutputOpen();
-  if (optionStage == stageTokens) {
+  if (isOutputNamed()) {
     if (failed && optionImage.keepOutput == 0)
       abandonOutput();
     else
@@ -86,7 +65,8 @@ static void endUnit(bool failed) {
   }
   endExpressions();
   memoryEndUnit();
-  clearWorkAreas();
+  messageLine = 0;
+  resetGuards();
 }
 
 // --- The unit ---
@@ -95,48 +75,40 @@ static void guardedTokenPass(void*) {
   tokenPass();
 }
 
+// A unit on its way.
+struct UnitRun {
+  const char* path;
+  bool failed;
+};
+
 // The protected body: everything that a fatal error may leave.
-static int runUnit(const char* path) {
-  beginUnit(path);
+static void runUnit(void* argument) {
+  UnitRun& unit = *static_cast<UnitRun*>(argument);
+  beginUnit(unit.path);
   installPredefinedMacros();
   if (!runWithStackGuard(guardedTokenPass, nullptr)) reportFatal(msgOutOfMemory);
   reportStatistics();
   reportGuards();
-  const bool failed = errorCount != 0;
-  if (!failed) ensureOutputOpen();
-  endUnit(failed);
-  return failed ? unitFailed : 0;
+  unit.failed = errorCount != 0;
+  if (!unit.failed) ensureOutputOpen();
+  endUnit(unit.failed);
 }
 
 // The way out after a fatal error.
-static int abortUnit() {
+static void abortUnit() {
   while (popSourceFile(true)) {
   }
   endUnit(true);
-  return unitFailed;
 }
 
-// Arms fatalJump with `target` for the run of `body`, and takes the result of
-// `unwind` if a fatal error comes back.
-static int runArmed(int (*body)(const char*), int (*unwind)(), const char* path) {
-  FatalTarget target;
-  target.outer = fatalJump;
-  fatalJump = &target;
-  const int result = setjmp(target.context) == 0 ? body(path) : unwind();
-  fatalJump = target.outer;
-  return result;
-}
-
-static int translationUnit(const char* path) {
+static void translationUnit(UnitRun& unit) {
   cplusplusMode = optionImage.forceCplusplus != 0;
   optionSave = optionImage;
-  const int result = runArmed(runUnit, abortUnit, path);
-  optionStage = stageOutside;
+  if (!runProtected(runUnit, &unit)) abortUnit();
   optionImage = optionSave;
   currentFileName = nullptr;
   currentLine = 0;
   messageLine = 0;
-  return result;
 }
 
 // --- Faults ---
@@ -189,16 +161,18 @@ static void faultFilter(const FaultRecord& record) {
   endProcessNow(1);
 }
 
-// The break signal: no message, no half-written file.
+// The break signal: no message and no output. What was printed before stays printed.
 static void breakHandler() {
   removeOutput();
-  endProcessNow(255);
+  flushConsoleAtBreak();
 }
+
+constexpr int breakExitStatus = 255;
 
 void installFaultFilters() {
   outerState = filterFresh;
   installFaultFilter(faultFilter);
-  installBreakHandler(breakHandler);
+  installBreakHandler(breakHandler, breakExitStatus);
 }
 
 void removeFaultFilters() {
@@ -207,26 +181,23 @@ void removeFaultFilters() {
 
 // --- The guarded run ---
 
-static int prepareAndTranslate(const char* path) {
+static void prepareAndTranslate(void* argument) {
   compileTime = localTimeNow();
   saveClear = true;
   buildLeadByteTable();
-  return translationUnit(path);
+  translationUnit(*static_cast<UnitRun*>(argument));
 }
 
-static int failedOutside() {
-  return unitFailed;
-}
-
-int guardedTranslate(const char* path) {
-  optionStage = stageOutside;
+bool guardedTranslate(const char* path) {
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;
   std::fenv_t environment;
   std::fegetenv(&environment);
-  const int result = runArmed(prepareAndTranslate, failedOutside, path);
+  // What a fatal error leaves has failed.
+  UnitRun unit{path, true};
+  runProtected(prepareAndTranslate, &unit);
   std::fesetenv(&environment);
   inUnit = false;
-  return result;
+  return !unit.failed;
 }

@@ -20,11 +20,12 @@
 
 #include "diag/report.h"
 #include "expr/expr.h"
-#include "input/position.h"
+#include "expr/recovery.h"
+#include "diag/position.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "platform/guid.h"
-#include "scanner/identifiers.h"
+#include "names/names.h"
 #include "scanner/literals.h"
 #include "scanner/token.h"
 
@@ -84,9 +85,7 @@ struct DeclReader {
 };
 static constinit DeclReader reader = {};
 
-constinit DeclState declState = {};
-
-// States of DeclState::paramStatus.
+// What a parameter list was.
 enum ParamStatus : int32_t { paramsFailed = 0, paramsList = 1, paramsEmpty = 2, paramsVariable = 3 };
 
 // How a declarator treats a name.
@@ -98,7 +97,6 @@ static TypeNode* applyDeclarator(TypeNode* type, DeclaratorNode* chain);
 
 void initDeclarations() {
   reader = {};
-  declState = {};
 }
 
 void resetDeclarators() {
@@ -137,7 +135,7 @@ static bool fail(MessageId id) {
 
 bool startsTypeName(int32_t token) {
   // Storage classes and the names of types stand in one row.
-  static_assert(tokStatic == 59 && tokChar == 64 && tokVoid == 76 && tokBool == 81);
+  static_assert(tokBool - tokStatic == 22);
   if (token >= tokStatic && token <= tokBool) return true;
   constexpr TokenCode others[] = {tokConst,  tokVolatile, tokProperty, tokDeclspec, tokClass,
                                   tokFriend, tokInline,   tokVirtual,  tokMutable,  tokExplicit};
@@ -231,27 +229,31 @@ static bool readProperty() {
   return true;
 }
 
+static bool isWord(const IdentEntry* entry, const char* word) {
+  return std::strcmp(asChars(entry->spelling()), word) == 0;
+}
+
 // Words of a __declspec list that only leave a bit.
 static bool declspecBit(const IdentEntry* word, uint16_t& bit) {
   struct Row {
-    IdentEntry* const KnownNames::*entry;
+    const char* word;
     uint16_t bit;
   };
   static constexpr Row rows[] = {
-      {&KnownNames::dllexport, modExport},
-      {&KnownNames::dllimport, modImport},
-      {&KnownNames::naked, modNaked},
-      {&KnownNames::novtable, modNaked},
-      {&KnownNames::zephraclass, modZephraClass},
-      {&KnownNames::zephrareturn, modZephraReturn},
-      {&KnownNames::pascalimplementation, modPascalImplementation},
-      {&KnownNames::package, modPackage},
-      {&KnownNames::selectany, modSelectAny},
-      {&KnownNames::nothrow, 0},
-      {&KnownNames::noreturn, 0},
+      {"dllexport", modExport},
+      {"dllimport", modImport},
+      {"naked", modNaked},
+      {"novtable", modNaked},
+      {"zephraclass", modZephraClass},
+      {"zephrareturn", modZephraReturn},
+      {"pascalimplementation", modPascalImplementation},
+      {"package", modPackage},
+      {"selectany", modSelectAny},
+      {"nothrow", 0},
+      {"noreturn", 0},
   };
   for (const Row& row : rows) {
-    if (knownNames.*row.entry != word) continue;
+    if (!isWord(word, row.word)) continue;
     bit = row.bit;
     return true;
   }
@@ -265,17 +267,17 @@ static DeclspecWord readDeclspecWord(DeclModifiers& list) {
   uint16_t bit;
   if (declspecBit(word, bit)) {
     list.modFlags |= bit;
-  } else if (word == knownNames.thread) {
+  } else if (isWord(word, "thread")) {
     list.modKind |= threadStorage;
-  } else if (word == knownNames.hidesbase) {
+  } else if (isWord(word, "hidesbase")) {
     reportError(msgStorageClass, "__declspec(hidesbase)");
-  } else if (word == knownNames.dynamic) {
+  } else if (isWord(word, "dynamic")) {
     reportError(msgStorageClass, "dynamic");
-  } else if (word == knownNames.uuid) {
+  } else if (isWord(word, "uuid")) {
     return readUuid();
-  } else if (word == knownNames.allocate) {
+  } else if (isWord(word, "allocate")) {
     return readAllocate() ? wordRead : wordFailed;
-  } else if (word == knownNames.property) {
+  } else if (isWord(word, "property")) {
     return readProperty() ? wordRead : wordFailed;
   } else {
     return wordFailed;
@@ -300,7 +302,7 @@ static bool readDeclspecWords(DeclModifiers& list) {
 // comes into force even if the list is broken off.
 static void readDeclspec() {
   if (std::strcmp(asChars(tokenState.entry->spelling()), "_declspec") == 0)
-    warnIdent(warnNonAnsiKeyword, tokenState.entry);
+    reportWarning(warnNonAnsiKeyword, tokenState.entry->spelling());
   DeclModifiers list = {};
   const bool good = readDeclspecWords(list);
   reader.lastDeclspec = list;
@@ -596,7 +598,6 @@ static bool readThrowSpec(ThrowEntry*& list) {
 // disturbed by those inside.
 static DeclaratorNode* readFunctionSuffix(const DeclModifiers& modifiers, DeclaratorNode* chain) {
   getToken();
-  const DeclState savedState = declState;
   const uint32_t savedQualifiers = reader.declQualifiers;
   const Byte savedStorage = reader.declStorage;
   const ParamStatus status = readParameterList();
@@ -606,8 +607,6 @@ static DeclaratorNode* readFunctionSuffix(const DeclModifiers& modifiers, Declar
   const bool lineGone = !good && (tokenState.code == tokEndOfLine || tokenState.code == tokEndOfFile);
   if (!lineGone) getToken();
   if (good && cplusplusMode && tokenState.code == tokThrow) good = readThrowSpec(throwSpec);
-  declState = savedState;
-  declState.paramStatus = status;
   reader.declQualifiers = savedQualifiers;
   reader.declStorage = savedStorage;
   if (!good) return nullptr;
@@ -635,7 +634,9 @@ static DeclaratorNode* readArraySuffix(NameMode nameMode, const DeclModifiers& m
       bound = 1;
     }
     if (tokenState.code != tokCloseBracket) {
-      errorAndSkip(msgMissingBracket, loadMessage(textArrayBounds));
+      char text[messageTextLimit];
+      reportError(msgMissingBracket, loadConsoleMessage(sizeof text, text, textArrayBounds));
+      skipRestOfLine();
       return nullptr;
     }
   }
@@ -680,11 +681,7 @@ static DeclaratorNode* readClosure(NameMode nameMode, const DeclModifiers& modif
 // Reads what the suffixes of a declarator follow: a declarator in parentheses, a
 // name, "()", or nothing.
 static DeclaratorNode* readCore(NameMode nameMode, DeclModifiers& modifiers) {
-  declState.declName = nullptr;
   if (tokenState.code == tokIdent && nameMode == nameAllowed) {
-    declState.declName = tokenState.entry;
-    declState.declLine = tokenState.line;
-    declState.declFile = tokenState.file;
     getToken();
     return newDeclarator(kindError, modifiers, nullptr);
   }

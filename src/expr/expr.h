@@ -4,8 +4,6 @@
 
 #include "base.h"
 
-struct IdentEntry;
-
 // How evaluateConstant is called.
 enum EvaluateMode : int {
   evaluateBound = 1,     // inside a declarator; the first token is current
@@ -30,19 +28,6 @@ void endExpressions();
 
 // The types that only C++ has; the start of the token pass.
 void setupCppTypes();
-
-// The char types follow -K and the mode; run again when -K is read.
-void setupCharTypes();
-
-// The block of state of the declaration reader, saved around a directive's
-// expression.
-struct DeclState {
-  IdentEntry* declName;  // the declared name, null if none
-  int32_t declLine;      // where it stood
-  int32_t declFile;
-  int32_t paramStatus;  // of the parameter list read last
-};
-extern DeclState declState;
 
 // Empties the free list of declarators without touching its nodes; the start of
 // the token pass. The second gives its nodes back; the end of the pass.

@@ -162,11 +162,19 @@ static ExprNode* foldLong(ExprNode* node) {
   }
 }
 
+// Overflow of integer arithmetic: an error in strict mode, else a warning.
+VSP_COLD static void reportOverflow() {
+  if (optionImage.languageLevel == levelAnsi)
+    reportError(msgConstantTooLarge);
+  else
+    reportWarning(warnIntegerOverflow);
+}
+
 // The low word of an exact result. A signed one that does not fit is reported
 // and counts as 1.
 static uint32_t checkedWord(bool isSigned, int64_t exact) {
   if (!isSigned || exact == int32_t(exact)) return uint32_t(exact);
-  overflowDiagnostic();
+  reportOverflow();
   return 1;
 }
 

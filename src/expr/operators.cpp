@@ -294,8 +294,11 @@ static void checkRange(ExprOp op, const ExprNode* operand, ExprNode* constant) {
   } else if (value == range.min || value == range.max) {
     const ExprOp always = value == range.min ? opGe : opLe;
     const ExprOp never = value == range.min ? opLt : opGt;
-    if (op == always || op == never)
-      reportWarning(warnConditionAlways, loadMessage(op == always ? textTrue : textFalse));
+    if (op == always || op == never) {
+      char text[messageTextLimit];
+      reportWarning(warnConditionAlways,
+                    loadConsoleMessage(sizeof text, text, op == always ? textTrue : textFalse));
+    }
   } else {
     retag(constant, operand->type);
     constant->value = wrapToType(kind, constant->value);

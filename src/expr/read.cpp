@@ -17,8 +17,9 @@
 #include "expr/fold.h"
 #include "expr/nodes.h"
 #include "expr/operators.h"
+#include "expr/recovery.h"
 #include "input/guard.h"
-#include "input/position.h"
+#include "diag/position.h"
 #include "options/option_image.h"
 #include "scanner/token.h"
 

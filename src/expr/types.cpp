@@ -12,11 +12,9 @@
 #include <new>
 
 #include "diag/report.h"
+#include "expr/expr.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
-
-// Called from here, defined later:
-#include "expr/expr.h"
 
 constinit TypeNode* basicTypes[basicTypeCount] = {};
 constinit TypeNode* plainCharType = nullptr;
@@ -37,6 +35,14 @@ static TypeNode* newType(TypeKind kind) {
   return type;
 }
 
+// In C plain char is no kind of its own: it is the signed one, or with -K the other.
+static void setupCharTypes() {
+  if (!cplusplusMode)
+    basicTypes[kindChar] = basicTypes[optionImage.unsignedChar ? kindUnsignedChar : kindSignedChar];
+  plainCharType = basicTypes[kindChar];
+  wideCharType = basicTypes[cplusplusMode ? kindWchar : kindUnsignedShort];
+}
+
 void initTypes() {
   if (typeHashUsed) std::memset(typeHash, 0, sizeof typeHash);
   typeHashUsed = false;
@@ -44,15 +50,6 @@ void initTypes() {
   for (int kind = kindError; kind <= kindVoid; ++kind) basicTypes[kind] = newType(TypeKind(kind));
   if (cplusplusMode) basicTypes[kindBool] = newType(kindBool);
   setupCharTypes();
-}
-
-// In C plain char is no kind of its own. -K can be read while no unit runs and
-// no type exists; the unit's start repeats the call.
-void setupCharTypes() {
-  if (!cplusplusMode)
-    basicTypes[kindChar] = basicTypes[optionImage.unsignedChar ? kindUnsignedChar : kindSignedChar];
-  plainCharType = basicTypes[kindChar];
-  wideCharType = basicTypes[cplusplusMode ? kindWchar : kindUnsignedShort];
 }
 
 void setupCppTypes() {

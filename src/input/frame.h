@@ -16,7 +16,7 @@
 #include <type_traits>
 
 #include "base.h"
-#include "input/position.h"
+#include "diag/position.h"
 
 struct IdentEntry;
 struct ConditionRecord;
@@ -36,6 +36,11 @@ struct InputFrame {
   const Byte* buffer;    // the current stretch
   InputFrame* previous;  // the frame below, null at the bottom
 };
+
+// True for a file, open or suspended.
+inline bool isFileFrame(const InputFrame* frame) {
+  return frame->kind == frameFile || frame->kind == frameSuspended;
+}
 
 // One argument of a macro call.
 struct ArgumentNode {
@@ -111,17 +116,15 @@ VSP_INLINE void ungetChar() {
 // a text, and one byte beyond that of a file's block.
 inline void ungetIfPossible() {
   if (inputTop == nullptr) return;
-  const bool isFile = inputTop->kind == frameFile || inputTop->kind == frameSuspended;
-  if (inputCursor != inputTop->buffer || isFile) ungetChar();
+  if (inputCursor != inputTop->buffer || isFileFrame(inputTop)) ungetChar();
 }
 
 // Steps back over the character read last and over `c`, which was read before it
 // when the cursor then stood at `behind`.
 void ungetTwo(Byte c, const Byte* behind);
 
-inline bool isLineEnd(Byte c) {
-  return c == '\n' || c == '\r';
-}
+// A line end has been read: takes the other half of a pair, and no more.
+void passPairedLineEnd(Byte c);
 
 // A line end has been read: takes the other half of a pair, advances the
 // counters, and lets the output follow. With 0 for `c` no pair is looked for.
@@ -138,24 +141,29 @@ void pushTextFrame(const Byte* text, size_t length);
 // The same with a copy of the text, which lives as long as its frame.
 void pushTextCopy(const Byte* text, size_t length);
 
-// Result of pushSourceFile.
-enum PushResult : int { notFound = 0, pushed = 1, skipped = 2 };
+// Result of pushSourceFile. Behind `unreadable` a search goes no further: the file
+// may be there, and one of the same name elsewhere may be the wrong one.
+enum PushResult : int { notFound = 0, pushed = 1, skipped = 2, unreadable = 3 };
 
-// Opens `name` and reads it next. While an import is searched, only tests it.
+// What an OpenFailure means to a search.
+PushResult refusalOf(int failure);
+
+// Opens `name` and reads it next.
 PushResult pushSourceFile(const char* name);
 
 // Ends the top frame. False if the stack is now empty. With `quiet` an open
 // conditional is not reported.
 bool popSourceFile(bool quiet);
 
-// Empties the stack and sets the scanner up; the start of a unit.
+// Empties the stack; the start of a unit.
 void resetInputStack();
 
 // A reader other than the scanner has consumed the Ctrl-Z that ends the file on
 // top: what stands behind it is not read, and the file's end is delivered again.
 void endCurrentFile();
 
-// Opens a file, closing outer files of the stack while there are too many.
+// Opens a file, closing outer files of the stack while there are too many. Gives a
+// handle or an OpenFailure; a lack of memory ends the unit.
 int openSourceFile(const char* name);
 
 // Closes the outermost open file of the stack, which is reopened when it is read

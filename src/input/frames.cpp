@@ -13,32 +13,20 @@
 #include <new>
 
 #include "diag/report.h"
+#include "input/cond_stack.h"
 #include "input/guard.h"
 #include "input/include_search.h"
-#include "input/type_import.h"
+#include "input/macro_frames.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
+#include "output/advance_line.h"
 #include "platform/files.h"
-
-// Called from here, defined later:
-#include "directive/conditions.h"
-#include "directive/lines.h"
-#include "driver/advance_line.h"
-#include "macro/expand.h"
-#include "macro/predefined.h"
-#include "scanner/scan.h"
 
 constinit InputFrame* inputTop = nullptr;
 constinit const Byte* inputCursor = nullptr;
 constinit const Byte* inputLimit = nullptr;
 constinit FileFrame* currentFileFrame = nullptr;
 constinit uint32_t includeDepth = 0;
-
-constinit const char* currentFileName = nullptr;
-constinit int32_t currentFileIndex = 0;
-constinit int32_t currentLine = 0;
-constinit int32_t messageLine = 0;
-constinit uint32_t totalLines = 0;
 
 // What is read behind the end of all input. The NUL is the byte at the limit.
 static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
@@ -48,10 +36,6 @@ static const Byte newFileString[] = {'\n', 0};
 
 static FileFrame* asFile(InputFrame* frame) {
   return static_cast<FileFrame*>(frame);
-}
-
-static bool isFileFrame(const InputFrame* frame) {
-  return frame->kind == frameFile || frame->kind == frameSuspended;
 }
 
 // The block of `frame` is about to be replaced: its last byte stays, in front.
@@ -80,17 +64,24 @@ static Byte endFile(FileFrame* frame) {
   return beginBlock(frame, 2);
 }
 
+// Ends the unit because of a file whose text can't be read to its end.
+static void failUnreadable(const FileFrame* frame) {
+  // At a file's first byte this is still the line of the #include.
+  messageLine = currentLine;
+  reportFatal(msgCannotOpenInput, frame->openName);
+}
+
 // Opens a suspended file again at the byte behind the block in memory. If it has
 // gone, or no handle is to be had, text would be lost without a word: the unit ends.
 static void resumeFile(FileFrame* frame) {
   const int handle = openSourceFile(frame->openName);
   if (handle < 0) {
-    reportFatal(msgCannotOpenInput, frame->openName);
+    failUnreadable(frame);
     return;
   }
   frame->handle = handle;
   frame->kind = frameFile;
-  seekFile(handle, frame->bytesBefore + frame->length);
+  if (!seekFile(handle, frame->bytesBefore + frame->length)) failUnreadable(frame);
 }
 
 // Reads the next block of the file on top.
@@ -100,6 +91,8 @@ static Byte refillFile(FileFrame* frame) {
   if (frame->kind == frameSuspended) return endFile(frame);
   keepLastByte(frame);
   const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
+  // A failed read must not pass for the end: text would be missing.
+  if (got < 0) failUnreadable(frame);
   if (got <= 0) return endFile(frame);
   frame->ended = got < int64_t{fileReadSize};
   frame->bytesBefore += frame->length;
@@ -147,11 +140,13 @@ void ungetTwo(Byte c, const Byte* behind) {
   pushTextCopy(&c, 1);
 }
 
+void passPairedLineEnd(Byte c) {
+  const Byte d = nextChar();
+  if (!(c == '\r' && d == '\n') && !(c == '\n' && d == '\r')) ungetChar();
+}
+
 void countNewline(Byte c) {
-  if (c != 0) {
-    const Byte d = nextChar();
-    if (!(c == '\r' && d == '\n') && !(c == '\n' && d == '\r')) ungetChar();
-  }
+  if (c != 0) passPairedLineEnd(c);
   advanceLine();
 }
 
@@ -200,8 +195,10 @@ void pushTextCopy(const Byte* text, size_t length) {
 
 bool suspendFile() {
   FileFrame* outermost = nullptr;
-  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous)
-    if (frame->kind == frameFile) outermost = asFile(frame);
+  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
+    // What has no size, as a pipe, can't be read again from where it was left.
+    if (frame->kind == frameFile && sizeOfFile(asFile(frame)->handle) >= 0) outermost = asFile(frame);
+  }
   if (outermost == nullptr) return false;
   closeFile(outermost->handle);
   outermost->kind = frameSuspended;
@@ -211,16 +208,20 @@ bool suspendFile() {
 int openSourceFile(const char* name) {
   for (;;) {
     const int handle = openForReading(name);
+    if (handle == openNoMemory) failOutOfMemory();
     if (handle != openTooManyFiles || !suspendFile()) return handle;
   }
 }
 
+PushResult refusalOf(int failure) {
+  return failure == openFailed ? notFound : unreadable;
+}
+
 PushResult pushSourceFile(const char* name) {
-  if (importMode) return testImportFile(name) ? pushed : notFound;
   if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
-  if (handle < 0) return notFound;
+  if (handle < 0) return refusalOf(handle);
 
   ++includeDepth;
   FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame;
@@ -250,7 +251,6 @@ PushResult pushSourceFile(const char* name) {
   currentFileName = frame->openName;
   currentLine = 0;
   pushTextFrame(newFileString, 1);
-  currentFileIndex = fileIndexOf(name);
   return pushed;
 }
 
@@ -300,11 +300,8 @@ void resetInputStack() {
   inputTop = nullptr;
   inputCursor = inputLimit = nullptr;
   currentFileFrame = nullptr;
-  freeMacroFrames = nullptr;
+  resetMacroFrames();
   condStack = nullptr;
   includeDepth = 0;
-  importMode = false;
   totalLines = 0;
-  lineStart = true;
-  startScanner();
 }

@@ -14,12 +14,7 @@
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "platform/paths.h"
-#include "scanner/identifiers.h"
-
-// Called from here, defined later:
-#include "directive/conditions.h"
-#include "directive/directives.h"
-#include "scanner/scan.h"
+#include "names/names.h"
 
 constinit bool notDefinedArmed = false;
 constinit IdentEntry* notDefinedEntry = nullptr;
@@ -66,7 +61,7 @@ static const GuardNode* findGuard(const char* name, uint32_t hash) {
 bool guardAllowsSkip(const char* name) {
   if (!anyGuards) return false;
   const GuardNode* const node = findGuard(name, fileNameHash(name));
-  return node != nullptr && isNameDefined(asBytes(node->macroName));
+  return node != nullptr && lookupName(asBytes(node->macroName))->isMacro();
 }
 
 void addGuard(const char* fileName, const char* macroName) {
@@ -85,28 +80,6 @@ void addGuard(const char* fileName, const char* macroName) {
   *node = {chain, hash, file, macro};
   chain = node;
   anyGuards = true;
-}
-
-void endOfGuardedGroup(Byte c, const char* macroName, int32_t firstLine) {
-  const int32_t lastLine = messageLine;
-  checkLineEnd(c);
-  c = nextChar();
-  while (isLineEnd(c)) {
-    countNewline(c);
-    c = nextSignificantChar(0);
-  }
-  if (c == endOfTextByte) {
-    addGuard(currentFileName, macroName);
-    if (currentFileFrame != nullptr) {
-      currentFileFrame->guardFirstLine = firstLine;
-      currentFileFrame->guardLastLine = lastLine;
-    }
-    endCurrentFile();
-  } else if (c == '#') {
-    processDirective(false, true);
-  } else {
-    ungetChar();
-  }
 }
 
 // --- Header statistics ---

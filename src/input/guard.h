@@ -45,10 +45,6 @@ bool guardAllowsSkip(const char* name);
 // Notes that `fileName` is guarded by `macroName`; the first note stays.
 void addGuard(const char* fileName, const char* macroName);
 
-// The #endif of a guard candidate has been read, `c` is the character behind it:
-// looks whether the rest of the file is blank, and notes the guard if so.
-void endOfGuardedGroup(Byte c, const char* macroName, int32_t firstLine);
-
 // A push of `name` by the file `includer` (null for the source file itself).
 void countHeader(const char* name, const char* includer);
 

@@ -7,169 +7,114 @@
 
 #include "macro/define.h"
 
-#include <algorithm>
 #include <cstring>
 #include <new>
 
 #include "diag/report.h"
 #include "input/frame.h"
-#include "macro/macro_text.h"
+#include "input/macro_text.h"
 #include "memory/memory.h"
+#include "options/defines.h"
 #include "options/option_image.h"
+#include "output/output.h"
 #include "scanner/char_class.h"
-#include "scanner/identifiers.h"
 #include "scanner/literals.h"
+#include "scanner/read_name.h"
 #include "scanner/scan.h"
+#include "scanner/skip.h"
+#include "scanner/token_text.h"
 
-// Called from here, defined later:
-#include "directive/conditions.h"
-#include "directive/lines.h"
-#include "driver/output.h"
-
-constinit Byte macroNameBuffer[macroNameSize] = {};
+// The name that readMacroName read last.
+static constinit Byte macroNameBuffer[nameBufferSize] = {};
 
 // Length of the body just made, with the mark at its end.
 static constinit uint32_t macroBodyLength = 0;
 
 // --- Names ---
 
-Byte readMacroName(Byte c) {
-  uint32_t sum = 0;
-  uint32_t length = 0;
-  for (;;) {
-    while (hashStep[c] != 0) {
-      if (length < identLimit) {
-        macroNameBuffer[length++] = c;
-        sum += uint32_t(hashStep[c]);
-      }
-      c = nextChar();
-    }
-    if (c != '\\') break;
-    const Byte* const behind = inputCursor;
-    const Byte d = nextChar();
-    if (!isLineEnd(d)) {
-      ungetTwo('\\', behind);
-      nextChar();
-      break;
-    }
-    countNewline(d);
-    c = nextChar();
-  }
-  macroNameBuffer[length] = 0;
-  identLength = length;
-  identHash = sum - length;
-  return c;
-}
-
-int reservedNameIndex(const Byte* name, uint32_t length) {
-  if (length == 8 && name[0] == '_' && name[1] == '_' && name[6] == '_' && name[7] == '_') {
-    const char* const middle = asChars(name) + 2;
-    if (std::memcmp(middle, "STDC", 4) == 0) return optionImage.languageLevel == levelAnsi ? 1 : 0;
-    if (std::memcmp(middle, "FILE", 4) == 0) return 2;
-    if (std::memcmp(middle, "LINE", 4) == 0) return 3;
-    if (std::memcmp(middle, "DATE", 4) == 0) return 4;
-    if (std::memcmp(middle, "TIME", 4) == 0) return 5;
-    return 0;
-  }
-  if (length == 11 && std::memcmp(name, "__cplusplus", 11) == 0) return cplusplusMode ? 6 : 0;
-  return 0;
+Name readMacroName(Byte& c) {
+  const Name name = readName(c, macroNameBuffer, identLimit);
+  c = nextChar();
+  return name;
 }
 
 // True for a name that no source may define: a dynamic one, and `defined`.
-static bool isProtectedName() {
-  const Byte* const name = macroNameBuffer;
-  if (name[0] == '_' && name[1] == '_') return reservedNameIndex(name, identLength) != 0;
-  return identLength == 7 && std::memcmp(name, "defined", 7) == 0;
+static bool isProtectedName(const Name& name) {
+  return dynamicNameOf(name) != dynamicNone || isSpelled(name, "defined");
 }
 
 // --- Bodies ---
 
-// Room of the text buffer for a body without parameters.
-static uint32_t roomLeft() {
-  return uint32_t(tokenTextEnd() - tokenTextPtr);
+static bool isBlank(Byte c) {
+  return c == ' ' || c == '\t' || c == '\v' || c == '\f';
 }
 
-// Removes the spaces at the end of the collected text.
-static void dropTrailingSpaces() {
-  while (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') --tokenTextPtr;
-  *tokenTextPtr = 0;
-}
-
-// '#' in the body of a macro without parameters.
-static void readBodyHash(Byte terminator) {
-  const Byte d = nextChar();
-  if (d == '#') {
-    dropTrailingSpaces();
-    if (tokenTextPtr == tokenText) {
-      reportError(msgBadDirectiveSyntax, "define");
-      ungetChar();
-      return;
+// '#' in the body of a macro without parameters. True if it was "##".
+static bool readBodyHash(Byte terminator) {
+  if (nextChar() == '#') {
+    tokenText.dropBlanks();
+    if (tokenText.length() != 0) {
+      tokenText.append(pasteMark);
+      return true;
     }
-    bufPutChar(pasteMark);
-    Byte c;
-    do {
-      c = nextChar();
-    } while (c == ' ' || c == '\t' || c == '\v' || c == '\f');
-    ungetChar();
-    return;
+    reportError(msgBadDirectiveSyntax, "define");
+  } else if (terminator == ')') {
+    reportError(msgBadDirectiveSyntax, "define");
+  } else {
+    tokenText.append('#');
   }
   ungetChar();
-  if (terminator == ')')
-    reportError(msgBadDirectiveSyntax, "define");
-  else
-    bufPutChar('#');
+  return false;
 }
 
-// A backslash in a body: a splice, or it and the byte behind it.
+// A backslash in a body that begins no splice, and the byte behind it.
 static void readBodyBackslash() {
-  if (passSplice()) return;
   const Byte c = nextChar();
-  if (roomLeft() < 2) return;
-  bufPutChar('\\');
-  appendCopied(c);
+  if (tokenText.room() < 2) return;
+  tokenText.append('\\');
+  tokenText.appendEscaped(c);
 }
 
 // Collects a body without parameters into tokenText; `terminator` is ')' behind
 // an empty parameter list. The line end stays unread.
 static void readObjectBody(Byte terminator) {
   lineMode = true;
-  tokenTextPtr = tokenText;
-  *tokenTextPtr = 0;
+  tokenText.clear();
+  bool behindPaste = false;  // blanks there are dropped
   for (;;) {
     const Byte c = nextChar();
+    if (isBlank(c) || (c == '/' && passComment())) {
+      if (!behindPaste) tokenText.appendBlank();
+      continue;
+    }
+    if (c == '\\' && passSplice()) continue;
+    behindPaste = false;
     if (isLineEnd(c)) {
       ungetChar();
       break;
     }
     if (c == endOfTextByte) {
       if (!popSourceFile(false)) break;
-    } else if (c == ' ' || c == '\t' || c == '\v' || c == '\f') {
-      appendBlank();
     } else if (c == '"' || c == '\'') {
-      if (!copyLiteral(false, bufPutEscaped, c)) break;
-    } else if (c == '/') {
-      if (passComment())
-        appendBlank();
-      else
-        bufPutChar(c);
+      if (!copyLiteral(false, appendLiteralByte, c)) break;
     } else if (c == '\\') {
       readBodyBackslash();
     } else if (c == '#') {
-      readBodyHash(terminator);
+      behindPaste = readBodyHash(terminator);
     } else {
-      appendCopied(c);
+      tokenText.appendEscaped(c);
     }
   }
   lineMode = false;
-  if (roomLeft() == 0) reportError(msgExpansionTooLong);
+  if (tokenText.isFull()) reportError(msgExpansionTooLong);
 }
 
-// The place of the name at tokenTextPtr in the list of parameters, or -1.
-static int findParameter(const ParameterNode* parameters, const Byte* name) {
+// The place of a name in the list of parameters, or -1.
+static int findParameter(const ParameterNode* parameters, const Name& name) {
   int place = 0;
   for (const ParameterNode* node = parameters; node != nullptr; node = node->next, ++place)
-    if (node->hash == identHash && node->length == identLength &&
-        std::memcmp(node->name, name, identLength) == 0)
+    if (node->hash == name.hash && node->length == name.length &&
+        std::memcmp(node->name, name.text, name.length) == 0)
       return place;
   return -1;
 }
@@ -177,7 +122,7 @@ static int findParameter(const ParameterNode* parameters, const Byte* name) {
 void readBodyTokens(const ParameterNode* parameters, bool expand) {
   activeClass = expand ? &copyClass : &bodyClass;
   lineMode = true;
-  *tokenTextPtr = 0;
+  *tokenText.end = 0;
   for (;;) {
     const TokenCode code = scanToken();
     if (code == tokEndOfLine) {
@@ -191,25 +136,22 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
       ungetChar();
       break;
     }
-    const int place = findParameter(parameters, tokenTextPtr);
+    const int place = findParameter(parameters, scannedName);
     if (place >= 0) {
-      if (tokenTextPtr < tokenTextEnd()) {
-        *tokenTextPtr++ = Byte(firstParameter + place);
-        *tokenTextPtr = 0;
-      }
+      tokenText.append(Byte(firstParameter + place));
     } else {
-      tokenTextPtr += identLength;
+      tokenText.keep(scannedName.length);
     }
   }
   activeClass = &tokenClass;
   lineMode = false;
-  if (tokenTextPtr >= tokenTextEnd()) reportError(msgExpansionTooLong);
-  tokenTextPtr = tokenText;
+  if (tokenText.isFull()) reportError(msgExpansionTooLong);
+  tokenText.rewind();
 }
 
 // The NUL that ends the text in tokenText: one behind an escape is part of it.
 static Byte* endOfBody() {
-  Byte* end = tokenText;
+  Byte* end = tokenText.bytes;
   while (*end != 0) end += *end == escapeMark ? 2 : 1;
   return end;
 }
@@ -227,12 +169,12 @@ Byte* dropEscapes(Byte* text) {
 // An escaped 0xFB at the end loses its byte here and is given the end mark, which is
 // the same byte, in its place.
 TrimmedBody trimBody() {
-  Byte* start = tokenText;
+  Byte* start = tokenText.bytes;
   Byte* end = endOfBody();
   while (*start == ' ' || *start == '\t') ++start;
   while (end > start && (end[-1] == ' ' || end[-1] == '\t' || end[-1] == endOfBodyMark)) --end;
   *end = 0;
-  if (end == start) start = end = tokenText;
+  if (end == start) start = end = tokenText.bytes;
   *end = 0;
   return {start, uint32_t(end - start)};
 }
@@ -283,56 +225,48 @@ static void noteDefinition(const char* word, const IdentEntry* entry) {
   emitText(" */");
 }
 
-// Stores a macro under `name`, whose hash and length are set, or judges a
-// redefinition. The body is macroBodyLength bytes with a NUL behind them.
-static void storeMacro(const Byte* name, Byte paramByte, const ParameterNode* parameters, const Byte* body) {
-  IdentEntry* const entry = findIdentEntry(name);
+// Stores a macro under `name`, or judges a redefinition. The body is
+// macroBodyLength bytes with a NUL after them.
+static void storeMacro(const Name& name, Byte paramByte, const ParameterNode* parameters, const Byte* body) {
+  IdentEntry* const entry = findEntry(name);
   if (optionImage.showDefines != 0) noteDefinition("/* define ", entry);
   const bool names = optionImage.languageLevel == levelAnsi && paramByte != 0 && paramByte != objectLike;
   const uint32_t extra = names ? sizeOfNames(parameters) : 0;
-  if (entry->macroBody != noMacro) {
+  if (entry->isMacro()) {
     if (isSameRecord(entry->macroBody, paramByte, parameters, names, body)) return;
-    Byte* const textPtr = tokenTextPtr;
-    // A report may build its text in tokenText, where the body stands too; a body
-    // that fills it leaves no room.
-    if (body >= tokenText && body < tokenText + tokenTextSize)
-      tokenTextPtr = std::min(tokenText + (body - tokenText) + macroBodyLength + 1, tokenTextEnd());
-    warnIdent(warnRedefinition, entry);
-    tokenTextPtr = textPtr;
+    reportWarning(warnRedefinition, entry->spelling());
   }
   writeRecord(entry, paramByte, parameters, extra, body);
 }
 
 void defineMacroText(const Byte* body, const Byte* name) {
-  hashIdentifier(name);
+  const Name defined = nameOf(name);
   // A name that is empty, or too long for its length field, is never met in a source.
-  if (identLength == 0 || identLength > 255) return;
+  if (defined.length == 0 || defined.length > nameLengthLimit) return;
   macroBodyLength = uint32_t(std::strlen(asChars(body)));
-  storeMacro(name, objectLike, nullptr, body);
+  storeMacro(defined, objectLike, nullptr, body);
 }
 
 // --- #define ---
 
 // The definition being read.
 struct Definition {
-  Byte name[macroNameSize];
-  uint32_t hash;
-  uint32_t length;
+  Name name;  // its bytes stand in `nameText`
+  Byte nameText[nameBufferSize];
   Byte paramByte;
   ParameterNode* parameters;  // the last one first
   uint32_t parameterCount;
 };
 
-static void addParameter(Definition& definition) {
+static void addParameter(Definition& definition, const Name& name) {
   // With more parameters than there are codes there will be no macro.
   if (definition.parameterCount > uint32_t(parameterLimit)) return;
-  if (findParameter(definition.parameters, macroNameBuffer) >= 0)
-    reportError(msgMultipleDeclaration, macroNameBuffer);
-  ParameterNode* const node = new (memAlloc(uint32_t(sizeof(ParameterNode)) + identLength)) ParameterNode;
+  if (findParameter(definition.parameters, name) >= 0) reportError(msgMultipleDeclaration, name.text);
+  ParameterNode* const node = new (memAlloc(uint32_t(sizeof(ParameterNode)) + name.length)) ParameterNode;
   node->next = definition.parameters;
-  node->hash = identHash;
-  node->length = identLength;
-  std::memcpy(node->name, macroNameBuffer, identLength + 1);
+  node->hash = name.hash;
+  node->length = name.length;
+  std::memcpy(node->name, name.text, name.length + 1);
   definition.parameters = node;
   ++definition.parameterCount;
 }
@@ -349,13 +283,14 @@ static void freeParameters(ParameterNode* node) {
 // report, the line then being skipped.
 static bool readParameters(Byte c, Definition& definition) {
   for (;;) {
-    if (hashStep[c] == 0) {
+    if (!isNameByte(c)) {
       reportError(msgArgumentSyntax);
       skipLine(c);
       return false;
     }
-    c = skipSpaceFrom(readMacroName(c));
-    addParameter(definition);
+    const Name name = readMacroName(c);
+    addParameter(definition, name);
+    c = skipSpaceFrom(c);
     if (c == ')') return true;
     if (c != ',') {
       reportError(msgArgumentSeparator);
@@ -371,7 +306,7 @@ static bool readParameters(Byte c, Definition& definition) {
 // if a '#' stands in front of anything but a parameter.
 static bool numberParameters(Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
-  for (Byte* text = tokenText; *text != 0; ++text) {
+  for (Byte* text = tokenText.bytes; *text != 0; ++text) {
     if (isParameter(*text)) {
       *text = Byte(firstParameter + last - (*text - firstParameter));
     } else if (*text == pasteMark) {
@@ -399,7 +334,7 @@ static bool readFunctionBody(Definition& definition) {
   definition.paramByte = Byte(definition.parameterCount);
   skipSpace();
   ungetChar();
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   readBodyTokens(definition.parameters, false);
   return numberParameters(definition);
 }
@@ -432,8 +367,6 @@ static void storeDefinition(const Definition& definition) {
   start[length] = endOfBodyMark;
   start[length + 1] = 0;
   macroBodyLength = length + 1;
-  identHash = definition.hash;
-  identLength = definition.length;
   storeMacro(definition.name, definition.paramByte, definition.parameters, start);
 }
 
@@ -443,17 +376,15 @@ void defineDirective(Byte c) {
     skipLine(c);
     return;
   }
-  c = readMacroName(c);
   Definition definition;
-  definition.hash = identHash;
-  definition.length = identLength;
+  definition.name = readName(c, definition.nameText, identLimit);
   definition.parameters = nullptr;
   definition.parameterCount = 0;
-  if (isProtectedName()) reportError(msgBadDirectiveSyntax, "define");
-  std::memcpy(definition.name, macroNameBuffer, definition.length + 1);
+  c = nextChar();
+  if (isProtectedName(definition.name)) reportError(msgBadDirectiveSyntax, "define");
   if (readDefinition(c, definition)) storeDefinition(definition);
   freeParameters(definition.parameters);
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
 }
 
 // --- #undef ---
@@ -464,53 +395,23 @@ void undefDirective(Byte c) {
     skipLine(c);
     return;
   }
-  c = readMacroName(c);
-  const uint32_t hash = identHash;
-  const uint32_t length = identLength;
+  const Name name = readMacroName(c);
   checkLineEnd(c);
-  identHash = hash;
-  identLength = length;
-  if (isProtectedName()) {
+  if (isProtectedName(name)) {
     reportError(msgBadDirectiveSyntax, "undef");
     return;
   }
-  IdentEntry* const entry = findIdentEntry(macroNameBuffer);
+  IdentEntry* const entry = findEntry(name);
   entry->macroBody = noMacro;
   if (optionImage.showDefines != 0) noteDefinition("/* undef ", entry);
 }
 
 // --- Definitions of the command line ---
 
-// One definition.
-struct CommandDefine {
-  CommandDefine* next;  // in the order of the switches
-  CommandDefine* nextInChain;
-  const Byte* value;  // encoded, ending in the mark and a NUL
-  const Byte* name;   // NUL-terminated
-};
-
-static constinit CommandDefine* commandDefines = nullptr;
-static constinit CommandDefine** commandDefinesTail = &commandDefines;
-
-// The definitions by their names: generated command lines hold thousands.
-constexpr size_t defineChainCount = 1024;
-static constinit CommandDefine* defineChains[defineChainCount] = {};
-
-static CommandDefine*& defineChain(const char* name, size_t length) {
-  uint32_t hash = 2166136261U;
-  for (size_t i = 0; i < length; ++i) hash = (hash ^ Byte(name[i])) * 16777619U;
-  return defineChains[(hash ^ hash >> 15) % defineChainCount];
-}
-
-void clearCommandDefines() {
-  for (CommandDefine*& chain : defineChains) chain = nullptr;
-  commandDefines = nullptr;
-  commandDefinesTail = &commandDefines;
-}
-
-// The encoded form of a value, in memory that lasts for the run.
-static const Byte* encodeValue(const char* value, size_t length) {
-  Byte* const encoded = static_cast<Byte*>(permAlloc(2 * length + 2));
+// The encoded form of a value, in a block of its own.
+static Byte* encodeValue(const char* value) {
+  const size_t length = std::strlen(value);
+  Byte* const encoded = static_cast<Byte*>(memAlloc(uint32_t(2 * length + 2)));
   Byte* target = encoded;
   for (size_t i = 0; i < length; ++i) {
     const Byte c = Byte(value[i]);
@@ -522,65 +423,10 @@ static const Byte* encodeValue(const char* value, size_t length) {
   return encoded;
 }
 
-static CommandDefine* findCommandDefine(const char* name, size_t length) {
-  for (CommandDefine* node = defineChain(name, length); node != nullptr; node = node->nextInChain)
-    if (std::strlen(asChars(node->name)) == length && std::memcmp(node->name, name, length) == 0) return node;
-  return nullptr;
-}
-
-void addDefine(const char* name, size_t nameLength, const char* value, size_t valueLength) {
-  const Byte* const encoded = encodeValue(value, valueLength);
-  if (const CommandDefine* const node = findCommandDefine(name, nameLength)) {
-    if (std::strcmp(asChars(node->value), asChars(encoded)) != 0) reportWarning(warnRedefinition, node->name);
-    return;
-  }
-  CommandDefine* const node = permRecord<CommandDefine>();
-  node->next = nullptr;
-  node->value = encoded;
-  node->name = asBytes(permCopy(name, nameLength));
-  *commandDefinesTail = node;
-  commandDefinesTail = &node->next;
-  CommandDefine*& chain = defineChain(name, nameLength);
-  node->nextInChain = chain;
-  chain = node;
-}
-
-// Adds one item of -D; an empty one says nothing.
-static void addDefineItem(const char* item, size_t length) {
-  if (length == 0) return;
-  const void* const equals = std::memchr(item, '=', length);
-  const size_t nameLength = equals == nullptr ? length : size_t(static_cast<const char*>(equals) - item);
-  const size_t valueStart = equals == nullptr ? length : nameLength + 1;
-  addDefine(item, nameLength, item + valueStart, length - valueStart);
-}
-
-void addCommandDefine(const char* text) {
-  const char* item = text;
-  for (;; ++text) {
-    if (*text == '\\' && text[1] != 0) {
-      ++text;
-    } else if (*text == ';' || *text == 0) {
-      addDefineItem(item, size_t(text - item));
-      if (*text == 0) return;
-      item = text + 1;
-    }
-  }
-}
-
-void removeCommandDefine(const char* name) {
-  const size_t length = std::strlen(name);
-  CommandDefine* const node = findCommandDefine(name, length);
-  if (node == nullptr) return;
-  CommandDefine** link = &commandDefines;
-  while (*link != node) link = &(*link)->next;
-  *link = node->next;
-  if (commandDefinesTail == &node->next) commandDefinesTail = link;
-  CommandDefine** chain = &defineChain(name, length);
-  while (*chain != node) chain = &(*chain)->nextInChain;
-  *chain = node->nextInChain;
-}
-
 void installCommandDefines() {
-  for (const CommandDefine* node = commandDefines; node != nullptr; node = node->next)
-    defineMacroText(node->value, node->name);
+  for (const CommandDefine* node = commandDefines; node != nullptr; node = node->next) {
+    Byte* const body = encodeValue(node->value);
+    defineMacroText(body, asBytes(node->name));
+    memFree(body);
+  }
 }

@@ -1,27 +1,19 @@
-// Macro definitions: #define and #undef, and the definitions of the command line.
+// Macro definitions: #define and #undef, and those of -D at the start of a unit.
 
 #pragma once
 
 #include "base.h"
-
-struct IdentEntry;
+#include "names/names.h"
 
 // Handlers of #define and #undef; `c` is the first significant character behind
 // the directive's name. May change the input stack.
 void defineDirective(Byte c);
 void undefDirective(Byte c);
 
-// The name that readMacroName read last, NUL-terminated.
-constexpr size_t macroNameSize = 256;
-extern Byte macroNameBuffer[macroNameSize];
-
-// Reads a name that begins with `c` into macroNameBuffer, with its hash and
-// length. Returns the first character behind the name, already consumed.
-Byte readMacroName(Byte c);
-
-// 1 to 6 for __STDC__, __FILE__, __LINE__, __DATE__, __TIME__ and __cplusplus
-// where they are dynamic names, else 0.
-int reservedNameIndex(const Byte* name, uint32_t length);
+// Reads the name that begins with `c`, already read, into a buffer of its own,
+// NUL-terminated; the next call takes the buffer again. `c` becomes the first
+// character after the name, consumed. May change the input stack.
+Name readMacroName(Byte& c);
 
 // A parameter of the definition being read; the list holds the last one first.
 struct ParameterNode {
@@ -49,16 +41,5 @@ TrimmedBody trimBody();
 // Defines `name` as an object-like macro; `body` is encoded and ends in 0xFB, 0.
 void defineMacroText(const Byte* body, const Byte* name);
 
-// The switches -D and -U, and the definitions they leave, which last for the run.
-void addCommandDefine(const char* text);
-void removeCommandDefine(const char* name);
-
-// Adds one definition; a name that is there already keeps its value, with a
-// warning if the values differ. `name` and `value` are not NUL-terminated.
-void addDefine(const char* name, size_t nameLength, const char* value, size_t valueLength);
-
-// Forgets them; the start of a run.
-void clearCommandDefines();
-
-// Stores the command line's definitions in the unit's table.
+// Stores the definitions of -D in the unit's table.
 void installCommandDefines();

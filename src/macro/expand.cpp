@@ -2,194 +2,68 @@
 // text at the time that they are read.
 //
 // Arguments are collected in tokenText, which works as a stack: each level
-// appends at tokenTextPtr, and gives the space back when it has copied its
+// appends at the end of tokenText, and gives the space back when it has copied its
 // result into a node. A name that is no macro when it is collected is marked, so
 // that it stays as it is for the rest of its life in that argument.
-
-#include "macro/expand.h"
 
 #include <cstring>
 #include <new>
 
+#include "diag/position.h"
 #include "diag/report.h"
 #include "input/guard.h"
-#include "input/multibyte.h"
+#include "input/macro_frames.h"
+#include "input/macro_text.h"
 #include "macro/define.h"
-#include "macro/macro_text.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
+#include "scanner/read_name.h"
 #include "scanner/scan.h"
+#include "scanner/skip.h"
+#include "scanner/token_text.h"
+#include "scanner/upcalls.h"
 
-constinit bool noExpandMark = false;
-constinit bool pasteSeen = false;
-constinit bool plainIdent = false;
-constinit MacroFrame* freeMacroFrames = nullptr;
-
-constexpr int identStands = -1;
-
-void resetExpansion() {
-  noExpandMark = false;
-  pasteSeen = false;
-  plainIdent = false;
-}
-
-// --- Frames of macro text ---
-
-// Bytes of `text` in front of the first control byte. A Ctrl-Z counts as one
-// behind the first stretch only.
-VSP_INLINE uint32_t plainStretch(const Byte* text, bool first) {
-  const Byte* end = text;
-  while (*end != 0 && *end < 0x80 && (first || *end != endOfTextByte)) ++end;
-  return uint32_t(end - text);
-}
-
-static void pushMacroFrame(IdentEntry* entry, const Byte* body, const Byte* text, ArgumentNode* arguments) {
-  MacroFrame* frame = freeMacroFrames;
-  if (frame != nullptr) {
-    freeMacroFrames = static_cast<MacroFrame*>(frame->previous);
-  } else {
-    frame = new (memAlloc(sizeof(MacroFrame))) MacroFrame;
-    frame->kind = frameMacro;
-  }
-  frame->hiddenEntry = entry;
-  frame->savedBody = body;
-  frame->arguments = arguments;
-  frame->position = 0;
-  frame->buffer = text;
-  frame->length = plainStretch(text, true);
-  pushFrame(frame);
-}
-
-void pushMacroText(IdentEntry* entry, const Byte* text, ArgumentNode* arguments) {
-  if (entry != nullptr) entry->macroBody = noMacro;
-  pushMacroFrame(entry, text - 1, text, arguments);
-}
-
-static void pushArgumentText(const Byte* text) {
-  pushMacroFrame(nullptr, nullptr, text, nullptr);
-}
-
-// A string that nobody has read yet may still want the text of an argument that
-// is about to go: the expressions of directives leave such strings behind.
-VSP_COLD static void keepPendingText(const ArgumentNode* node) {
-  const Byte* const end = node->rawText + node->rawLength;
-  if (pendingText >= node->rawText && pendingText <= end)
-    pendingText = asBytes(memCopy(asChars(pendingText), size_t(end - pendingText)));
-}
-
-static void freeArguments(ArgumentNode* node) {
-  while (node != nullptr) {
-    ArgumentNode* const next = node->next;
-    if (pendingText != nullptr) keepPendingText(node);
-    memFree(node->rawText - 1);
-    memFree(node);
-    node = next;
-  }
-}
-
-void endMacroFrame(MacroFrame* frame) {
-  if (frame->hiddenEntry != nullptr) frame->hiddenEntry->macroBody = frame->savedBody;
-  freeArguments(frame->arguments);
-  popFrame();
-  frame->previous = freeMacroFrames;
-  freeMacroFrames = frame;
-}
-
-// Node number `p` of a call; a call has as many nodes as its macro parameters.
-static ArgumentNode* argumentOf(const MacroFrame* frame, Byte parameter) {
-  ArgumentNode* node = frame->arguments;
-  for (int p = parameter - firstParameter; p > 0 && node != nullptr; --p) node = node->next;
-  return node;
-}
-
-// Makes the text behind `skipped` bytes the frame's new stretch.
-static void advanceStretch(MacroFrame* frame, const Byte* text) {
-  frame->buffer = text;
-  frame->position = 0;
-  frame->length = plainStretch(text, false);
-  if (inputTop == frame) {
-    inputCursor = text;
-    inputLimit = text + frame->length;
-  }
-}
-
-int macroTextEnd(MacroFrame* frame) {
-  static const Byte quote[] = "\"";
-  const Byte* const control = inputLimit;
-  const Byte code = control[0];
-  const Byte next = control[1];
-  const Byte* rest = control + 1;
-  int result = -1;
-  const Byte* pushed = nullptr;
-  bool string = false;
-  switch (code) {
-    case escapeMark:
-      ++rest;
-      if (next != 0) result = next;
-      break;
-    case pasteMark:
-      pasteSeen = true;
-      if (isParameter(next)) {
-        ++rest;
-        if (const ArgumentNode* const node = argumentOf(frame, next)) pushed = node->rawText;
-      }
-      break;
-    case stringizeMark:
-      if (isParameter(next)) {
-        ++rest;
-        if (const ArgumentNode* const node = argumentOf(frame, next)) {
-          pendingText = node->rawText;
-          string = true;
-        }
-      }
-      break;
-    case noExpandCode: noExpandMark = true; break;
-    case endOfBodyMark: result = endOfBodyMark; break;
-    case endOfTextByte:
-      if (frame->savedBody != nullptr) result = endOfTextByte;
-      break;
-    default:
-      if (const ArgumentNode* const node = argumentOf(frame, code))
-        pushed = next == pasteMark ? node->rawText : node->expandedText;
-      break;
-  }
-  advanceStretch(frame, rest);
-  if (pushed != nullptr) pushArgumentText(pushed);
-  if (string) pushTextFrame(quote, 1);
-  return result;
-}
+// Where the expanded text of the innermost argument begins, while it is made.
+static constinit Byte* expansionStart = tokenText.bytes;
 
 // --- Arguments ---
 
-// Takes the name of `length` bytes at tokenTextPtr into the text, with a mark in
+// Takes the name of `length` bytes at the end of tokenText into the text, with a mark in
 // front of it if `marked` and if there is room.
 static void takeName(uint32_t length, bool marked) {
-  if (marked && tokenTextPtr + length < tokenTextEnd()) {
-    std::memmove(tokenTextPtr + 1, tokenTextPtr, length);
-    *tokenTextPtr++ = noExpandCode;
+  if (marked && length < tokenText.room()) {
+    std::memmove(tokenText.end + 1, tokenText.end, length);
+    *tokenText.end++ = noExpandCode;
   }
-  tokenTextPtr += length;
-  *tokenTextPtr = 0;
+  tokenText.keep(length);
 }
 
 // A name inside an argument. One that begins with "__" stays unmarked, which
 // keeps the dynamic names working.
 static void collectName(Byte c, bool afterBackslash) {
-  scanIdentifier(c);
-  const Byte* const name = tokenTextPtr;
-  const IdentEntry* const entry = findIdentEntry(name);
-  const bool reserved = name[0] == '_' && name[1] == '_';
-  takeName(identLength, entry->macroBody == noMacro && !reserved && !afterBackslash);
+  const Name name = scanIdentifier(c);
+  const IdentEntry* const entry = findEntry(name);
+  const bool reserved = name.text[0] == '_' && name.text[1] == '_';
+  takeName(name.length, !entry->isMacro() && !reserved && !afterBackslash);
+}
+
+// The byte behind one that takes the next along, whatever that is. A line end of
+// two bytes is one: it is counted when the argument's text is read.
+static Byte nextTakenByte() {
+  const Byte c = nextChar();
+  if (isLineEnd(c)) passPairedLineEnd(c);
+  return c;
 }
 
 // Any byte of an argument with no meaning of its own. `afterBackslash` keeps a name
 // from being marked.
 static void collectOther(Byte c, bool afterBackslash) {
   if (noExpandMark) {
-    bufPutChar(noExpandCode);
+    tokenText.append(noExpandCode);
     noExpandMark = false;
   }
   if (isNameStart(c)) {
@@ -197,16 +71,16 @@ static void collectOther(Byte c, bool afterBackslash) {
       const Byte d = nextChar();
       ungetChar();
       if (d == '"' || d == '\'') {
-        bufPutChar(c);
+        tokenText.append(c);
         return;
       }
     }
     collectName(c, afterBackslash);
   } else if (isLeadByte(c)) {
-    appendCopied(c);
-    appendCopied(nextChar());
+    tokenText.appendEscaped(c);
+    tokenText.appendEscaped(nextTakenByte());
   } else {
-    appendCopied(c);
+    tokenText.appendEscaped(c);
   }
 }
 
@@ -215,7 +89,7 @@ static void collectOther(Byte c, bool afterBackslash) {
 static Byte collectRawText() {
   int depth = 0;
   bool afterBackslash = false;
-  *tokenTextPtr = 0;
+  *tokenText.end = 0;
   for (;;) {
     Byte c = nextChar();
     const bool marked = afterBackslash;
@@ -223,45 +97,45 @@ static Byte collectRawText() {
     switch (c) {
       case '(':
         ++depth;
-        bufPutChar(c);
+        tokenText.append(c);
         break;
       case ')':
         if (depth == 0) return c;
         --depth;
-        bufPutChar(c);
+        tokenText.append(c);
         break;
       case ',':
         if (depth == 0) return c;
-        bufPutChar(c);
+        tokenText.append(c);
         break;
       case '"':
-      case '\'': copyLiteral(true, bufPutEscaped, c); break;
+      case '\'': copyLiteral(true, appendLiteralByte, c); break;
       case '\n':
       case '\r':
         countNewline(c);
-        appendBlank();
+        tokenText.appendBlank();
         break;
       case ' ':
-      case '\t': appendBlank(); break;
+      case '\t': tokenText.appendBlank(); break;
       case '/':
         if (passComment())
-          appendBlank();
+          tokenText.appendBlank();
         else
-          bufPutChar(c);
+          tokenText.append(c);
         break;
       case '\\':
         if (passSplice()) {
-          appendBlank();
+          tokenText.appendBlank();
         } else {
-          bufPutChar(c);
+          tokenText.append(c);
           afterBackslash = true;
         }
         break;
       case endOfTextByte: return c;
       case noExpandCode:
-      case endOfBodyMark: bufPutChar(c); break;
+      case endOfBodyMark: tokenText.append(c); break;
       case escapeMark:
-        c = nextChar();
+        c = nextTakenByte();
         collectOther(c, marked);
         break;
       default: collectOther(c, marked); break;
@@ -269,7 +143,7 @@ static Byte collectRawText() {
   }
 }
 
-// The two texts of one argument. The expanded one stands at tokenTextPtr.
+// The two texts of one argument. The expanded one stands at the end of tokenText.
 struct CollectedArgument {
   Byte terminator;  // ',', ')' or the end-of-text byte
   Byte* rawText;    // in a block with a NUL in front; null at the end of text
@@ -279,10 +153,10 @@ struct CollectedArgument {
   uint32_t length;  // of the expanded text
 };
 
-// Copies the raw text that ends at tokenTextPtr, without spaces at its ends, to
+// Copies the raw text that ends at the end of tokenText, without spaces at its ends, to
 // a block of its own, with a NUL in front and the end-of-text byte behind.
 static void keepRawText(const Byte* start, CollectedArgument& argument) {
-  const Byte* end = tokenTextPtr;
+  const Byte* end = tokenText.end;
   while (start < end && *start == ' ') ++start;
   while (end > start && end[-1] == ' ') --end;
   const uint32_t length = uint32_t(end - start);
@@ -295,8 +169,9 @@ static void keepRawText(const Byte* start, CollectedArgument& argument) {
   argument.rawLength = length;
 }
 
-// True if expanding `text` can change nothing: every name in it is marked, and
-// no other byte means anything to the copying scanner. Most arguments are so.
+// True if expanding `text` can change nothing: every name in it is marked, every
+// mark belongs to a name, and no other byte means anything to the copying
+// scanner. Most arguments are so.
 static bool expandsToItself(const Byte* text, uint32_t length) {
   bool marked = false;
   for (const Byte* const end = text + length; text < end; ++text) {
@@ -305,20 +180,20 @@ static bool expandsToItself(const Byte* text, uint32_t length) {
       marked = true;
       continue;
     }
-    const signed char entry = copyClass[c];
-    if (entry == classLetter) {
-      if (!marked) return false;
-      while (hashStep[text[1]] != 0) ++text;
+    const Byte entry = copyClass[c];
+    if (marked != (entry == classLetter)) return false;
+    if (marked) {
+      while (isNameByte(text[1])) ++text;
     } else if (entry == classDigit) {
       // A name that begins inside a number loses its mark.
       while (isDigit(text[1])) ++text;
-      if (text[1] == noExpandCode || text[1] == '.' || hashStep[text[1]] != 0) return false;
+      if (text[1] == noExpandCode || text[1] == '.' || isNameByte(text[1])) return false;
     } else if (entry != classCopy || c == 0 || c >= 0x80) {
       return false;
     }
     marked = false;
   }
-  return true;
+  return !marked;
 }
 
 // True if the frame that reads `raw` is still on the stack.
@@ -328,42 +203,105 @@ static bool isBeingRead(const InputFrame* frame, const Byte* raw) {
   return on != nullptr && static_cast<const MacroFrame*>(on)->savedBody == raw - 1;
 }
 
-// Ends the frame that reads `raw`, with what a Ctrl-Z in mid-text has left above
-// it. If the reader has left the text, the byte in hand is for others to read.
-static void endRawText(InputFrame* frame, const Byte* raw) {
-  if (!isBeingRead(frame, raw)) {
+// Ends a text above the argument's own that has met its end-of-text byte: a file
+// that a directive in the argument included, or a body that holds that byte.
+VSP_COLD static void endInnerText() {
+  if (inputTop->kind == frameMacro)
+    endMacroFrame(static_cast<MacroFrame*>(inputTop));
+  else
+    popSourceFile(false);
+}
+
+// A token other than a name has come while `frame` reads `raw`: the end of a text,
+// which arrives as a comma, or a line end. True if the argument ends here; its
+// frame is then gone. May change the input stack.
+static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
+  if (code == tokEndOfLine && !lineMode) {
+    // Behind an unterminated literal: the line end is still to be counted.
     ungetChar();
-    return;
+    return false;
   }
-  while (inputTop != frame) {
-    if (inputTop->kind == frameMacro)
-      endMacroFrame(static_cast<MacroFrame*>(inputTop));
-    else
-      popFrame();
+  if (!isBeingRead(frame, raw)) {
+    // The reader has left the text, as a comment without an end makes it: the
+    // byte in hand is for others to read.
+    if (inputTop != nullptr) ungetChar();
+    return true;
+  }
+  if (code == tokEndOfLine) {
+    // A line end that belongs to the argument does not end the directive's line.
+    countNewline(inputCursor[-1]);
+    return false;
+  }
+  if (inputTop != frame) {
+    endInnerText();
+    // The line of the directive that included a file reaches to the argument's end.
+    if (inputTop != frame || *inputCursor != 0) return false;
   }
   endMacroFrame(static_cast<MacroFrame*>(frame));
+  return true;
+}
+
+// Runs a directive that begins a line inside an argument that is being expanded. It
+// takes the text buffer from its start: what the arguments around have collected
+// there comes back, what the argument itself has collected is gone. copyClass stays
+// in force, so a condition sees names and nothing else. May change the input stack.
+VSP_COLD static void runDirectiveInArgument() {
+  Byte* const start = expansionStart;
+  const size_t outerLength = size_t(start - tokenText.bytes);
+  char* const outer = memCopy(asChars(tokenText.bytes), outerLength);
+  runDirective();
+  // The line may have been a definition, whose reader leaves tokenClass in force.
+  activeClass = &copyClass;
+  std::memcpy(tokenText.bytes, outer, outerLength);
+  memFree(outer);
+  tokenText.release(start);
+  *start = 0;
 }
 
 // Expands the raw text by reading it with copyClass in force, which leaves the
-// result at tokenTextPtr.
-static void expandRawText(const CollectedArgument& argument) {
-  if (expandsToItself(argument.rawText, argument.rawLength)) {
-    std::memcpy(tokenTextPtr, argument.rawText, argument.rawLength);
-    tokenTextPtr += argument.rawLength;
-    *tokenTextPtr = 0;
-  } else {
-    pushMacroText(nullptr, argument.rawText, nullptr);
-    InputFrame* const frame = inputTop;
-    const ClassTable* const outerClass = activeClass;
-    activeClass = &copyClass;
-    // The end of the text arrives as a comma. Other codes than that of a name say
-    // that the reader has left the text, as a misplaced `defined` can make it.
-    while (scanToken() == tokIdent) takeName(identLength, plainIdent);
-    activeClass = outerClass;
-    endRawText(frame, argument.rawText);
+// result at the end of tokenText.
+static void scanRawText(const CollectedArgument& argument) {
+  Byte* const raw = argument.rawText;
+  pushMacroText(nullptr, raw, nullptr);
+  InputFrame* const frame = inputTop;
+  const ClassTable* const outerClass = activeClass;
+  Byte* const outerStart = expansionStart;
+  activeClass = &copyClass;
+  expansionStart = tokenText.end;
+  for (;;) {
+    const TokenCode code = scanToken();
+    if (code == tokIdent)
+      takeName(scannedName.length, plainIdent);
+    else if (code == tokDirective)
+      runDirectiveInArgument();
+    else if (endsArgument(code, frame, raw))
+      break;
   }
+  activeClass = outerClass;
+  expansionStart = outerStart;
+  // A line end that the text has taken along is counted now. Where the macro reads
+  // the raw text again, it must neither count once more nor begin a directive.
+  for (Byte* c = raw; c < raw + argument.rawLength; ++c)
+    if (isLineEnd(*c)) *c = ' ';
+}
+
+// The same for a text that expands to itself. What scanning the text leaves
+// besides is the position of the token at its end.
+static void copyRawText(const CollectedArgument& argument) {
+  std::memcpy(tokenText.end, argument.rawText, argument.rawLength);
+  tokenText.keep(argument.rawLength);
+  tokenState.code = tokComma;
+  tokenState.line = currentLine;
+}
+
+// Makes the expanded text of an argument, at the end of tokenText.
+static void expandRawText(const CollectedArgument& argument) {
+  if (expandsToItself(argument.rawText, argument.rawLength))
+    copyRawText(argument);
+  else
+    scanRawText(argument);
   noExpandMark = false;
-  if (argument.cut || tokenTextPtr >= tokenTextEnd()) reportError(msgExpansionTooLong);
+  if (argument.cut || tokenText.isFull()) reportError(msgExpansionTooLong);
   // The byte behind the argument is looked at and stepped back over: marks in
   // front of it are taken here.
   nextChar();
@@ -383,27 +321,27 @@ static void trimExpanded(CollectedArgument& argument) {
   }
 }
 
-// Reads one argument, with its expansion. tokenTextPtr comes back to where it
+// Reads one argument, with its expansion. the end of tokenText comes back to where it
 // was, and the expanded text stands there.
 static CollectedArgument collectArgument() {
-  Byte* const start = tokenTextPtr;
+  Byte* const start = tokenText.end;
   CollectedArgument argument{collectRawText(), nullptr, 0, false, start, 0};
   if (argument.terminator == endOfTextByte) {
     // The scanner must meet the end of the text once more, for the file or the
     // argument that ends there to end.
     ungetChar();
-    tokenTextPtr = start;
+    tokenText.release(start);
     messageLine = tokenState.line;
     reportError(msgExpansionTooLong);
     return argument;
   }
-  argument.cut = tokenTextPtr >= tokenTextEnd();
+  argument.cut = tokenText.isFull();
   keepRawText(start, argument);
-  tokenTextPtr = start;
+  tokenText.release(start);
   *start = 0;
   expandRawText(argument);
-  argument.length = uint32_t(tokenTextPtr - start);
-  tokenTextPtr = start;
+  argument.length = uint32_t(tokenText.end - start);
+  tokenText.release(start);
   argument.rawText[argument.rawLength] = 0;
   trimExpanded(argument);
   return argument;
@@ -473,7 +411,7 @@ static bool expandMacro(IdentEntry* entry) {
   ArgumentNode* arguments = nullptr;
   if (!collectArguments(*record & parameterCountMask, arguments)) {
     freeArguments(arguments);
-    errorIdent(msgArgumentCount, entry);
+    reportError(msgArgumentCount, entry->spelling());
     return true;
   }
   pushMacroText(entry, record + 1, arguments);
@@ -493,44 +431,24 @@ static Byte definedOperator() {
     if (c == endOfTextByte && inputTop != nullptr && inputTop->kind == frameMacro) ungetChar();
     return '0';
   }
-  readMacroName(c);
+  const Name name = readMacroName(c);
   ungetChar();
-  const uint32_t hash = identHash;
-  const uint32_t length = identLength;
-  if (notDefinedArmed) notDefinedEntry = findIdentEntry(macroNameBuffer);
+  if (notDefinedArmed) notDefinedEntry = findEntry(name);
   if (parenthesis && skipSpace() != ')') {
     reportError(msgExpressionSyntax);
     ungetChar();
   }
-  identHash = hash;
-  identLength = length;
-  return isIdentDefined(macroNameBuffer) ? '1' : '0';
+  return isDefined(name) ? '1' : '0';
 }
 
-static bool isDefinedWord(const Byte* name) {
-  return identLength == 7 && std::memcmp(name, "defined", 7) == 0;
-}
-
-int checkMacro() {
-  const Byte* const name = tokenTextPtr;
+MacroAnswer checkMacro(const Name& name) {
   const bool marked = noExpandMark;
   noExpandMark = false;
-  plainIdent = false;
-  if (marked && !pasteSeen) {
-    currentIdent = findIdentEntry(name);
-    plainIdent = true;
-    return identStands;
-  }
-  if (name[0] == '_' && name[1] == '_') {
-    const int index = reservedNameIndex(name, identLength);
-    if (index != 0) return expandDynamicName(index);
-  }
-  if (lineMode && isDefinedWord(name)) return definedOperator();
-  IdentEntry* const entry = findIdentEntry(name);
-  currentIdent = entry;
-  if (entry->macroBody == noMacro) {
-    plainIdent = true;
-    return identStands;
-  }
-  return expandMacro(entry) ? 0 : identStands;
+  if (marked && !pasteSeen) return {MacroAnswer::standsForGood, 0, findEntry(name)};
+  const DynamicName dynamic = dynamicNameOf(name);
+  if (dynamic != dynamicNone) return {MacroAnswer::replaced, expandDynamicName(dynamic), nullptr};
+  if (lineMode && isSpelled(name, "defined")) return {MacroAnswer::replaced, definedOperator(), nullptr};
+  IdentEntry* const entry = findEntry(name);
+  if (!entry->isMacro()) return {MacroAnswer::standsForGood, 0, entry};
+  return {expandMacro(entry) ? MacroAnswer::expanded : MacroAnswer::stands, 0, entry};
 }

@@ -11,19 +11,18 @@
 
 #include "diag/messages.h"
 #include "input/frame.h"
+#include "input/macro_frames.h"
 #include "macro/define.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
+#include "output/output.h"
 #include "platform/clock.h"
-#include "scanner/identifiers.h"
+#include "names/names.h"
 #include "scanner/literals.h"
-
-// Called from here, defined later:
-#include "driver/output.h"
-#include "driver/unit.h"
+#include "scanner/token_text.h"
 
 static void defineIfAbsent(const Byte* body, const Byte* name) {
-  if (!isNameDefined(name)) defineMacroText(body, name);
+  if (!lookupName(name)->isMacro()) defineMacroText(body, name);
 }
 
 void installPredefinedMacros() {
@@ -36,6 +35,8 @@ void installPredefinedMacros() {
 
 // --- Dynamic names ---
 
+constinit LocalTime compileTime{};
+
 // Makes `length` bytes the text that the string reader takes next.
 static Byte beginString(const char* text, size_t length) {
   pendingText = asBytes(memCopy(text, length));
@@ -45,13 +46,13 @@ static Byte beginString(const char* text, size_t length) {
 // The name of the present file; what is a separator there is an escape in a
 // string, so it is doubled.
 static Byte expandFileName() {
-  Byte* const start = tokenTextPtr;
+  Byte* const start = tokenText.end;
   for (const char* c = currentFileName; *c != 0; ++c) {
-    if (*c == '\\') bufPutEscaped('\\');
-    bufPutEscaped(Byte(*c));
+    if (*c == '\\') appendLiteralByte('\\');
+    appendLiteralByte(Byte(*c));
   }
-  const Byte result = beginString(asChars(start), size_t(tokenTextPtr - start));
-  tokenTextPtr = start;
+  const Byte result = beginString(asChars(start), size_t(tokenText.end - start));
+  tokenText.release(start);
   return result;
 }
 
@@ -72,11 +73,9 @@ static char* putTwoDigits(char* target, int32_t value, char fill) {
 
 static Byte expandDate() {
   const LocalTime& time = compileTime;
-  const char* const month = loadMessageAt(textMonthJan, time.month);
-  const size_t monthLength = std::strlen(month);
   char text[messageTextLimit + 32];
-  std::memcpy(text, month, monthLength);
-  char* end = text + monthLength;
+  loadConsoleMessage(messageTextLimit, text, textMonthJan + time.month);
+  char* end = text + std::strlen(text);
   *end++ = ' ';
   end = putTwoDigits(end, time.day, ' ');
   *end++ = ' ';
@@ -95,12 +94,12 @@ static Byte expandTime() {
   return beginString(text, size_t(end - text));
 }
 
-Byte expandDynamicName(int index) {
-  switch (index) {
-    case 2: return expandFileName();
-    case 3: return expandLine();
-    case 4: return expandDate();
-    case 5: return expandTime();
+Byte expandDynamicName(DynamicName name) {
+  switch (name) {
+    case dynamicFile: return expandFileName();
+    case dynamicLine: return expandLine();
+    case dynamicDate: return expandDate();
+    case dynamicTime: return expandTime();
     default: return '1';
   }
 }
@@ -111,7 +110,7 @@ void dumpDefinedMacros() {
   for (const uint32_t head : hashTable) {
     for (uint32_t offset = head; offset != 0;) {
       const IdentEntry* const entry = entryAt(offset);
-      if (entry->macroBody != noMacro) {
+      if (entry->isMacro()) {
         emitText("/* define ");
         emitText(asChars(entry->spelling()));
         emitText(" */");
@@ -120,12 +119,4 @@ void dumpDefinedMacros() {
       offset = entry->next;
     }
   }
-}
-
-int32_t fileIndexOf(const char*) {
-  return 1;
-}
-
-const char* fileIndexToName(int32_t) {
-  return "[fileIndexToName]";
 }

@@ -7,11 +7,9 @@
 
 #include "memory/memory.h"
 
+#include "diag/report.h"
 #include "memory/lifecycle.h"
 #include "platform/pages.h"
-
-// Called from here, defined later:
-#include "diag/report.h"
 
 // `size` rounded up to whole pages; 0 if that is no size any more.
 static size_t wholePages(size_t size) {

@@ -21,11 +21,9 @@
 #include <cstring>
 #include <new>
 
+#include "diag/report.h"
 #include "memory/lifecycle.h"
 #include "memory/memory.h"
-
-// Called from here, defined later:
-#include "diag/report.h"
 
 constexpr int sizeClassCount = 39;
 constexpr int firstPowerClass = 14;  // from here the sizes are powers of two, plus 8

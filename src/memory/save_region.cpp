@@ -16,12 +16,10 @@
 
 #include <cstring>
 
+#include "diag/report.h"
 #include "memory/lifecycle.h"
 #include "memory/memory.h"
 #include "platform/pages.h"
-
-// Called from here, defined later:
-#include "diag/report.h"
 
 constexpr uintptr_t preferredBase = 0x8000000;
 constexpr size_t backingStep = 0x40000;   // asked of the system at once, where the region has it

@@ -15,15 +15,12 @@
 
 #include <cstring>
 
+#include "diag/fatal.h"
 #include "diag/report.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "options/options.h"
 #include "platform/files.h"
-#include "platform/paths.h"
-
-// Called from here, defined later:
-#include "driver/program.h"
 
 constinit const char* configFileName = defaultConfigFile;
 
@@ -51,7 +48,7 @@ static bool isBlank(Byte c) {
 // Ends the process because the file `name` isn't there.
 [[noreturn]] static void failFileNotFound(const char* name) {
   reportError(msgFileNotFound, name);
-  endProcess(1);
+  leaveRun();
 }
 
 // A block of memAlloc of twice the size with the bytes of `block`, which is freed.
@@ -64,19 +61,22 @@ static Byte* growText(Byte* block, uint32_t& capacity) {
   return larger;
 }
 
-// Reads the rest of an open file into a block of memAlloc, with the end-of-text
-// byte behind its `length` bytes. Null if it can't be read. The size of a pipe is
-// not known before, so the block grows as needed.
-static Byte* readAll(int handle, size_t& length) {
+// Ends the process because the file `name` is there and can't be read.
+[[noreturn]] static void failUnreadable(const char* name) {
+  reportFatal(msgCannotOpenInput, name);
+  leaveRun();
+}
+
+// Reads the rest of the open file `name` into a block of memAlloc, with the
+// end-of-text byte behind its `length` bytes. The size of a pipe is not known
+// before, so the block grows as needed.
+static Byte* readAll(int handle, const char* name, size_t& length) {
   uint32_t capacity = textStartSize;
   Byte* block = static_cast<Byte*>(memAlloc(capacity));
   length = 0;
   for (;;) {
     const int64_t count = readFile(handle, block + length, capacity - length);
-    if (count < 0) {
-      memFree(block);
-      return nullptr;
-    }
+    if (count < 0) failUnreadable(name);
     length += size_t(count);
     if (length < capacity) break;
     block = growText(block, capacity);
@@ -85,11 +85,12 @@ static Byte* readAll(int handle, size_t& length) {
   return block;
 }
 
-// Reads the file `path` as readAll does; null also if it can't be opened.
-static Byte* readTextFile(const char* path, size_t& length) {
-  const int handle = openForReading(path);
+// Reads a file that was to be opened as `handle`, as readAll does; null also if the
+// open has failed. A lack of memory ends the run.
+static Byte* readTextFile(int handle, const char* path, size_t& length) {
+  if (handle == openNoMemory) failOutOfMemory();
   if (handle < 0) return nullptr;
-  Byte* const text = readAll(handle, length);
+  Byte* const text = readAll(handle, path, length);
   closeFile(handle);
   return text;
 }
@@ -145,10 +146,10 @@ static char* nextResponseToken(Byte*& cursor, const Byte* end) {
 // Reads the response file `name` for the run and returns how many tokens it has.
 static int readResponseFile(ResponseText& node, const char* name) {
   size_t length;
-  Byte* const block = readTextFile(name, length);
+  Byte* const block = readTextFile(openForReading(name), name, length);
   if (block == nullptr) {
-    optionImage.errorLimit = 0;
-    optionImage.warningLimit = 0;
+    messageLimits.errors = 0;
+    messageLimits.warnings = 0;
     failFileNotFound(name);
   }
   node.text = static_cast<Byte*>(permAlloc(length + 1));
@@ -261,21 +262,31 @@ static int nextConfigToken(size_t limit, char* buffer) {
   return token.length < limit ? 1 : 0;
 }
 
+// Reads the text of a configuration file that nobody asked for; null if there is
+// none. One that is there and can't be opened holds switches that count.
+static Byte* readDefaultConfig(const char* path) {
+  const int handle = openSettings(path);
+  if (handle < 0 && handle != openFailed && handle != openNoMemory) failUnreadable(path);
+  size_t length;
+  return readTextFile(handle, path, length);
+}
+
 // Reads the text of the configuration file; null if there is none.
 static Byte* readConfigText(bool given, const char* programDirectory) {
-  size_t length;
-  Byte* const text = readTextFile(configFileName, length);
-  if (text != nullptr) return text;
   if (given) {
-    optionImage.errorLimit = 0;
+    size_t length;
+    Byte* const text = readTextFile(openSettings(configFileName), configFileName, length);
+    if (text != nullptr) return text;
+    messageLimits.errors = 0;
     failFileNotFound(configFileName);
   }
-  char path[pathLimit + sizeof defaultConfigFile];
+  Byte* const text = readDefaultConfig(configFileName);
+  if (text != nullptr) return text;
+  char path[programPathSize + sizeof defaultConfigFile];
   const size_t directoryLength = std::strlen(programDirectory);
-  if (directoryLength > pathLimit) return nullptr;
   std::memcpy(path, programDirectory, directoryLength);
   std::memcpy(path + directoryLength, defaultConfigFile, sizeof defaultConfigFile);
-  return readTextFile(path, length);
+  return readDefaultConfig(path);
 }
 
 void readConfigurationFile(bool given, const char* programDirectory) {

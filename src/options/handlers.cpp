@@ -10,16 +10,13 @@
 #include <cstring>
 
 #include "diag/report.h"
+#include "diag/warnings.h"
 #include "memory/memory.h"
+#include "options/defines.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
 #include "options/options.h"
-#include "options/warnings.h"
-
-// Called from here, defined later:
-#include "expr/expr.h"
-#include "input/include_search.h"
-#include "input/multibyte.h"
-#include "macro/define.h"
+#include "options/search_lists.h"
 
 // The byte that a row writes.
 static Byte& byteOf(const OptionRow& row) {
@@ -31,14 +28,10 @@ static const char*& textOf(const OptionRow& row) {
   return *reinterpret_cast<const char**>(reinterpret_cast<Byte*>(&optionImage) + row.target);
 }
 
-static bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // The decimal number at the start of `text`.
 static uint32_t readDecimal(const char* text) {
   uint64_t number = 0;
-  for (; isDigit(*text) && number <= UINT32_MAX; ++text) number = number * 10 + uint32_t(*text - '0');
+  for (; isDigit(Byte(*text)) && number <= UINT32_MAX; ++text) number = number * 10 + uint32_t(*text - '0');
   return number <= UINT32_MAX ? uint32_t(number) : UINT32_MAX;
 }
 
@@ -111,24 +104,27 @@ bool stripQuotes(const char* rest, const OptionRow& row) {
   return true;
 }
 
-bool charFlag(const char* rest, const OptionRow& row) {
-  const bool valid = flagSwitch(rest, row);
-  setupCharTypes();
-  return valid;
-}
-
-bool limitSwitch(const char* rest, const OptionRow& row) {
+// -g and -j: a limit, or with "b" the bit `stopFlag` of the batch flags.
+static bool readLimit(const char* rest, BatchFlag stopFlag, Byte& limit) {
   if (std::strcmp(rest, "b") == 0) {
-    optionImage.batchFlags |= Byte(row.value);
+    optionImage.batchFlags |= stopFlag;
     return true;
   }
-  const uint32_t limit = readDecimal(rest);
-  if (!isDigit(*rest) || limit > UINT8_MAX) {
+  const uint32_t number = readDecimal(rest);
+  if (!isDigit(Byte(*rest)) || number > UINT8_MAX) {
     reportError(msgLimitRange);
     return false;
   }
-  byteOf(row) = Byte(limit);
+  limit = Byte(number);
   return true;
+}
+
+bool errorLimitSwitch(const char* rest, const OptionRow&) {
+  return readLimit(rest, stopOnErrorFlag, messageLimits.errors);
+}
+
+bool warningLimitSwitch(const char* rest, const OptionRow&) {
+  return readLimit(rest, stopOnWarningFlag, messageLimits.warnings);
 }
 
 bool identSwitch(const char* rest, const OptionRow& row) {
@@ -138,7 +134,7 @@ bool identSwitch(const char* rest, const OptionRow& row) {
     optionImage.outputFlags |= idlFlag;
     return true;
   }
-  if (!isDigit(*rest)) return false;
+  if (!isDigit(Byte(*rest))) return false;
   uint32_t length = readDecimal(rest);
   if (length == 0) length = longest;
   if (length < shortest || length > longest) return false;
@@ -147,7 +143,7 @@ bool identSwitch(const char* rest, const OptionRow& row) {
 }
 
 bool codePageSwitch(const char* rest, const OptionRow&) {
-  if (!isDigit(*rest)) return false;
+  if (!isDigit(Byte(*rest))) return false;
   optionImage.codePage = readDecimal(rest);
   buildLeadByteTable();
   return true;
@@ -268,6 +264,23 @@ bool debugSwitch(const char* rest, const OptionRow& row) {
   return *rest == 0;
 }
 
+// -w! and -w!-: whether a warning fails the run.
+static bool failSwitch(const char* rest) {
+  const bool off = *rest == '-';
+  if (off) ++rest;
+  if (*rest != 0) return false;
+  if (off)
+    optionImage.batchFlags &= Byte(~failOnWarningFlag);
+  else
+    optionImage.batchFlags |= failOnWarningFlag;
+  return true;
+}
+
 bool warningsSwitch(const char* rest, const OptionRow&) {
-  return warningSwitch(rest);
+  if (*rest == '!') return failSwitch(rest + 1);
+  if (*rest == '.') return false;
+  const bool on = *rest != '-';
+  if (*rest == '-' || *rest == '+') ++rest;
+  switchWarnings(rest, on);
+  return true;
 }

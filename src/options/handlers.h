@@ -39,16 +39,16 @@ bool stripQuotes(const char* rest, const OptionRow& row);  // the rest without a
 bool subTable(const char* rest, const OptionRow& row);     // descends into `table`
 
 // Handlers of one switch or family.
-bool charFlag(const char* rest, const OptionRow& row);         // -K
-bool limitSwitch(const char* rest, const OptionRow& row);      // -g, -j; `value`: the bit of "b"
-bool identSwitch(const char* rest, const OptionRow& row);      // -i
-bool codePageSwitch(const char* rest, const OptionRow& row);   // -CP
-bool outputSwitch(const char* rest, const OptionRow& row);     // -S
-bool extensionSwitch(const char* rest, const OptionRow& row);  // -P
-bool defineSwitch(const char* rest, const OptionRow& row);     // -D
-bool undefineSwitch(const char* rest, const OptionRow& row);   // -U
-bool includeSwitch(const char* rest, const OptionRow& row);    // -I
-bool librarySwitch(const char* rest, const OptionRow& row);    // -L
+bool errorLimitSwitch(const char* rest, const OptionRow& row);    // -j
+bool warningLimitSwitch(const char* rest, const OptionRow& row);  // -g
+bool identSwitch(const char* rest, const OptionRow& row);         // -i
+bool codePageSwitch(const char* rest, const OptionRow& row);      // -CP
+bool outputSwitch(const char* rest, const OptionRow& row);        // -S
+bool extensionSwitch(const char* rest, const OptionRow& row);     // -P
+bool defineSwitch(const char* rest, const OptionRow& row);        // -D
+bool undefineSwitch(const char* rest, const OptionRow& row);      // -U
+bool includeSwitch(const char* rest, const OptionRow& row);       // -I
+bool librarySwitch(const char* rest, const OptionRow& row);       // -L
 bool runtimeLetters(const char* rest, const OptionRow& row);  // V and R of -tW; the row's letter is the first
 bool windowsLetters(const char* rest, const OptionRow& row);  // the same; chooses a kind if there is none
 bool packageSwitch(const char* rest, const OptionRow& row);   // -tWP

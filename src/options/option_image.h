@@ -81,8 +81,6 @@ struct OptionImage {
   Byte languageLevel;           // LanguageLevel
   Byte unsignedChar;            // -K
   Byte nestedComments;          // -C
-  Byte errorLimit;              // -j, 0 for none
-  Byte warningLimit;            // -g, 0 for none
   Byte maxIdentLength;          // -i, 8 to 250
   Byte callConvention;          // -p family, 0 to 4
   Byte threadedApp;             // -tWM

@@ -10,16 +10,14 @@
 
 #include <cstring>
 
+#include "diag/fatal.h"
 #include "diag/report.h"
+#include "diag/warnings.h"
 #include "options/arguments.h"
 #include "options/handlers.h"
-#include "options/warnings.h"
+#include "options/lead_bytes.h"
 #include "platform/files.h"
 #include "platform/paths.h"
-
-// Called from here, defined later:
-#include "driver/program.h"
-#include "input/multibyte.h"
 
 #define TABLE(name) static constexpr OptionRow name[] = {
 #define ROW(letter, handler, field, value) {letter, offsetof(OptionImage, field), value, handler, nullptr},
@@ -43,8 +41,6 @@ constexpr OptionImage defaultImage = [] {
   OptionImage image = {};
   image.processor = 3;
   image.lineInfo = 1;
-  image.errorLimit = 25;
-  image.warningLimit = 100;
   image.maxIdentLength = 250;
   image.underscores = 1;
   image.outputDirectory = "";
@@ -80,22 +76,32 @@ bool parseOption(OptionPhase phase, const char* text) {
 
 void refuseOption(MessageId source, const char* text) {
   char sourceText[messageTextLimit];
-  optionImage.errorLimit = 0;
+  messageLimits.errors = 0;
   reportError(msgIncorrectOption, loadMessageInto(sizeof sourceText, sourceText, source), text);
-  endProcess(1);
+  leaveRun();
+}
+
+// What `path`, the start of `argument`, stands for. Where the system can't say, the
+// run ends: taken for a switch, a file name would be lost without a word.
+static PathKind kindOfArgument(const char* path, const char* argument) {
+  const PathKind kind = kindOfPath(path);
+  if (kind == pathNoMemory) failOutOfMemory();
+  if (kind == pathUnknown) reportFatal(msgCannotOpenInput, argument);
+  return kind;
 }
 
 // True for an argument with '/' in front that is an absolute path: it names a file,
 // or at least the directory part of it exists, so that a pattern, a name without
 // its extension and a wrong name are taken for names too.
 static bool isAbsolutePath(const char* argument) {
-  if (fileExists(argument)) return true;
+  if (!slashBeginsPaths()) return false;
+  if (kindOfArgument(argument, argument) == pathIsFile) return true;
   const size_t nameStart = splitPath(argument).nameStart;
   char directory[pathLimit + 1];
   if (nameStart <= 1 || nameStart > sizeof directory) return false;
   std::memcpy(directory, argument, nameStart - 1);
   directory[nameStart - 1] = 0;
-  return directoryExists(directory);
+  return kindOfArgument(directory, argument) == pathIsDirectory;
 }
 
 // True for an argument that begins with '-', or with '/' and is no path.
@@ -114,6 +120,7 @@ bool isLateSwitch(const char* argument) {
 // Puts the defaults in force, for a second run in the same process.
 static void resetOptions() {
   optionImage = defaultImage;
+  messageLimits = {.errors = 25, .warnings = 100};
   optionSave = {};
   std::memcpy(defaultExtension, ".cpp", sizeof defaultExtension);
   resetWarnings();
@@ -140,7 +147,7 @@ static const char* findConfigArgument(char** argv, int argc) {
 }
 
 void optionBootstrap(char** argv, int argc) {
-  char directory[pathLimit + 1];
+  char directory[programPathSize];
   resetOptions();
   // Paths are looked at from now on; the surroundings say how their bytes are read.
   buildLeadByteTable();

@@ -6,7 +6,10 @@
 
 #include "platform/code_page.h"
 
+#include <errno.h>
+#include <fcntl.h>
 #include <iconv.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -123,14 +126,33 @@ static iconv_t openConverter(uint32_t codePage) {
   return iconv_open("UTF-16LE", name);
 }
 
+// True if some descriptors are left. A converter is read from files; where they
+// can't be opened, the host takes it for missing, and does so for the rest of the run.
+static bool descriptorsLeft() {
+  int handles[4];
+  int opened = 0;
+  bool left = true;
+  for (int& handle : handles) {
+    handle = open("/", O_RDONLY | O_CLOEXEC);
+    left = handle >= 0 || (errno != EMFILE && errno != ENFILE);
+    if (handle < 0) break;
+    ++opened;
+  }
+  for (int i = 0; i < opened; ++i) close(handles[i]);
+  return left;
+}
+
 // Converts through the host.
 static int hostToWide(uint32_t codePage, const Byte* text, int count, uint16_t* result, int limit) {
   const iconv_t none = reinterpret_cast<iconv_t>(-1);
   static constinit uint32_t openPage = 0;  // that `converter` is for
   static iconv_t converter = none;
   if (openPage != codePage) {
+    if (!descriptorsLeft()) return convertNoDescriptor;
     if (converter != none) iconv_close(converter);
+    openPage = 0;
     converter = openConverter(codePage);
+    if (converter == none && errno == ENOMEM) return convertNoMemory;
     openPage = codePage;
   }
   if (converter == none) return 0;

@@ -3,10 +3,13 @@
 #include "platform/component.h"
 
 #include <dlfcn.h>
+#include <link.h>
+#include <sys/stat.h>
 
 #include <cstring>
 
 #include "platform/files.h"
+#include "platform/host_open.h"
 #include "platform/paths.h"
 
 constexpr const char* componentName = "tlbreader.so";
@@ -15,6 +18,14 @@ constexpr const char* entryName = "ReadTypeLibrary";
 // What the component exports.
 using ReadTypeLibraryEntry = int (*)(const char* path, const char* attributes, int reserved,
                                      char* generatedName);
+
+// Notes that the file of a loaded component is in use.
+static void noteComponent(void* module) {
+  link_map* loaded = nullptr;
+  struct stat status;
+  if (dlinfo(module, RTLD_DI_LINKMAP, &loaded) == 0 && stat(loaded->l_name, &status) == 0)
+    noteReadForRun(identityOf(status));
+}
 
 // Loads the component that stands beside the program, null if none does.
 static void* loadBesideProgram() {
@@ -34,6 +45,7 @@ bool readTypeLibrary(const char* path, const char* attributes, char* generatedNa
   void* module = loadBesideProgram();
   if (module == nullptr) module = dlopen(componentName, RTLD_NOW | RTLD_LOCAL);
   if (module == nullptr) return false;
+  noteComponent(module);
   const ReadTypeLibraryEntry entry = reinterpret_cast<ReadTypeLibraryEntry>(dlsym(module, entryName));
   if (entry != nullptr) {
     written[0] = 0;

@@ -41,6 +41,10 @@ bool readTypeLibrary(const char* path, const char* attributes, char* generatedNa
   generatedName[0] = 0;
   const HMODULE module = LoadLibraryA("TLBREADER.DLL");
   if (module == nullptr) return false;
+  // No output may take its place.
+  char file[MAX_PATH];
+  const DWORD length = GetModuleFileNameA(module, file, sizeof file);
+  if (length != 0 && length < sizeof file) noteReadForRun(identityOfName(file));
   const auto entry = findEntry<ReadTypeLibraryEntry>(module, "ReadTypeLibrary");
   if (entry != nullptr) {
     written[0] = 0;

@@ -6,78 +6,158 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <poll.h>
+#include <sys/auxv.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/faults.h"
 #include "platform/files.h"
+#include "platform/host_open.h"
 
 constexpr size_t consoleRoom = 8192;
 
-static constinit char consoleBuffer[consoleRoom] = {};
-static constinit size_t consoleUsed = 0;      // bytes waiting in the buffer
-static constinit bool consoleFailed = false;  // a write failed: nothing is tried any more
-static constinit int consoleIsTerminal = -1;  // not asked yet
+// How long a break waits for the reader of a full pipe, in milliseconds.
+constexpr int breakPatience = 500;
 
-void openStandardHandles() {
+// The bytes from consoleSent to consoleUsed wait in the buffer. The handler of a
+// break may look at any moment, but for the time of a flush, in which it is held
+// back: only then is it certain how much has been written.
+static constinit char consoleBuffer[consoleRoom] = {};
+static constinit volatile size_t consoleUsed = 0;
+static constinit volatile size_t consoleSent = 0;
+static constinit bool consoleFailed = false;  // a write failed: nothing is tried any more
+
+// What standard output is; asked once.
+struct ConsoleKind {
+  bool known;
+  bool terminal;
+  FileIdentity file;  // noFile if it is no ordinary file
+};
+static constinit ConsoleKind consoleKind = {};
+
+bool openStandardHandles() {
   // For reading alone: what is written to a closed output is still a failed write.
+  // Where there are no devices, a directory does as well.
   for (int handle = 0; handle <= 2; ++handle)
-    if (fcntl(handle, F_GETFD) < 0 && errno == EBADF && open("/dev/null", O_RDONLY) < 0) return;
+    if (fcntl(handle, F_GETFD) < 0 && errno == EBADF && open("/dev/null", O_RDONLY) < 0 &&
+        open("/", O_RDONLY) < 0)
+      return false;
+  return true;
+}
+
+// One write. Returns how many bytes went out; 0 after a signal or a wait, when it is
+// to be tried again; -1 on failure.
+static ssize_t writeSome(int handle, const char* data, size_t size) {
+  const ssize_t count = write(handle, data, size);
+  if (count > 0) return count;
+  if (count == 0) return -1;
+  if (errno == EINTR) return 0;
+  if (errno != EAGAIN) return -1;
+  // Another program has made a shared terminal or pipe non-blocking.
+  pollfd waiting{handle, POLLOUT, 0};
+  return poll(&waiting, 1, -1) >= 0 || errno == EINTR ? 0 : -1;
 }
 
 bool writeFile(int handle, const void* data, size_t size) {
   const char* next = static_cast<const char*>(data);
   while (size > 0) {
-    const ssize_t count = write(handle, next, size);
-    if (count > 0) {
-      next += count;
-      size -= size_t(count);
-    } else if (count < 0 && errno == EAGAIN) {
-      // Another program has made a shared terminal or pipe non-blocking.
-      pollfd waiting{handle, POLLOUT, 0};
-      if (poll(&waiting, 1, -1) < 0 && errno != EINTR) return false;
-    } else if (count == 0 || errno != EINTR) {
-      return false;
-    }
+    const ssize_t count = writeSome(handle, next, size);
+    if (count < 0) return false;
+    next += count;
+    size -= size_t(count);
   }
   return true;
 }
 
 bool flushConsole() {
-  const size_t size = consoleUsed;
-  consoleUsed = 0;
-  if (size != 0 && !consoleFailed) consoleFailed = !writeFile(STDOUT_FILENO, consoleBuffer, size);
+  holdBreaks();
+  // A break that waits sends the rest itself.
+  while (consoleSent < consoleUsed && !consoleFailed && !breakWaits()) {
+    const size_t sent = consoleSent;
+    const ssize_t count = writeSome(STDOUT_FILENO, consoleBuffer + sent, consoleUsed - sent);
+    if (count < 0)
+      consoleFailed = true;
+    else
+      consoleSent = sent + size_t(count);
+  }
+  if (consoleFailed || consoleSent == consoleUsed) {
+    consoleSent = 0;
+    consoleUsed = 0;
+  }
+  releaseBreaks();
   return !consoleFailed;
 }
 
+void flushConsoleAtBreak() {
+  while (consoleSent < consoleUsed && !consoleFailed) {
+    pollfd waiting{STDOUT_FILENO, POLLOUT, 0};
+    if (poll(&waiting, 1, breakPatience) <= 0) return;
+    // A pipe that is ready takes that much without waiting.
+    const size_t rest = consoleUsed - consoleSent;
+    const ssize_t count =
+        write(STDOUT_FILENO, consoleBuffer + consoleSent, rest < PIPE_BUF ? rest : size_t{PIPE_BUF});
+    if (count > 0)
+      consoleSent = consoleSent + size_t(count);
+    else if (count == 0 || errno != EINTR)
+      return;
+  }
+}
+
+static const ConsoleKind& kindOfConsole() {
+  if (!consoleKind.known) {
+    struct stat status;
+    const bool open = fstat(STDOUT_FILENO, &status) == 0;
+    consoleKind.terminal = open && S_ISCHR(status.st_mode) && isatty(STDOUT_FILENO) == 1;
+    consoleKind.file = open && S_ISREG(status.st_mode) ? identityOf(status) : noFile;
+    consoleKind.known = true;
+  }
+  return consoleKind;
+}
+
+FileIdentity consoleFile() {
+  return kindOfConsole().file;
+}
+
 bool writeConsole(const char* data, size_t size) {
-  if (consoleIsTerminal < 0) consoleIsTerminal = isatty(STDOUT_FILENO) == 1 ? 1 : 0;
   const bool endsLine = size != 0 && data[size - 1] == '\n';
   while (size > 0 && !consoleFailed) {
-    const size_t room = consoleRoom - consoleUsed;
-    const size_t part = size < room ? size : room;
-    std::memcpy(consoleBuffer + consoleUsed, data, part);
-    consoleUsed += part;
+    const size_t used = consoleUsed;
+    const size_t part = size < consoleRoom - used ? size : consoleRoom - used;
+    std::memcpy(consoleBuffer + used, data, part);
+    // The bytes first, then their number.
+    std::atomic_signal_fence(std::memory_order_release);
+    consoleUsed = used + part;
     data += part;
     size -= part;
     if (consoleUsed == consoleRoom) flushConsole();
   }
-  if (endsLine && consoleIsTerminal == 1) flushConsole();
+  if (endsLine && kindOfConsole().terminal) flushConsole();
   return !consoleFailed;
 }
 
-void writeErrorStream(const char* data, size_t size) {
+bool writeErrorStream(const char* data, size_t size) {
   // What was written before is to be seen before.
   flushConsole();
-  writeFile(STDERR_FILENO, data, size);
+  return writeFile(STDERR_FILENO, data, size);
 }
 
 bool programPath(char* buffer, size_t size) {
   const ssize_t length = readlink("/proc/self/exe", buffer, size);
-  if (length <= 0 || size_t(length) >= size) return false;
-  buffer[length] = 0;
+  if (length > 0) {
+    if (size_t(length) >= size) return false;
+    buffer[length] = 0;
+    return true;
+  }
+  // Where /proc is missing, the name that the program was started under has to do.
+  const char* const name = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+  if (name == nullptr || std::strlen(name) >= size) return false;
+  std::strcpy(buffer, name);
   return true;
 }
 

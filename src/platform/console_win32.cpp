@@ -8,9 +8,11 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/system_win32.h"
 
@@ -24,12 +26,14 @@ int _dowildcard = 0;
 constexpr size_t consoleRoom = 8192;
 
 static constinit char consoleBuffer[consoleRoom] = {};
-static constinit size_t consoleUsed = 0;      // bytes waiting in the buffer
-static constinit bool consoleFailed = false;  // a write failed: nothing is tried any more
-static constinit int consoleIsTerminal = -1;  // not asked yet
+static constinit volatile size_t consoleUsed = 0;  // bytes waiting in the buffer
+static constinit bool consoleFailed = false;       // a write failed: nothing is tried any more
+static constinit int consoleIsTerminal = -1;       // not asked yet
 
 // Handles have no numbers that a file could take over, so there is nothing to make usable.
-void openStandardHandles() {}
+bool openStandardHandles() {
+  return true;
+}
 
 bool writeSystemHandle(HANDLE handle, const void* data, size_t size) {
   const char* next = static_cast<const char*>(data);
@@ -46,11 +50,21 @@ bool writeSystemHandle(HANDLE handle, const void* data, size_t size) {
 }
 
 bool flushConsole() {
+  // A break must not find half of it sent.
+  holdBreaks();
   const size_t size = consoleUsed;
-  consoleUsed = 0;
   if (size != 0 && !consoleFailed)
     consoleFailed = !writeSystemHandle(GetStdHandle(STD_OUTPUT_HANDLE), consoleBuffer, size);
+  consoleUsed = 0;
+  releaseBreaks();
   return !consoleFailed;
+}
+
+void flushConsoleAtBreak() {
+  // The thread that handles the break has set a limit to the time that this may take.
+  const size_t size = consoleUsed;
+  consoleUsed = 0;
+  if (size != 0 && !consoleFailed) writeSystemHandle(GetStdHandle(STD_OUTPUT_HANDLE), consoleBuffer, size);
 }
 
 bool writeConsole(const char* data, size_t size) {
@@ -63,7 +77,9 @@ bool writeConsole(const char* data, size_t size) {
     const size_t room = consoleRoom - consoleUsed;
     const size_t part = size < room ? size : room;
     std::memcpy(consoleBuffer + consoleUsed, data, part);
-    consoleUsed += part;
+    // The bytes first, then their number.
+    std::atomic_signal_fence(std::memory_order_release);
+    consoleUsed = consoleUsed + part;
     data += part;
     size -= part;
     if (consoleUsed == consoleRoom) flushConsole();
@@ -72,10 +88,10 @@ bool writeConsole(const char* data, size_t size) {
   return !consoleFailed;
 }
 
-void writeErrorStream(const char* data, size_t size) {
+bool writeErrorStream(const char* data, size_t size) {
   // What was written before is to be seen before.
   flushConsole();
-  writeSystemHandle(GetStdHandle(STD_ERROR_HANDLE), data, size);
+  return writeSystemHandle(GetStdHandle(STD_ERROR_HANDLE), data, size);
 }
 
 bool programPath(char* buffer, size_t size) {

@@ -4,9 +4,18 @@
 
 #include "base.h"
 
-// Runs `handler` on the break signal (SIGINT, SIGTERM and SIGHUP alike); the
-// handler must do only what is safe there, and must not return.
-void installBreakHandler(void (*handler)());
+// Runs `handler` on the break signal (SIGINT, SIGTERM and SIGHUP alike) and ends the
+// process with `status`. The handler must do only what is safe there. A signal that
+// was ignored when the program started stays ignored.
+void installBreakHandler(void (*handler)(), int status);
+
+// Holds breaks back until the matching release, which then doesn't return. A system
+// call that waits is ended by a break all the same, with EINTR. Holds nest.
+void holdBreaks();
+void releaseBreaks();
+
+// True if a break has come and waits for its release.
+bool breakWaits();
 
 // What a fault filter is told.
 struct FaultRecord {

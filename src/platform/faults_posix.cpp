@@ -19,6 +19,7 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <iterator>
 
 constexpr size_t handlerStackSize = 0x20000;
@@ -30,6 +31,7 @@ constexpr int faultDepthLimit = 8;
 struct StackGuard {
   sigjmp_buf context;
   uintptr_t frame;  // address of the frame that armed it
+  int heldBreaks;   // as many holds are left when it catches
 };
 
 using FaultFilter = void(const FaultRecord& record);
@@ -37,11 +39,15 @@ using BreakHandler = void();
 
 constexpr int faultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 constexpr int faultSignalCount = int(std::size(faultSignals));
+constexpr int breakSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 static constinit StackGuard guards[guardLimit] = {};
 static constinit int guardCount = 0;
 static constinit FaultFilter* faultFilter = nullptr;
 static constinit BreakHandler* breakHandler = nullptr;
+static constinit int breakStatus = 0;
+static constinit volatile sig_atomic_t heldBreaks = 0;    // holds that are not released
+static constinit volatile sig_atomic_t breakWaiting = 0;  // a break came meanwhile
 static constinit bool handlersInstalled = false;
 static constinit volatile sig_atomic_t faultDepth = 0;  // faults being handled: one in a filter is the second
 
@@ -135,8 +141,10 @@ void removeFaultFilter() {
   }
   StackGuard& guard = guards[guardCount];
   guard.frame = frame;
+  guard.heldBreaks = heldBreaks;
   if (sigsetjmp(guard.context, 0) != 0) {
     --guardCount;
+    while (heldBreaks > guard.heldBreaks) releaseBreaks();
     return false;
   }
   ++guardCount;
@@ -146,26 +154,52 @@ void removeFaultFilter() {
   return true;
 }
 
-// Handler of the break signals.
-static void onBreak(int) {
+// Ends the process after a break. The sanitizer's run-time would want memory before
+// a call that doesn't return, which a signal handler can't give it.
+[[gnu::no_sanitize_address]] static void runBreak() {
   breakHandler();
-  // The handler's promise not to return is not relied on: a break ends the process.
-  _exit(255);
+  _exit(breakStatus);
 }
 
-void installBreakHandler(void (*handler)()) {
+// Handler of the break signals.
+[[gnu::no_sanitize_address]] static void onBreak(int) {
+  if (heldBreaks == 0) runBreak();
+  breakWaiting = 1;
+}
+
+void holdBreaks() {
+  heldBreaks = heldBreaks + 1;
+  std::atomic_signal_fence(std::memory_order_acq_rel);
+}
+
+void releaseBreaks() {
+  std::atomic_signal_fence(std::memory_order_acq_rel);
+  heldBreaks = heldBreaks - 1;
+  // From here on a break runs by itself; what came before is asked for.
+  if (heldBreaks != 0 || breakWaiting == 0) return;
+  heldBreaks = 1;
+  runBreak();
+}
+
+bool breakWaits() {
+  return breakWaiting != 0;
+}
+
+void installBreakHandler(void (*handler)(), int status) {
   breakHandler = handler;
+  breakStatus = status;
   struct sigaction action {};
   action.sa_handler = onBreak;
   action.sa_flags = SA_ONSTACK;
   sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&action.sa_mask, signal);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-  // A run that is to survive its terminal has the signal ignored from the start.
-  struct sigaction present {};
-  if (sigaction(SIGHUP, nullptr, &present) == 0 && present.sa_handler != SIG_IGN)
-    sigaction(SIGHUP, &action, nullptr);
+  for (const int signal : breakSignals) sigaddset(&action.sa_mask, signal);
+  // One that is ignored from the start is not for this run: it is to survive its
+  // terminal, or was started in the background.
+  for (const int signal : breakSignals) {
+    struct sigaction present {};
+    if (sigaction(signal, nullptr, &present) == 0 && present.sa_handler != SIG_IGN)
+      sigaction(signal, &action, nullptr);
+  }
   // A reader that went away is a write that fails, not a death.
   signal(SIGPIPE, SIG_IGN);
   // So is a file that has reached the size that it may have.

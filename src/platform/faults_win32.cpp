@@ -34,6 +34,7 @@ static constinit int faultDepth = 0;  // faults being handled: one in a filter i
 static constinit LPTOP_LEVEL_EXCEPTION_FILTER formerFilter = nullptr;
 static constinit bool filterInstalled = false;
 static constinit HANDLE mainThread = nullptr;
+static constinit int heldBreaks = 0;  // holds of the main thread that are not released
 
 // True for the notices that debugging run-times raise as exceptions.
 static bool isNotice(DWORD code) {
@@ -114,6 +115,7 @@ void removeFaultFilter() {
 struct StackGuard {
   EXCEPTION_REGISTRATION_RECORD link;
   void* context[5];  // of __builtin_setjmp
+  int heldBreaks;    // as many holds are left when it catches
 };
 
 static constinit StackGuard* overflowedGuard = nullptr;
@@ -154,39 +156,67 @@ static constinit StackGuard* overflowedGuard = nullptr;
   StackGuard guard;
   guard.link.Next = firstLink();
   guard.link.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(onGuardedFault);
+  guard.heldBreaks = heldBreaks;
   setFirstLink(&guard.link);
   const bool returned = runGuarded(guard, body, argument);
   setFirstLink(guard.link.Next);
+  while (heldBreaks > guard.heldBreaks) releaseBreaks();
   return returned;
 }
 
 // --- The break signal ---
+//
+// The lock is held by the main thread where a break must wait, and by a break from
+// then on. The counters belong to the main thread.
 
-// Held by the main thread where a break must wait, and by a break from its first step on.
 static SRWLOCK breakLock = SRWLOCK_INIT;
+static constinit volatile LONG breakWaiting = 0;
+static constinit int breakStatus = 0;
+
+// How long a break lets the main thread wait for a device or a reader, and how long
+// it may take itself, in milliseconds.
+constexpr DWORD breakPatience = 500;
 
 void holdBreaks() {
-  AcquireSRWLockExclusive(&breakLock);
+  if (heldBreaks++ == 0) AcquireSRWLockExclusive(&breakLock);
 }
 
 void releaseBreaks() {
+  if (--heldBreaks != 0) return;
   ReleaseSRWLockExclusive(&breakLock);
+  // The break's own thread ends the process.
+  while (breakWaiting != 0) Sleep(INFINITE);
+}
+
+bool breakWaits() {
+  return breakWaiting != 0;
+}
+
+// Ends the process should a break hang, as on a pipe that nobody reads.
+[[gnu::force_align_arg_pointer]] static DWORD WINAPI endHangingBreak(void*) {
+  Sleep(2 * breakPatience);
+  endProcessNow(breakStatus);
 }
 
 // Runs in a thread of its own on each of the console's signals.
 [[gnu::force_align_arg_pointer]] static BOOL WINAPI onBreak(DWORD) {
-  holdBreaks();
-  // A thread that asks for its own state has stopped by the time of the answer.
+  InterlockedExchange(&breakWaiting, 1);
+  for (DWORD waited = 0; !TryAcquireSRWLockExclusive(&breakLock); waited += 10) {
+    Sleep(10);
+    if (waited >= breakPatience) CancelSynchronousIo(mainThread);
+  }
+  CreateThread(nullptr, 0, endHangingBreak, nullptr, 0, nullptr);
+  // A thread that is asked for its state has stopped by the time of the answer.
   CONTEXT state{};
   state.ContextFlags = CONTEXT_CONTROL;
   if (SuspendThread(mainThread) != DWORD(-1)) GetThreadContext(mainThread, &state);
   breakHandler();
-  // The handler's promise not to return is not relied on: a break ends the process.
-  endProcessNow(255);
+  endProcessNow(breakStatus);
 }
 
-void installBreakHandler(void (*handler)()) {
+void installBreakHandler(void (*handler)(), int status) {
   breakHandler = handler;
+  breakStatus = status;
   if (mainThread != nullptr) return;
   const HANDLE process = GetCurrentProcess();
   DuplicateHandle(process, GetCurrentThread(), process, &mainThread, 0, FALSE, DUPLICATE_SAME_ACCESS);

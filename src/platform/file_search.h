@@ -12,8 +12,13 @@ struct FileMatches;
 // things that cannot be read as a file never match; a name that begins with a
 // dot is hidden from a wildcard. A pattern without a wildcard gives the name as
 // the directory spells it, the exact spelling first. Matches come sorted.
-// Returns null if nothing matched; else closeMatches releases the result.
-FileMatches* findFiles(const char* pattern);
+enum FindOutcome {
+  filesFound,     // closeMatches releases `matches`
+  filesMissing,   // nothing matched
+  filesNoMemory,  // the host has no memory left
+  filesBroken     // the directory could not be read to its end: any names are lost
+};
+FindOutcome findFiles(const char* pattern, FileMatches*& matches);
 
 // The next name (the last component alone), or null when none is left. Valid
 // until closeMatches.

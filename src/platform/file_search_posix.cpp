@@ -5,13 +5,14 @@
 
 #include "platform/file_search.h"
 
-#include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/directory_posix.h"
 #include "platform/host_names.h"
 #include "platform/paths.h"
 
@@ -52,24 +53,27 @@ static bool isReadable(const struct stat& status) {
          S_ISBLK(status.st_mode);
 }
 
-// Appends a copy of `name`; without memory the name is left out.
-static void addMatch(FileMatches* matches, const char* name) {
+// Appends a copy of `name`; false if there is no memory.
+static bool addMatch(FileMatches* matches, const char* name) {
   if (matches->count == matches->room) {
     const size_t room = matches->room == 0 ? 16 : matches->room * 2;
     void* const grown = std::realloc(matches->names, room * sizeof(char*));
-    if (grown == nullptr) return;
+    if (grown == nullptr) return false;
     matches->names = static_cast<char**>(grown);
     matches->room = room;
   }
   char* const copy = strdup(name);
-  if (copy != nullptr) matches->names[matches->count++] = copy;
+  if (copy == nullptr) return false;
+  matches->names[matches->count++] = copy;
+  return true;
 }
 
 // Adds the one name of a pattern without a wildcard.
-static void matchOne(FileMatches* matches, char* name) {
+static ResolveOutcome matchOne(FileMatches* matches, char* name) {
   struct stat status;
-  if (stat(name, &status) != 0 && (resolveHostName(name) != resolveFound || stat(name, &status) != 0)) return;
-  if (isReadable(status)) addMatch(matches, name + hostNameStart(name));
+  const ResolveOutcome outcome = findHostStatus(name, status);
+  if (outcome != resolveFound || !isReadable(status)) return outcome;
+  return addMatch(matches, name + hostNameStart(name)) ? resolveFound : resolveNoMemory;
 }
 
 // For qsort: two names in byte order.
@@ -77,46 +81,74 @@ static int compareNames(const void* a, const void* b) {
   return std::strcmp(*static_cast<char* const*>(a), *static_cast<char* const*>(b));
 }
 
-// Adds the names in `directory` that match `pattern`, sorted.
-static void matchMany(FileMatches* matches, DIR* directory, const char* pattern) {
-  const bool all = std::strcmp(pattern, "*.*") == 0;
-  while (const dirent* entry = readdir(directory)) {
-    const char* const name = entry->d_name;
-    struct stat status;
-    if (name[0] == '.' || entry->d_type == DT_DIR) continue;
-    if (!all && !matchesPattern(pattern, name)) continue;
-    if (fstatat(dirfd(directory), name, &status, 0) == 0 && isReadable(status)) addMatch(matches, name);
-  }
-  if (matches->count > 1) std::qsort(matches->names, matches->count, sizeof(char*), compareNames);
+// True if the entry can be read as a file. Where the host doesn't say, the name
+// counts: opening it will tell the user why it can't be read.
+static bool isReadableEntry(DIR* directory, const dirent* entry) {
+  if (entry->d_type == DT_REG) return true;
+  if (entry->d_type == DT_DIR) return false;
+  struct stat status;
+  if (fstatat(dirfd(directory), entry->d_name, &status, 0) == 0) return isReadable(status);
+  return outcomeOfError(errno) != resolveMissing;
 }
 
-// Opens the directory of the pattern `name`, and cuts `name` off behind it.
-static DIR* openDirectoryOf(char* name, size_t start) {
-  if (start == 0) return opendir(".");
-  name[start] = 0;
-  DIR* directory = opendir(name);
-  if (directory == nullptr && resolveHostDirectories(name) == resolveFound) directory = opendir(name);
+// Adds the names in `directory` that match `pattern`, sorted.
+static ResolveOutcome matchMany(FileMatches* matches, DIR* directory, const char* pattern) {
+  const bool all = std::strcmp(pattern, "*.*") == 0;
+  while (const dirent* entry = nextEntry(directory)) {
+    const char* const name = entry->d_name;
+    if (name[0] == '.') continue;
+    if (!all && !matchesPattern(pattern, name)) continue;
+    if (isReadableEntry(directory, entry) && !addMatch(matches, name)) return resolveNoMemory;
+  }
+  if (errno != 0) return outcomeOfError(errno) == resolveNoMemory ? resolveNoMemory : resolveBroken;
+  if (matches->count > 1) std::qsort(matches->names, matches->count, sizeof(char*), compareNames);
+  return resolveFound;
+}
+
+// Opens the directory part of `name`, the first `start` bytes, which it may spell
+// anew. Null with the reason in `outcome` on failure.
+static DIR* openDirectoryOf(const char* name, size_t start, ResolveOutcome& outcome) {
+  char path[hostNameSize] = ".";
+  if (start != 0) {
+    std::memcpy(path, name, start);
+    path[start] = 0;
+  }
+  DIR* directory = openDirectory(path);
+  if (directory == nullptr) {
+    outcome = outcomeOfError(errno);
+    if (outcome != resolveMissing || start == 0) return nullptr;
+    outcome = resolveHostDirectories(path);
+    if (outcome != resolveFound) return nullptr;
+    directory = openDirectory(path);
+    if (directory == nullptr) outcome = outcomeOfError(errno);
+  }
   return directory;
 }
 
-FileMatches* findFiles(const char* pattern) {
-  char name[hostNameSize];
-  if (!spellHostName(pattern, name)) return nullptr;
-  FileMatches* const matches = static_cast<FileMatches*>(std::calloc(1, sizeof(FileMatches)));
-  if (matches == nullptr) return nullptr;
+// Finds the matches of a pattern in the host's spelling.
+static ResolveOutcome findMatches(FileMatches* matches, char* name) {
   const size_t start = hostNameStart(name);
-  if (std::strpbrk(name + start, "*?") == nullptr) {
-    matchOne(matches, name);
-  } else if (char* const wildcard = strdup(name + start)) {
-    if (DIR* const directory = openDirectoryOf(name, start)) {
-      matchMany(matches, directory, wildcard);
-      closedir(directory);
-    }
-    std::free(wildcard);
-  }
-  if (matches->count != 0) return matches;
+  if (std::strpbrk(name + start, "*?") == nullptr) return matchOne(matches, name);
+  ResolveOutcome outcome = resolveMissing;
+  DIR* const directory = openDirectoryOf(name, start, outcome);
+  if (directory == nullptr) return outcome;
+  outcome = matchMany(matches, directory, name + start);
+  closedir(directory);
+  return outcome;
+}
+
+FindOutcome findFiles(const char* pattern, FileMatches*& matches) {
+  char name[hostNameSize];
+  matches = nullptr;
+  if (!spellHostName(pattern, name)) return filesMissing;
+  matches = static_cast<FileMatches*>(std::calloc(1, sizeof(FileMatches)));
+  if (matches == nullptr) return filesNoMemory;
+  const ResolveOutcome outcome = findMatches(matches, name);
+  if (outcome == resolveFound && matches->count != 0) return filesFound;
   closeMatches(matches);
-  return nullptr;
+  matches = nullptr;
+  if (outcome == resolveNoMemory) return filesNoMemory;
+  return outcome == resolveNoDescriptor || outcome == resolveBroken ? filesBroken : filesMissing;
 }
 
 const char* nextMatch(FileMatches* matches) {

@@ -20,36 +20,41 @@ struct FileMatches {
   size_t next;  // where the name begins that nextMatch gives next
 };
 
-// Appends a copy of `name`; without memory the name is left out.
-static void addMatch(FileMatches* matches, const char* name) {
+// Appends a copy of `name`; false if there is no memory.
+static bool addMatch(FileMatches* matches, const char* name) {
   const size_t length = std::strlen(name) + 1;
   if (length > matches->room - matches->used) {
     const size_t room = 2 * matches->room + MAX_PATH;
     void* const grown = std::realloc(matches->names, room);
-    if (grown == nullptr) return;
+    if (grown == nullptr) return false;
     matches->names = static_cast<char*>(grown);
     matches->room = room;
   }
   std::memcpy(matches->names + matches->used, name, length);
   matches->used += length;
+  return true;
 }
 
-FileMatches* findFiles(const char* pattern) {
+FindOutcome findFiles(const char* pattern, FileMatches*& matches) {
   constexpr DWORD hiddenFromSearch = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_DIRECTORY;
   static_assert(hiddenFromSearch == 0x16);
+  matches = nullptr;
   WIN32_FIND_DATAA entry;
   const HANDLE search = FindFirstFileA(pattern, &entry);
-  if (search == INVALID_HANDLE_VALUE) return nullptr;
-  FileMatches* const matches = static_cast<FileMatches*>(std::calloc(1, sizeof(FileMatches)));
-  if (matches != nullptr) {
-    do {
-      if ((entry.dwFileAttributes & hiddenFromSearch) == 0) addMatch(matches, entry.cFileName);
-    } while (FindNextFileA(search, &entry));
-  }
+  if (search == INVALID_HANDLE_VALUE)
+    return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? filesNoMemory : filesMissing;
+  matches = static_cast<FileMatches*>(std::calloc(1, sizeof(FileMatches)));
+  bool stored = matches != nullptr;
+  do {
+    if (stored && (entry.dwFileAttributes & hiddenFromSearch) == 0)
+      stored = addMatch(matches, entry.cFileName);
+  } while (stored && FindNextFileA(search, &entry));
+  const bool whole = stored && GetLastError() == ERROR_NO_MORE_FILES;
   FindClose(search);
-  if (matches == nullptr || matches->used != 0) return matches;
+  if (whole && matches->used != 0) return filesFound;
   closeMatches(matches);
-  return nullptr;
+  matches = nullptr;
+  return !stored ? filesNoMemory : !whole ? filesBroken : filesMissing;
 }
 
 const char* nextMatch(FileMatches* matches) {

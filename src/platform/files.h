@@ -1,21 +1,30 @@
 // Files and the console, by the names that the program's user writes.
 //
 // Owns the mapping from the family's spelling of a path ('\' or '/' between
-// components, "X:" in front) to a name of the host, and every open, read, write
-// and delete. Nothing here prints or stops the program: failures are returned.
+// components, "X:" in front) to a name of the host, and every open, read and write;
+// the making of outputs is in output_file.h. Nothing here prints or stops the program: failures are returned.
 
 #pragma once
 
 #include "base.h"
 
-// Results of an open that did not succeed.
+// Results of an open that did not succeed. Behind the first a search may look
+// elsewhere; behind the others there may be such a file, and a search that went on
+// might find the wrong one.
 enum OpenFailure : int {
-  openFailed = -1,       // no such file, no permission, a directory, ...
-  openTooManyFiles = -2  // the process or the host has no descriptor left
+  openFailed = -1,        // no such file, or a directory
+  openTooManyFiles = -2,  // the process or the host has no descriptor left
+  openNoMemory = -3,      // the host has no memory left
+  openBroken = -4         // the user may not open it, or the host failed
 };
 
 // Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
 int openForReading(const char* path);
+
+// The same for a file that the program looks for on its own account and that serves
+// the whole run, as a configuration or a language. One whose open or reading could
+// wait for ever, a named pipe, counts as missing.
+int openSettings(const char* path);
 
 // Forgets the listings of directories, which are kept to find names in another
 // case. To be called where a run starts in a process that had one before: the
@@ -23,22 +32,11 @@ int openForReading(const char* path);
 void forgetDirectories();
 
 // Makes the three standard handles usable, so that no file gets the number of one
-// that was closed when the program started.
-void openStandardHandles();
+// that was closed when the program started. False if that cannot be done.
+bool openStandardHandles();
 
-// Creates or empties `path` for reading and writing, and remembers its host name
-// for removeCreatedFile. A file that is open for reading is not touched. Returns
-// a handle or an OpenFailure.
-int createFile(const char* path);
-
-// Deletes the file that createFile made last, if it is an ordinary file and
-// keepCreatedFile has not said that it is complete. Safe in a signal handler.
-void removeCreatedFile();
-
-// The file that createFile made last is complete and stays.
-void keepCreatedFile();
-
-// Reads up to `size` bytes; fewer only at the end. 0 at the end, -1 on failure.
+// Reads up to `size` bytes; fewer only at the end. 0 at the end, -1 on failure,
+// also where a part had come.
 int64_t readFile(int handle, void* buffer, size_t size);
 
 // Writes `size` bytes. False if not all of them could be written.
@@ -50,14 +48,24 @@ bool seekFile(int handle, uint64_t offset);
 // The size of an open file in bytes, or -1 if it has none (a pipe, a device).
 int64_t sizeOfFile(int handle);
 
-// Closes a handle. Safe in a signal handler.
-void closeFile(int handle);
+// Closes a handle. Safe in a signal handler. False if what was written to it may
+// be lost: some hosts find out only here that there is no room for it.
+bool closeFile(int handle);
 
-// True if `path` names an existing ordinary file (or device), not a directory.
-bool fileExists(const char* path);
+// What a path stands for.
+enum PathKind {
+  pathMissing,
+  pathIsFile,  // an ordinary file, a device, or what the user may not look at
+  pathIsDirectory,
+  pathNoMemory,  // the host has no memory left to find out
+  pathUnknown    // the host failed to find out
+};
 
-// True if `path` names an existing directory.
-bool directoryExists(const char* path);
+PathKind kindOfPath(const char* path);
+
+// True where an absolute path of the host begins with a slash, and so looks like a
+// switch.
+bool slashBeginsPaths();
 
 // Standard output, gathered in a buffer that flushConsole empties; messages and
 // -ocon text share it, so they come out in the order in which they arise. Both
@@ -65,8 +73,15 @@ bool directoryExists(const char* path);
 bool writeConsole(const char* data, size_t size);
 bool flushConsole();
 
-// Standard error, unbuffered.
-void writeErrorStream(const char* data, size_t size);
+// The same for the handler of a break: sends what is in the buffer, but does not
+// wait long for a reader who doesn't read. Safe in a signal handler.
+void flushConsoleAtBreak();
+
+// Standard error, unbuffered. False if it could not be written.
+bool writeErrorStream(const char* data, size_t size);
+
+// Room for a path of the program that is sure to fit, with its NUL.
+constexpr size_t programPathSize = 4096;
 
 // Full path of the running program into `buffer` of `size` bytes, with its NUL.
 // False if it cannot be had or does not fit.

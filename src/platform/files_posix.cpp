@@ -1,32 +1,17 @@
 // Files of the host. A name is tried as it is spelled; only when that is
 // missing do the directories say how it is really spelled.
-//
-// The file made last is remembered by name and identity, so that a signal
-// handler can delete it. A name that leads through a symbolic link, or that has
-// come to belong to another file, is left alone: "-o /dev/stdout" must not
-// delete a link of the system.
 
 #include "platform/files.h"
 
 #include <errno.h>
 #include <fcntl.h>
-#include <signal.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <initializer_list>
-
 #include "platform/host_names.h"
-
-// What createFile made last; `ordinary` is false when there is nothing to delete.
-struct CreatedFile {
-  dev_t device;
-  ino_t inode;
-  bool ordinary;
-  char name[hostNameSize];
-};
-static constinit CreatedFile createdFile = {};
+#include "platform/host_open.h"
 
 // What is noted of an ordinary file that is open for reading.
 struct OpenFile {
@@ -34,15 +19,13 @@ struct OpenFile {
   // would be a system call for nothing. Files without a size, as those of /proc,
   // have 0 here and are read until nothing comes.
   int64_t bytesLeft;
-  dev_t device;  // with `inode`, which file it is; an inode of 0 for none
-  ino_t inode;
 };
 
 constexpr int notedHandles = 1024;
 static constinit OpenFile openFiles[notedHandles] = {};
 
-static void noteFile(int handle, const struct stat& status) {
-  if (handle < notedHandles) openFiles[handle] = {int64_t(status.st_size), status.st_dev, status.st_ino};
+FileIdentity identityOf(const struct stat& status) {
+  return {uint64_t(status.st_dev), uint64_t(status.st_ino)};
 }
 
 // Takes `count` bytes read from the handle off what is left. True if that was all.
@@ -53,105 +36,84 @@ static bool wasLastOf(int handle, int64_t count) {
   return left == 0;
 }
 
-// True if the file is one that is being read.
-static bool isBeingRead(const struct stat& status) {
-  for (const OpenFile& file : openFiles)
-    if (file.inode == status.st_ino && file.device == status.st_dev && file.inode != 0) return true;
-  return false;
+int openFailure(ResolveOutcome outcome) {
+  switch (outcome) {
+    case resolveNoDescriptor: return openTooManyFiles;
+    case resolveNoMemory: return openNoMemory;
+    case resolveMissing: return openFailed;
+    default: return openBroken;
+  }
 }
 
-// The result of an open that failed with `error`.
-static int openFailure(int error) {
-  return error == EMFILE || error == ENFILE ? openTooManyFiles : openFailed;
+int openFailure(int error) {
+  return openFailure(outcomeOfError(error));
 }
 
-// True if a failed open or stat means that the spelling may be another.
-static bool isMissing(int error) {
+bool isMissing(int error) {
   return error == ENOENT || error == ENOTDIR;
 }
 
-// Opens a name of the host; a signal in between does not count.
-static int openHost(const char* name, int flags) {
+int openHost(const char* name, int flags) {
   for (;;) {
     const int handle = open(name, flags | O_CLOEXEC | O_NOCTTY, 0666);
     if (handle >= 0 || errno != EINTR) return handle;
   }
 }
 
-int openForReading(const char* path) {
+// Opens `path` for reading with more flags of open(), and says in `status` what it
+// is. Returns a handle or an OpenFailure.
+static int openPath(const char* path, int flags, struct stat& status) {
   char name[hostNameSize];
   if (!spellHostName(path, name)) return openFailed;
-  int handle = openHost(name, O_RDONLY);
+  int handle = openHost(name, O_RDONLY | flags);
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
     const ResolveOutcome outcome = resolveHostName(name);
-    if (outcome != resolveFound) return outcome == resolveNoDescriptor ? openTooManyFiles : openFailed;
-    handle = openHost(name, O_RDONLY);
+    if (outcome != resolveFound) return openFailure(outcome);
+    handle = openHost(name, O_RDONLY | flags);
     if (handle < 0) return openFailure(errno);
   }
-  struct stat status;
-  if (fstat(handle, &status) != 0 || S_ISDIR(status.st_mode)) {
+  if (fstat(handle, &status) != 0) {
+    const int failure = openFailure(errno);
+    close(handle);
+    return failure;
+  }
+  if (S_ISDIR(status.st_mode)) {
     close(handle);
     return openFailed;
   }
-  if (S_ISREG(status.st_mode)) noteFile(handle, status);
+  if (S_ISREG(status.st_mode) && handle < notedHandles) openFiles[handle] = {int64_t(status.st_size)};
   return handle;
 }
 
-// Empties the file just opened for writing, and notes it for removeCreatedFile.
-// False if it is one that is being read, whose text would be lost.
-static bool takeOver(int handle, const char* name) {
+int openForReading(const char* path) {
   struct stat status;
-  // A break in between must not find half of the note.
-  createdFile.ordinary = false;
-  if (fstat(handle, &status) != 0 || !S_ISREG(status.st_mode)) return true;
-  if (status.st_size != 0 && (isBeingRead(status) || ftruncate(handle, 0) != 0)) return false;
-  std::memcpy(createdFile.name, name, std::strlen(name) + 1);
-  createdFile.device = status.st_dev;
-  createdFile.inode = status.st_ino;
-  createdFile.ordinary = true;
-  return true;
+  const int handle = openPath(path, 0, status);
+  if (handle >= 0 && S_ISREG(status.st_mode)) noteRead(identityOf(status));
+  return handle;
 }
 
-// Makes the file and notes it; the caller has blocked the break signals.
-static int createAndRemember(const char* path) {
-  constexpr int flags = O_RDWR | O_CREAT;
-  char name[hostNameSize];
-  if (!spellHostName(path, name)) return openFailed;
-  int handle = openHost(name, flags);
-  if (handle < 0) {
-    if (!isMissing(errno)) return openFailure(errno);
-    const ResolveOutcome outcome = resolveHostDirectories(name);
-    if (outcome != resolveFound) return outcome == resolveNoDescriptor ? openTooManyFiles : openFailed;
-    handle = openHost(name, flags);
-    if (handle < 0) return openFailure(errno);
+// True for a pipe without a name, which has its writer already.
+static bool isNamelessPipe(int handle) {
+  struct statfs status;
+  return fstatfs(handle, &status) == 0 && status.f_type == PIPEFS_MAGIC;
+}
+
+int openSettings(const char* path) {
+  struct stat status;
+  // So that the open of a named pipe comes back.
+  const int handle = openPath(path, O_NONBLOCK, status);
+  if (handle < 0) return handle;
+  if (S_ISREG(status.st_mode)) {
+    noteReadForRun(identityOf(status));
+    return handle;
   }
-  if (takeOver(handle, name)) return handle;
+  const int flags = fcntl(handle, F_GETFL);
+  if ((!S_ISFIFO(status.st_mode) || isNamelessPipe(handle)) && flags >= 0 &&
+      fcntl(handle, F_SETFL, flags & ~O_NONBLOCK) == 0)
+    return handle;
   close(handle);
   return openFailed;
-}
-
-int createFile(const char* path) {
-  // A break between the file's making and its note would leave an empty file.
-  sigset_t breaks, former;
-  sigemptyset(&breaks);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&breaks, signal);
-  sigprocmask(SIG_BLOCK, &breaks, &former);
-  const int handle = createAndRemember(path);
-  sigprocmask(SIG_SETMASK, &former, nullptr);
-  return handle;
-}
-
-void keepCreatedFile() {
-  createdFile.ordinary = false;
-}
-
-void removeCreatedFile() {
-  if (!createdFile.ordinary) return;
-  createdFile.ordinary = false;
-  struct stat status;
-  if (lstat(createdFile.name, &status) != 0) return;
-  if (status.st_dev == createdFile.device && status.st_ino == createdFile.inode) unlink(createdFile.name);
 }
 
 int64_t readFile(int handle, void* buffer, size_t size) {
@@ -165,8 +127,8 @@ int64_t readFile(int handle, void* buffer, size_t size) {
     } else if (count == 0) {
       break;
     } else if (errno != EINTR) {
-      // What came before the failure is delivered; the next call meets it again.
-      return done > 0 ? int64_t(done) : -1;
+      // A part of the bytes would look like the end of the file.
+      return -1;
     }
   }
   return int64_t(done);
@@ -183,26 +145,26 @@ int64_t sizeOfFile(int handle) {
   return fstat(handle, &status) == 0 && S_ISREG(status.st_mode) ? int64_t(status.st_size) : -1;
 }
 
-void closeFile(int handle) {
-  if (handle < 0) return;
+bool closeFile(int handle) {
+  if (handle < 0) return true;
   if (handle < notedHandles) openFiles[handle] = {};
-  close(handle);
+  // The handle is gone even where this fails, so there is no second try.
+  return close(handle) == 0;
 }
 
-// What `path` names; false if it names nothing.
-static bool findStatus(const char* path, struct stat& status) {
+PathKind kindOfPath(const char* path) {
   char name[hostNameSize];
-  if (!spellHostName(path, name)) return false;
-  if (stat(name, &status) == 0) return true;
-  return isMissing(errno) && resolveHostName(name) == resolveFound && stat(name, &status) == 0;
+  if (!spellHostName(path, name)) return pathMissing;
+  struct stat status;
+  switch (findHostStatus(name, status)) {
+    case resolveFound: return S_ISDIR(status.st_mode) ? pathIsDirectory : pathIsFile;
+    case resolveMissing: return pathMissing;
+    case resolveDenied: return pathIsFile;
+    case resolveNoMemory: return pathNoMemory;
+    default: return pathUnknown;
+  }
 }
 
-bool fileExists(const char* path) {
-  struct stat status;
-  return findStatus(path, status) && !S_ISDIR(status.st_mode);
-}
-
-bool directoryExists(const char* path) {
-  struct stat status;
-  return findStatus(path, status) && S_ISDIR(status.st_mode);
+bool slashBeginsPaths() {
+  return true;
 }

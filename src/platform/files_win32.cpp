@@ -4,10 +4,6 @@
 // callers get: 0 to 199, with a limit that lies far below that of the system. So
 // a file too many is noticed here, before anything else in the process lacks a
 // handle.
-//
-// The file made last is held open a second time, with the right to delete it.
-// Through that handle a break can remove it without a name and without the
-// heap, whatever the main thread was doing when it was stopped.
 
 #include "platform/files.h"
 
@@ -23,122 +19,22 @@ struct SystemFile {
   // Bytes still to be read of an ordinary file. When the last of them has come,
   // asking once more would be a system call for nothing.
   int64_t bytesLeft;
-  bool isSource;  // it is being read, and these three tell which file it is
-  DWORD volume;
-  DWORD indexHigh;
-  DWORD indexLow;
 };
 static constinit SystemFile systemFiles[handleLimit] = {};
 
-// The second handle of the file that createFile made last; null when there is
-// nothing to delete.
-static constinit HANDLE createdFile = nullptr;
-
-constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
-// The index of a free entry, or -1.
-static int findFreeEntry() {
-  for (int i = 0; i < handleLimit; ++i)
-    if (systemFiles[i].handle == nullptr) return i;
+int takeIn(HANDLE handle) {
+  for (int i = 0; i < handleLimit; ++i) {
+    if (systemFiles[i].handle != nullptr) continue;
+    systemFiles[i] = SystemFile{handle, 0};
+    return i;
+  }
   return -1;
 }
 
-static OpenFailure lastFailure() {
-  return GetLastError() == ERROR_TOO_MANY_OPEN_FILES ? openTooManyFiles : openFailed;
-}
-
-static bool isOrdinary(HANDLE handle) {
-  return GetFileType(handle) == FILE_TYPE_DISK;
-}
-
-int openForReading(const char* path) {
-  const int entry = findFreeEntry();
-  if (entry < 0) return openTooManyFiles;
-  const HANDLE handle = CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) return lastFailure();
-  SystemFile& file = systemFiles[entry];
-  file = SystemFile{handle, 0, false, 0, 0, 0};
-  BY_HANDLE_FILE_INFORMATION status;
-  if (isOrdinary(handle) && GetFileInformationByHandle(handle, &status)) {
-    file.bytesLeft = int64_t(uint64_t{status.nFileSizeHigh} << 32 | status.nFileSizeLow);
-    file.isSource = true;
-    file.volume = status.dwVolumeSerialNumber;
-    file.indexHigh = status.nFileIndexHigh;
-    file.indexLow = status.nFileIndexLow;
-  }
-  return entry;
-}
-
-void forgetDirectories() {}
-
-// True if the file of `handle` is one that is being read.
-static bool isBeingRead(HANDLE handle) {
-  BY_HANDLE_FILE_INFORMATION status;
-  if (!GetFileInformationByHandle(handle, &status)) return false;
+bool entryIsFree() {
   for (const SystemFile& file : systemFiles)
-    if (file.handle != nullptr && file.isSource && file.indexLow == status.nFileIndexLow &&
-        file.indexHigh == status.nFileIndexHigh && file.volume == status.dwVolumeSerialNumber)
-      return true;
+    if (file.handle == nullptr) return true;
   return false;
-}
-
-// Opens or makes `path` for writing, with the right to delete it if it may be had.
-static HANDLE openOutput(const char* path) {
-  constexpr DWORD access = GENERIC_READ | GENERIC_WRITE;
-  HANDLE handle =
-      CreateFileA(path, access | DELETE, shareAll, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  // A device has no such right.
-  if (handle == INVALID_HANDLE_VALUE && GetLastError() != ERROR_TOO_MANY_OPEN_FILES)
-    handle = CreateFileA(path, access, shareAll, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  return handle;
-}
-
-// Forgets the second handle.
-static void closeCreatedFile() {
-  if (createdFile != nullptr) CloseHandle(createdFile);
-  createdFile = nullptr;
-}
-
-void keepCreatedFile() {
-  holdBreaks();
-  closeCreatedFile();
-  releaseBreaks();
-}
-
-void removeCreatedFile() {
-  if (createdFile == nullptr) return;
-  FILE_DISPOSITION_INFO deletion{TRUE};
-  SetFileInformationByHandle(createdFile, FileDispositionInfo, &deletion, sizeof deletion);
-  closeCreatedFile();
-}
-
-// Makes the file and notes it; the caller holds breaks off.
-static int createAndRemember(const char* path) {
-  closeCreatedFile();
-  const int entry = findFreeEntry();
-  if (entry < 0) return openTooManyFiles;
-  const HANDLE handle = openOutput(path);
-  if (handle == INVALID_HANDLE_VALUE) return lastFailure();
-  if (isOrdinary(handle)) {
-    if (isBeingRead(handle) || !SetEndOfFile(handle)) {
-      CloseHandle(handle);
-      return openFailed;
-    }
-    const HANDLE process = GetCurrentProcess();
-    if (!DuplicateHandle(process, handle, process, &createdFile, 0, FALSE, DUPLICATE_SAME_ACCESS))
-      createdFile = nullptr;
-  }
-  systemFiles[entry] = SystemFile{handle, 0, false, 0, 0, 0};
-  return entry;
-}
-
-int createFile(const char* path) {
-  // A break between the file's making and its note would leave an empty file.
-  holdBreaks();
-  const int entry = createAndRemember(path);
-  releaseBreaks();
-  return entry;
 }
 
 // The entry of a handle that is open, or null.
@@ -146,6 +42,83 @@ static SystemFile* findFile(int handle) {
   if (handle < 0 || handle >= handleLimit || systemFiles[handle].handle == nullptr) return nullptr;
   return &systemFiles[handle];
 }
+
+HANDLE systemHandle(int handle) {
+  const SystemFile* const file = findFile(handle);
+  return file == nullptr ? nullptr : file->handle;
+}
+
+// True for the errors that say that a name leads to nothing.
+static bool isMissing(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
+         error == ERROR_BAD_PATHNAME || error == ERROR_INVALID_DRIVE || error == ERROR_DIRECTORY ||
+         error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_BAD_NETPATH || error == ERROR_BAD_NET_NAME;
+}
+
+static bool isMemoryError(DWORD error) {
+  return error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_OUTOFMEMORY;
+}
+
+int lastOpenFailure() {
+  const DWORD error = GetLastError();
+  if (error == ERROR_TOO_MANY_OPEN_FILES) return openTooManyFiles;
+  if (isMemoryError(error)) return openNoMemory;
+  return isMissing(error) ? openFailed : openBroken;
+}
+
+static bool isOrdinary(HANDLE handle) {
+  return GetFileType(handle) == FILE_TYPE_DISK;
+}
+
+FileIdentity identityOf(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION status;
+  if (!isOrdinary(handle) || !GetFileInformationByHandle(handle, &status)) return noFile;
+  return FileIdentity{status.dwVolumeSerialNumber,
+                      uint64_t{status.nFileIndexHigh} << 32 | status.nFileIndexLow};
+}
+
+FileIdentity identityOfName(const char* name) {
+  const HANDLE handle =
+      CreateFileA(name, 0, shareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return noFile;
+  const FileIdentity identity = identityOf(handle);
+  CloseHandle(handle);
+  return identity;
+}
+
+// Opens `path` for reading, with what it is in `identity`.
+static int openPath(const char* path, FileIdentity& identity) {
+  if (!entryIsFree()) return openTooManyFiles;
+  const HANDLE handle = CreateFileA(path, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    // The system doesn't open directories like files, and calls that a lack of rights.
+    const int failure = lastOpenFailure();
+    return failure == openBroken && kindOfPath(path) == pathIsDirectory ? openFailed : failure;
+  }
+  identity = identityOf(handle);
+  const int entry = takeIn(handle);
+  LARGE_INTEGER size;
+  if (!(identity == noFile) && GetFileSizeEx(handle, &size)) systemFiles[entry].bytesLeft = size.QuadPart;
+  return entry;
+}
+
+int openForReading(const char* path) {
+  FileIdentity identity = noFile;
+  const int handle = openPath(path, identity);
+  if (handle >= 0 && !(identity == noFile)) noteRead(identity);
+  return handle;
+}
+
+int openSettings(const char* path) {
+  FileIdentity identity = noFile;
+  const int handle = openPath(path, identity);
+  if (handle >= 0 && !(identity == noFile)) noteReadForRun(identity);
+  return handle;
+}
+
+// The system finds a name in any case by itself.
+void forgetDirectories() {}
 
 int64_t readFile(int handle, void* buffer, size_t size) {
   SystemFile* const file = findFile(handle);
@@ -157,10 +130,10 @@ int64_t readFile(int handle, void* buffer, size_t size) {
     const size_t part = size - done < largestRead ? size - done : largestRead;
     DWORD count = 0;
     if (!ReadFile(file->handle, bytes + done, DWORD(part), &count, nullptr)) {
-      // The writer of a pipe has gone: that is the end.
+      // The writer of a pipe has gone: that is the end. Else a part of the bytes
+      // would look like the end of the file.
       if (GetLastError() == ERROR_BROKEN_PIPE) break;
-      // What came before the failure is delivered; the next call meets it again.
-      return done > 0 ? int64_t(done) : -1;
+      return -1;
     }
     if (count == 0) break;
     done += count;
@@ -193,20 +166,24 @@ int64_t sizeOfFile(int handle) {
   return size.QuadPart;
 }
 
-void closeFile(int handle) {
+bool closeFile(int handle) {
   SystemFile* const file = findFile(handle);
-  if (file == nullptr) return;
+  if (file == nullptr) return true;
   const HANDLE open = file->handle;
   file->handle = nullptr;
-  CloseHandle(open);
+  return CloseHandle(open) != 0;
 }
 
-bool fileExists(const char* path) {
+PathKind kindOfPath(const char* path) {
   const DWORD attributes = GetFileAttributesA(path);
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+  if (attributes != INVALID_FILE_ATTRIBUTES)
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? pathIsDirectory : pathIsFile;
+  const DWORD error = GetLastError();
+  if (isMissing(error)) return pathMissing;
+  if (isMemoryError(error)) return pathNoMemory;
+  return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION ? pathIsFile : pathUnknown;
 }
 
-bool directoryExists(const char* path) {
-  const DWORD attributes = GetFileAttributesA(path);
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+bool slashBeginsPaths() {
+  return false;
 }

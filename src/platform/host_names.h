@@ -5,15 +5,23 @@
 
 #include "base.h"
 
+struct stat;
+
 // Room for a name of the host with its NUL: the longest that the system takes.
 constexpr size_t hostNameSize = 4096;
 
 // How the search for a name's real spelling ended.
 enum ResolveOutcome {
-  resolveFound,        // the name is now spelled as the directories have it
-  resolveMissing,      // there is no such name in any spelling
-  resolveNoDescriptor  // a directory could not be read: no descriptor is left
+  resolveFound,         // the name is now spelled as the directories have it
+  resolveMissing,       // there is no such name in any spelling
+  resolveDenied,        // the user may not look
+  resolveNoDescriptor,  // a directory could not be read: no descriptor is left
+  resolveNoMemory,      // the same for memory
+  resolveBroken         // the host failed in another way
 };
+
+// What a call of the system that failed with `error` says of a name.
+ResolveOutcome outcomeOfError(int error);
 
 // Puts `path` into `name` (hostNameSize bytes) with the host's separators and
 // without its drive. False if it is too long.
@@ -25,6 +33,10 @@ ResolveOutcome resolveHostName(char* name);
 
 // The same for the directories of `name`; its last component stays as it is.
 ResolveOutcome resolveHostDirectories(char* name);
+
+// Spells `name` in place as its directories do if it does not exist as it
+// stands, and puts what it names into `status`.
+ResolveOutcome findHostStatus(char* name, struct stat& status);
 
 // Where the last component of `name` begins.
 size_t hostNameStart(const char* name);

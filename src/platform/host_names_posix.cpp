@@ -16,13 +16,13 @@
 
 #include "platform/host_names.h"
 
-#include <dirent.h>
 #include <errno.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/directory_posix.h"
 #include "platform/files.h"
 #include "platform/paths.h"
 
@@ -120,29 +120,58 @@ static void freeListing(Listing* listing) {
   std::free(listing);
 }
 
-// The listing of an open directory, read now unless it has been; null if there is no memory.
-static Listing* listDirectory(DIR* directory) {
+ResolveOutcome outcomeOfError(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case EISDIR:
+    case ELOOP:
+    case ENAMETOOLONG:
+    case ENXIO:   // a socket, or a device that isn't there
+    case EINVAL:  // no name for this file system
+    case EILSEQ: return resolveMissing;
+    case EACCES:
+    case EPERM: return resolveDenied;
+    case EMFILE:
+    case ENFILE: return resolveNoDescriptor;
+    case ENOMEM: return resolveNoMemory;
+    default: return resolveBroken;
+  }
+}
+
+// Reads all names of an open directory into an empty listing.
+static ResolveOutcome readNames(DIR* directory, Listing& listing) {
+  while (const dirent* entry = nextEntry(directory))
+    if (!addListedName(listing, entry->d_name)) return resolveNoMemory;
+  if (errno != 0) return outcomeOfError(errno);
+  return chainNames(listing) ? resolveFound : resolveNoMemory;
+}
+
+// Puts the listing of an open directory into `found`, read now unless it has been.
+static ResolveOutcome listDirectory(DIR* directory, Listing*& found) {
   struct stat status;
-  if (fstat(dirfd(directory), &status) != 0) return nullptr;
-  for (Listing* known = listings; known != nullptr; known = known->next)
-    if (known->device == status.st_dev && known->inode == status.st_ino &&
-        known->changed.tv_sec == status.st_mtim.tv_sec && known->changed.tv_nsec == status.st_mtim.tv_nsec)
-      return known;
+  if (fstat(dirfd(directory), &status) != 0) return outcomeOfError(errno);
+  for (Listing* known = listings; known != nullptr; known = known->next) {
+    if (known->device != status.st_dev || known->inode != status.st_ino ||
+        known->changed.tv_sec != status.st_mtim.tv_sec || known->changed.tv_nsec != status.st_mtim.tv_nsec)
+      continue;
+    found = known;
+    return resolveFound;
+  }
   Listing* const listing = static_cast<Listing*>(std::calloc(1, sizeof(Listing)));
-  if (listing == nullptr) return nullptr;
-  bool complete = true;
-  while (const dirent* entry = readdir(directory))
-    complete = complete && addListedName(*listing, entry->d_name);
-  if (!complete || !chainNames(*listing)) {
+  if (listing == nullptr) return resolveNoMemory;
+  const ResolveOutcome outcome = readNames(directory, *listing);
+  if (outcome != resolveFound) {
     freeListing(listing);
-    return nullptr;
+    return outcome;
   }
   listing->device = status.st_dev;
   listing->inode = status.st_ino;
   listing->changed = status.st_mtim;
   listing->next = listings;
   listings = listing;
-  return listing;
+  found = listing;
+  return resolveFound;
 }
 
 // The spelling that a listing has for the `length` bytes at `name`, null if none.
@@ -179,7 +208,7 @@ static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNo
 static ResolveOutcome correctName(char* name, size_t length, bool lastToo) {
   size_t start;
   const size_t directory = directoryLength(name, length, start);
-  DirectoryNode* node;
+  DirectoryNode* node = nullptr;
   const ResolveOutcome outcome = findDirectory(name, directory, node);
   if (outcome != resolveFound) return outcome;
   if (!node->exists) return resolveMissing;
@@ -195,20 +224,20 @@ static ResolveOutcome correctName(char* name, size_t length, bool lastToo) {
   return resolveFound;
 }
 
-// Opens the directory that `node` names, under its real spelling. False if no
-// descriptor is left; whether it exists goes into the node.
-static bool openNode(DirectoryNode* node) {
-  DIR* const directory = opendir(node->length == 0 ? "." : node->real());
+// Reads the directory that `node` names, under its real spelling. resolveFound
+// if the node now says whether it exists.
+static ResolveOutcome openNode(DirectoryNode* node) {
+  DIR* const directory = openDirectory(node->length == 0 ? "." : node->real());
   if (directory != nullptr) {
     node->exists = true;
-    node->listing = listDirectory(directory);
+    const ResolveOutcome outcome = listDirectory(directory, node->listing);
     closedir(directory);
-    return true;
+    return outcome;
   }
-  if (errno == EMFILE || errno == ENFILE) return false;
+  const ResolveOutcome outcome = outcomeOfError(errno);
   // Without the right to read it, files in it may still be opened by their exact names.
-  node->exists = errno == EACCES;
-  return true;
+  node->exists = outcome == resolveDenied;
+  return outcome == resolveMissing || outcome == resolveDenied ? resolveFound : outcome;
 }
 
 // Finds or makes the node of the directory that the `length` bytes at `name` spell.
@@ -223,19 +252,21 @@ static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNo
   }
   DirectoryNode* const node =
       static_cast<DirectoryNode*>(std::calloc(1, sizeof(DirectoryNode) + 2 * (length + 1)));
-  if (node == nullptr) return resolveMissing;
+  if (node == nullptr) return resolveNoMemory;
   node->hash = hash;
   node->length = uint32_t(length);
   std::memcpy(node->asked(), name, length);
   std::memcpy(node->real(), name, length);
-  ResolveOutcome outcome = openNode(node) ? resolveFound : resolveNoDescriptor;
+  ResolveOutcome outcome = openNode(node);
   // The root and the current directory have no parent to be corrected in.
   const bool hasParent = length > 1 || (length == 1 && name[0] != '/');
   if (outcome == resolveFound && !node->exists && hasParent) {
     outcome = correctName(node->real(), length, true);
-    if (outcome == resolveFound && !openNode(node)) outcome = resolveNoDescriptor;
+    if (outcome == resolveFound) outcome = openNode(node);
+    // A directory that isn't there is as good to know as one that is.
+    if (outcome == resolveMissing) outcome = resolveFound;
   }
-  if (outcome == resolveNoDescriptor) {
+  if (outcome != resolveFound) {
     std::free(node);
     return outcome;
   }
@@ -265,6 +296,15 @@ ResolveOutcome resolveHostName(char* name) {
 
 ResolveOutcome resolveHostDirectories(char* name) {
   return correctName(name, std::strlen(name), false);
+}
+
+ResolveOutcome findHostStatus(char* name, struct stat& status) {
+  if (stat(name, &status) == 0) return resolveFound;
+  ResolveOutcome outcome = outcomeOfError(errno);
+  if (outcome != resolveMissing) return outcome;
+  outcome = resolveHostName(name);
+  if (outcome != resolveFound) return outcome;
+  return stat(name, &status) == 0 ? resolveFound : outcomeOfError(errno);
 }
 
 void forgetDirectories() {

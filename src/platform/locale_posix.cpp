@@ -142,7 +142,7 @@ static bool settingsPath(char* path, size_t size) {
 // Reads the file at `path` into a block of malloc, with a NUL behind it; null if it cannot be had.
 static char* readSettings(const char* path) {
   constexpr int64_t sizeLimit = 0x100000;
-  const int handle = openForReading(path);
+  const int handle = openSettings(path);
   if (handle < 0) return nullptr;
   const int64_t size = sizeOfFile(handle);
   char* text = size >= 0 && size <= sizeLimit ? static_cast<char*>(std::malloc(size_t(size) + 1)) : nullptr;

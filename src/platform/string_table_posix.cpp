@@ -124,7 +124,7 @@ static bool readLibrary(Byte* text, size_t size, const char* texts[stringRows]) 
 // Reads the file `path` into fresh pages, with at least one 0 behind it. False if
 // it can't be read, is empty or is too large to be a library.
 static bool loadLibraryPages(const char* path, StringLibrary& library, size_t& textSize) {
-  const int handle = openForReading(path);
+  const int handle = openSettings(path);
   if (handle < 0) return false;
   const int64_t size = sizeOfFile(handle);
   if (size > 0 && size <= librarySizeLimit) {

@@ -2,28 +2,28 @@
 
 #include "scanner/char_class.h"
 
-#include "scanner/token.h"
+#include "input/macro_text.h"
 
 // Bytes that no token begins with, and those of every other handler but the
 // letter 'L' and '#', which differ between the tables.
 static constexpr ClassTable makePlainClasses() {
   ClassTable table{};
-  for (signed char& entry : table) entry = classIllegal;
+  table.fill(classIllegal);
   for (int c = 'A'; c <= 'Z'; ++c) table[size_t(c)] = classLetter;
   for (int c = 'a'; c <= 'z'; ++c) table[size_t(c)] = classLetter;
   for (int c = '0'; c <= '9'; ++c) table[size_t(c)] = classDigit;
-  for (const Byte c : {Byte(' '), Byte('\t'), Byte('\v'), Byte('\f'), Byte(0xFB)}) table[c] = classBlank;
+  for (const Byte c : {Byte(' '), Byte('\t'), Byte('\v'), Byte('\f'), endOfBodyMark}) table[c] = classBlank;
   table['_'] = classLetter;
-  table['('] = tokOpenParen;
-  table[')'] = tokCloseParen;
-  table['['] = tokOpenBracket;
-  table[']'] = tokCloseBracket;
-  table['{'] = tokOpenBrace;
-  table['}'] = tokCloseBrace;
-  table[';'] = tokSemicolon;
-  table[','] = tokComma;
-  table['?'] = tokQuestion;
-  table['~'] = tokTilde;
+  table['('] = wholeToken | tokOpenParen;
+  table[')'] = wholeToken | tokCloseParen;
+  table['['] = wholeToken | tokOpenBracket;
+  table[']'] = wholeToken | tokCloseBracket;
+  table['{'] = wholeToken | tokOpenBrace;
+  table['}'] = wholeToken | tokCloseBrace;
+  table[';'] = wholeToken | tokSemicolon;
+  table[','] = wholeToken | tokComma;
+  table['?'] = wholeToken | tokQuestion;
+  table['~'] = wholeToken | tokTilde;
   table['!'] = classExclaim;
   table['%'] = classPercent;
   table['&'] = classAmpersand;
@@ -61,10 +61,10 @@ static constexpr ClassTable makeCopyingClasses() {
   const ClassTable tokens = makeTokenClasses();
   ClassTable table{};
   for (size_t c = 0; c < table.size(); ++c) {
-    const signed char entry = tokens[c];
+    const Byte entry = tokens[c];
     const bool kept =
         entry == classDigit || entry == classLetter || entry == classWidePrefix || entry == classLineEnd;
-    table[c] = kept ? entry : static_cast<signed char>(classCopy);
+    table[c] = kept ? entry : Byte(classCopy);
   }
   table['/'] = classCopySlash;
   return table;
@@ -86,8 +86,8 @@ static constexpr ClassTable makeCopyClasses() {
   ClassTable table = makeCopyingClasses();
   table['"'] = classCopyLiteral;
   table['\''] = classCopyLiteral;
-  table[endOfTextByte] = tokComma;
-  table[0xFB] = classBlank;
+  table[endOfTextByte] = wholeToken | tokComma;
+  table[endOfBodyMark] = classBlank;
   return table;
 }
 
@@ -96,13 +96,13 @@ constexpr ClassTable tokenClass = makeTokenClasses();
 constexpr ClassTable bodyClass = makeBodyClasses();
 constexpr ClassTable copyClass = makeCopyClasses();
 
-static_assert(tokenClass['('] == tokOpenParen && tokenClass['~'] == tokTilde &&
-              tokenClass['?'] == tokQuestion);
+static_assert(tokenClass['('] == (wholeToken | tokOpenParen) && tokenClass['~'] == (wholeToken | tokTilde) &&
+              tokenClass['?'] == (wholeToken | tokQuestion));
 static_assert(tokenClass['L'] == classWidePrefix && charClass['L'] == classLetter);
-static_assert(tokenClass['$'] == classIllegal && tokenClass[0xFB] == classBlank &&
-              tokenClass[0xFC] == classIllegal);
-static_assert(bodyClass[0xFB] == classCopy && copyClass[' '] == classCopy &&
-              copyClass[endOfTextByte] == tokComma);
+static_assert(tokenClass['$'] == classIllegal && tokenClass[endOfBodyMark] == classBlank &&
+              tokenClass[noExpandCode] == classIllegal);
+static_assert(bodyClass[endOfBodyMark] == classCopy && copyClass[' '] == classCopy &&
+              copyClass[endOfTextByte] == (wholeToken | tokComma));
 
 constinit const ClassTable* activeClass = &tokenClass;
 

@@ -1,56 +1,69 @@
 // Character classes: what a byte means to the scanner.
 //
-// An entry above 0 is a token code: the byte is a whole token by itself. An entry
-// of 0 or less is a CharClass, whose handler runs. The nine operator classes run
-// from 0 down, and serve, taken positive, as the index of the operator tables.
+// The scanner makes one table lookup for each byte that may begin a token. Most
+// entries name a class, whose handler runs; where the byte is a whole token by
+// itself, the entry holds the code of that token.
 //
-// One of three tables drives the scanner: tokenClass while tokens are made, and
-// bodyClass or copyClass while it copies text into tokenText. charClass is for
-// plain tests by value.
+// One of three tables is in force. tokenClass makes tokens. bodyClass and copyClass
+// drive the same loop while it copies text into tokenText, the body of a macro and
+// the text of an argument or a directive's line: names and numbers are read as
+// ever, everything else is copied or normalised. charClass is for plain tests by
+// value.
 
 #pragma once
 
 #include <array>
 
 #include "base.h"
+#include "scanner/token.h"
 
-using ClassTable = std::array<signed char, 256>;
-
-enum CharClass : signed char {
-  classExclaim = 0,
-  classPercent = -1,
-  classAmpersand = -2,
-  classStar = -3,
-  classPlus = -4,
-  classSlash = -5,
-  classCaret = -6,
-  classBar = -7,
-  classEqual = -8,
-  classBlank = -9,
-  classLetter = -10,
-  classDigit = -11,
-  classString = -12,
-  classHash = -13,
-  classCharConst = -14,
-  classMinus = -15,
-  classDot = -16,
-  classLess = -17,
-  classIllegal = -18,
-  classGreater = -19,
-  classLineEnd = -20,
-  classBackslash = -22,
-  classEndOfText = -24,
-  classCopy = -25,         // copied as it stands
-  classCopyLiteral = -26,  // copyClass: an unterminated literal is reported
-  classBodySplice = -27,   // bodyClass: a backslash
-  classBodyHash = -28,     // bodyClass: '#' and "##"
-  classCopySlash = -29,    // a comment or the byte itself
-  classBodyLiteral = -30,  // bodyClass: an unterminated literal ends the body
-  classBodyBlank = -32,    // bodyClass: runs of blanks become one
-  classColon = -33,
-  classWidePrefix = -34,  // 'L'
-  classNul = -35
+enum CharClass : Byte {
+  // The operators that may be doubled or followed by '='; they index the tables of
+  // their tokens.
+  classExclaim,
+  classPercent,
+  classAmpersand,
+  classStar,
+  classPlus,
+  classSlash,
+  classCaret,
+  classBar,
+  classEqual,
+  // The beginnings of other tokens.
+  classMinus,
+  classDot,
+  classLess,
+  classGreater,
+  classColon,
+  classHash,
+  classLetter,
+  classWidePrefix,  // 'L'
+  classDigit,
+  classString,
+  classCharConst,
+  // What stands between tokens, and what is none.
+  classBlank,
+  classLineEnd,
+  classBackslash,
+  classEndOfText,
+  classNul,
+  classIllegal,
+  // Text that is copied.
+  classCopy,         // as it stands
+  classCopySlash,    // a comment, or the byte itself
+  classCopyLiteral,  // copyClass: an unterminated literal is reported
+  classBodyLiteral,  // bodyClass: an unterminated literal ends the body
+  classBodyBlank,    // bodyClass: runs of blanks become one
+  classBodyHash,     // bodyClass: '#' and "##"
+  classBodySplice,   // bodyClass: a backslash
+  classCount
 };
+
+// An entry from here on is this value and the code of a token.
+constexpr Byte wholeToken = 0x80;
+static_assert(classCount <= wholeToken && tokTilde < wholeToken);
+
+using ClassTable = std::array<Byte, 256>;
 
 extern const ClassTable tokenClass;
 extern const ClassTable charClass;
@@ -60,15 +73,12 @@ extern const ClassTable copyClass;
 // The table in force.
 extern const ClassTable* activeClass;
 
-// Token codes of the operator family, by the class taken positive.
-constexpr int operatorFamilySize = 9;
+// The tokens of the operators, by their class.
+constexpr int operatorFamilySize = classEqual + 1;
 extern const Byte operatorAlone[operatorFamilySize];
 extern const Byte operatorWithEqual[operatorFamilySize];
 extern const Byte operatorDoubled[operatorFamilySize];  // 0: the doubled form is no token
 
 inline bool isNameStart(Byte c) {
   return charClass[c] == classLetter;
-}
-inline bool isDigit(Byte c) {
-  return c >= '0' && c <= '9';
 }

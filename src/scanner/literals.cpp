@@ -11,28 +11,25 @@
 
 #include "diag/report.h"
 #include "input/frame.h"
-#include "input/multibyte.h"
+#include "input/macro_frames.h"
+#include "input/macro_text.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "platform/code_page.h"
 #include "scanner/char_class.h"
 #include "scanner/scan.h"
-
-// Called from here, defined later:
-#include "macro/macro_text.h"
+#include "scanner/skip.h"
+#include "scanner/token_text.h"
 
 constinit int lastStringChar = 0;
 
 constexpr int endOfLiteral = -1;
 
-void bufPutChar(Byte c) {
-  if (tokenTextPtr < tokenTextEnd()) *tokenTextPtr++ = c;
-  *tokenTextPtr = 0;
-}
-
-void bufPutEscaped(Byte c) {
+void appendLiteralByte(Byte c) {
   if (c == endOfBodyMark)
-    bufPutChar(c);
+    tokenText.append(c);
   else
-    appendCopied(c);
+    tokenText.appendEscaped(c);
 }
 
 void bytesOfFloat(long double value, Byte bytes[10]) {
@@ -166,17 +163,17 @@ int readLiteralChar(Byte quote) {
 
 // Collects the text up to the closing quote; false if the line ends before it.
 static bool collectCharConstant() {
-  tokenTextPtr = tokenText;
-  bufPutChar('\'');
+  tokenText.rewind();
+  tokenText.append('\'');
   for (;;) {
     const Byte c = nextChar();
-    bufPutChar(c);
+    tokenText.append(c);
     if (isLineEnd(c) || c == endOfTextByte) {
       reportError(msgUnterminatedLiteral);
       return false;
     }
     if (c == '\'') return true;
-    if (c == '\\' || isLeadByte(c)) bufPutChar(nextChar());
+    if (c == '\\' || isLeadByte(c)) tokenText.append(nextChar());
   }
 }
 
@@ -198,15 +195,15 @@ VSP_COLD static void keepRest() {
 // Pushes the collected text from behind its opening quote. One that fills the
 // buffer may have lost its closing quote and gets one; the result is then true.
 static bool pushCollectedText() {
-  Byte* const end = tokenTextPtr;
-  const size_t length = size_t(end - tokenText) - 1;
-  tokenTextPtr = tokenText;
-  if (end < tokenTextEnd()) {
-    pushTextFrame(tokenText + 1, length);
+  Byte* const end = tokenText.end;
+  const size_t length = size_t(end - tokenText.bytes) - 1;
+  tokenText.rewind();
+  if (end < tokenText.limit()) {
+    pushTextFrame(tokenText.bytes + 1, length);
     return false;
   }
   *end = '\'';
-  pushTextCopy(tokenText + 1, length + 1);
+  pushTextCopy(tokenText.bytes + 1, length + 1);
   *end = 0;
   return true;
 }
@@ -246,6 +243,32 @@ static uint32_t narrowValue(const CharBytes& decoded) {
   return value;
 }
 
+// The code page that needs no conversion of wide characters.
+constexpr uint32_t codePageOem = 437;
+
+// The 16-bit characters of a value of up to four bytes, highest first: none gives
+// 0, one itself, two or more (first << 16) | second. `size` receives 2 or 4, the
+// bytes of the result; with code page 437 value and size stay as they are.
+static uint32_t wideCharOf(uint32_t value, uint32_t& size) {
+  if (optionImage.codePage == codePageOem) return value;
+  Byte bytes[4];
+  int count = 0;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const Byte b = Byte(value >> shift);
+    if (count != 0 || b != 0) bytes[count++] = b;
+  }
+  constexpr int wideLimit = 5;
+  uint16_t wide[wideLimit] = {};
+  int made;
+  do {
+    made = toWideChars(optionImage.codePage, bytes, count, wide, wideLimit);
+  } while (made == convertNoDescriptor && suspendFile());
+  if (made == convertNoMemory) failOutOfMemory();
+  size = made >= 2 ? 4 : 2;
+  if (made >= 2) return (uint32_t(wide[0]) << 16) | wide[1];
+  return made == 1 ? wide[0] : 0;
+}
+
 static uint32_t wideValue(CharBytes& decoded) {
   uint32_t value = 0;
   const uint32_t stored = decoded.count < 4 ? decoded.count : 4;
@@ -258,7 +281,7 @@ static uint32_t wideValue(CharBytes& decoded) {
 TokenCode scanCharConstant() {
   tokenState.integer = IntTokenValue{0, tagInt, 0};
   if (!collectCharConstant()) {
-    tokenTextPtr = tokenText;
+    tokenText.rewind();
     return tokIntConst;
   }
   CharBytes decoded = decodeCharConstant();

@@ -28,11 +28,9 @@ extern int lastStringChar;
 // left unread. True if it was closed.
 bool copyLiteral(bool report, void (*append)(Byte), Byte quote);
 
-// Appends a byte to tokenText while there is room, a NUL behind it.
-void bufPutChar(Byte c);
-
-// The same, with the 0xFF prefix for 0 and a byte with bit 7 set, except 0xFB.
-void bufPutEscaped(Byte c);
+// Appends a byte of a literal to tokenText, escaped where appendEscaped does it,
+// except the end mark of bodies.
+void appendLiteralByte(Byte c);
 
 // The ten bytes of an 80-bit value, and back.
 void bytesOfFloat(long double value, Byte bytes[10]);

@@ -7,17 +7,17 @@
 
 #include "scanner/numbers.h"
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 
 #include "diag/report.h"
 #include "input/frame.h"
+#include "input/macro_frames.h"
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
-
-// Called from here, defined later:
-#include "macro/expand.h"
+#include "scanner/token_text.h"
 
 // What scanNumber leaves for convertNumber.
 static constinit Byte typeTag = tagInt;
@@ -37,7 +37,7 @@ struct NumberScan {
 // Takes a letter into the number: a mark that was read in mid-number belongs to
 // no name.
 static void takeLetter(Byte c) {
-  bufPutChar(c);
+  tokenText.append(c);
   noExpandMark = false;
 }
 
@@ -103,72 +103,88 @@ static void takePoint(NumberScan& scan) {
     if (scan.exps) reportError(msgMisplacedDecimalPoint);
   }
   scan.radix = 0;
-  bufPutChar('.');
+  tokenText.append('.');
+}
+
+// What a byte may be in a number. Letters count in either case.
+enum NumberByte : Byte {
+  numberEnd,       // no part of any number
+  octalDigit,      // 0 to 7
+  highDigit,       // 8 and 9
+  hexLetter,       // a to d
+  exponentMark,    // e, a hexadecimal digit too
+  floatSuffix,     // f, a hexadecimal digit too
+  longSuffix,      // l
+  unsignedSuffix,  // u
+  widthSuffix,     // i
+  decimalPoint
+};
+
+constexpr std::array<Byte, 256> numberBytes = [] {
+  std::array<Byte, 256> table{};
+  const auto set = [&](const char* bytes, NumberByte kind) {
+    for (; *bytes != 0; ++bytes) table[Byte(*bytes)] = kind;
+  };
+  set("01234567", octalDigit);
+  set("89", highDigit);
+  set("abcdABCD", hexLetter);
+  set("eE", exponentMark);
+  set("fF", floatSuffix);
+  set("lL", longSuffix);
+  set("uU", unsignedSuffix);
+  set("iI", widthSuffix);
+  set(".", decimalPoint);
+  return table;
+}();
+
+// 'e' in a number that is not hexadecimal. False where the number ends before it.
+static bool takeExponent(NumberScan& scan) {
+  if (scan.exps && scan.tokens) return false;
+  scan.exps = true;
+  scan.radix = 0;
+  return true;
+}
+
+// A suffix after which a floating number ends: `tag` is its type.
+static bool finishFloat(Byte c, Byte tag, bool& finished) {
+  takeLetter(c);
+  floatTag = tag;
+  finished = true;
+  return false;
 }
 
 // Takes the byte in hand. True if the number goes on with the next byte; else
 // `c` is the byte to step back, unless `finished`.
 static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
   const bool hexadecimal = scan.radix == 16;
-  switch (c) {
-    case '0':
-    case '1':
-    case '2':
-    case '3':
-    case '4':
-    case '5':
-    case '6':
-    case '7': bufPutChar(c); return true;
-    case '8':
-    case '9':
+  switch (numberBytes[c]) {
+    case highDigit:
       if (scan.radix == 8 && scan.tokens) return false;
-      bufPutChar(c);
-      return true;
-    case '.': takePoint(scan); return true;
-    case 'a':
-    case 'b':
-    case 'c':
-    case 'd':
-    case 'A':
-    case 'B':
-    case 'C':
-    case 'D':
-      if (!hexadecimal) return false;
+      [[fallthrough]];
+    case octalDigit: tokenText.append(c); return true;
+    case decimalPoint: takePoint(scan); return true;
+    case exponentMark:
+      if (!hexadecimal && !takeExponent(scan)) return false;
       takeLetter(c);
       return true;
-    case 'e':
-    case 'E':
-      if (!hexadecimal) {
-        if (scan.exps && scan.tokens) return false;
-        scan.exps = true;
-        scan.radix = 0;
-      }
-      takeLetter(c);
-      return true;
-    case 'f':
-    case 'F':
-      if (!hexadecimal && !scan.isFloat() && scan.tokens) return false;
-      takeLetter(c);
-      if (hexadecimal) return true;
-      floatTag = tagFloat;
-      finished = true;
-      return false;
-    case 'l':
-    case 'L':
-      if (scan.isFloat()) {
+    case hexLetter:
+      if (hexadecimal) takeLetter(c);
+      return hexadecimal;
+    case floatSuffix:
+      if (hexadecimal) {
         takeLetter(c);
-        floatTag = tagLongDouble;
-        finished = true;
-      } else {
-        c = scanIntegerSuffix(c, finished);
+        return true;
       }
+      if (!scan.isFloat() && scan.tokens) return false;
+      return finishFloat(c, tagFloat, finished);
+    case longSuffix:
+      if (scan.isFloat()) return finishFloat(c, tagLongDouble, finished);
+      c = scanIntegerSuffix(c, finished);
       return false;
-    case 'u':
-    case 'U':
+    case unsignedSuffix:
       if (!scan.isFloat()) c = scanIntegerSuffix(c, finished);
       return false;
-    case 'i':
-    case 'I': c = scanWidthSuffix(false); return false;
+    case widthSuffix: c = scanWidthSuffix(false); return false;
     default: return false;
   }
 }
@@ -179,7 +195,7 @@ int scanNumber(Byte c) {
   floatTag = tagDouble;
   NumberScan scan{10, false, false, activeClass == &tokenClass};
   if (c == '0') {
-    bufPutChar(c);
+    tokenText.append(c);
     c = nextChar();
     if (isLetterOf(c, 'x')) {
       takeLetter(c);
@@ -192,7 +208,7 @@ int scanNumber(Byte c) {
   bool finished = false;
   while (takeByte(scan, c, finished)) c = nextChar();
   if (!finished) ungetChar();
-  if (tokenTextPtr < tokenText + tokenTextSize) *tokenTextPtr = 0;
+  if (tokenText.end < tokenText.bytes + tokenTextSize) *tokenText.end = 0;
   return scan.isFloat() ? 0 : scan.radix;
 }
 
@@ -201,7 +217,7 @@ int scanNumber(Byte c) {
 // The value of a floating number. What the conversion cannot use, such as an 'e'
 // without digits, is left out.
 static TokenCode convertFloat() {
-  long double value = std::strtold(asChars(tokenText), nullptr);
+  long double value = std::strtold(asChars(tokenText.bytes), nullptr);
   if (floatTag == tagFloat) value = static_cast<long double>(static_cast<float>(value));
   if (floatTag == tagDouble) value = static_cast<long double>(static_cast<double>(value));
   if (optionImage.languageLevel == levelAnsi && std::isinf(value) && value > 0) {
@@ -229,7 +245,7 @@ static bool convertDigits(int radix, bool wide, uint64_t& value) {
   const bool strict = optionImage.languageLevel == levelAnsi;
   bool overflowSeen = false;
   value = 0;
-  const Byte* text = tokenText + (radix == 16 ? 2 : 0);
+  const Byte* text = tokenText.bytes + (radix == 16 ? 2 : 0);
   for (; isDigitOf(*text); ++text) {
     const uint32_t digit = digitValue(*text);
     const uint32_t low = uint32_t(value);
@@ -250,7 +266,7 @@ static bool convertDigits(int radix, bool wide, uint64_t& value) {
 }
 
 TokenCode convertNumber(int radix) {
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   if (radix == 0) return convertFloat();
   uint64_t value;
   const bool wide = convertDigits(radix, width > 32, value);

@@ -6,10 +6,10 @@
 #include "scanner/token.h"
 
 // Reads the number that begins with `c` (a digit, or '.' with the digit still
-// unread) into tokenText at tokenTextPtr, which is left behind it. Returns the
+// unread) into tokenText at the end of tokenText, which is left behind it. Returns the
 // radix, 0 for a floating number. May change the input stack.
 int scanNumber(Byte c);
 
-// Converts the text at the start of tokenText and resets tokenTextPtr to it.
+// Converts the text at the start of tokenText and makes the next text begin there.
 // Returns tokIntConst, tokLongConst or tokFloatConst.
 TokenCode convertNumber(int radix);

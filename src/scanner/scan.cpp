@@ -1,35 +1,35 @@
 // The scanner's loop and its handlers, one for each character class.
 //
 // The loop keeps cursor and limit in locals and stores the cursor before
-// anything that may look at the input. A handler answers with a token code, or
-// says how the loop goes on: with the next byte, or with a byte in hand.
+// anything that may look at the input. A handler delivers a token, or says how
+// the loop goes on: with the next byte, or with a byte in hand.
 
 #include "scanner/scan.h"
 
+#include "diag/position.h"
 #include "diag/report.h"
 #include "input/frame.h"
-#include "input/multibyte.h"
+#include "input/macro_frames.h"
+#include "input/macro_text.h"
+#include "options/lead_bytes.h"
 #include "options/option_image.h"
-#include "scanner/byte_search.h"
+#include "output/output.h"
 #include "scanner/char_class.h"
-#include "scanner/identifiers.h"
 #include "scanner/literals.h"
 #include "scanner/numbers.h"
-
-// Called from here, defined later:
-#include "directive/directives.h"
-#include "driver/output.h"
-#include "macro/expand.h"
-#include "macro/macro_text.h"
+#include "scanner/read_name.h"
+#include "scanner/skip.h"
+#include "scanner/token_text.h"
+#include "scanner/upcalls.h"
 
 const char* tokenSpelling[tokenCodeCount] = {
-#define TOKEN(code, name, spelling) spelling,
+#define TOKEN(name, spelling) spelling,
 #include "scanner/tokens.def"
 #undef TOKEN
 };
 
 constinit Byte tokenSpellingLength[tokenCodeCount] = {
-#define TOKEN(code, name, spelling) sizeof spelling - 1,
+#define TOKEN(name, spelling) sizeof spelling - 1,
 #include "scanner/tokens.def"
 #undef TOKEN
 };
@@ -37,23 +37,34 @@ constinit Byte tokenSpellingLength[tokenCodeCount] = {
 constinit TokenState tokenState{};
 constinit TokenState heldToken{};
 constinit TokenFetch getToken = scanToken;
+constinit Name scannedName{};
+constinit bool plainIdent = false;
 constinit bool lineMode = false;
 constinit bool wideString = false;
 constinit bool wideChar = false;
-constinit const Byte* pendingText = nullptr;
-constinit Byte tokenText[tokenTextSize + 1] = {};
-constinit Byte* tokenTextPtr = tokenText;
 
-// What a handler answers when it delivers no token.
-constexpr int goOn = -1;
-static constexpr int goOnWith(Byte c) {
-  return -2 - int(c);
+// What a handler answers.
+struct Answer {
+  enum Next : Byte {
+    token,       // a token is delivered
+    nextByte,    // the loop goes on
+    byteInHand,  // the loop goes on with `byte`, which has been read already
+  };
+
+  Next next;
+  Byte byte;     // with byteInHand
+  int16_t code;  // with token: its TokenCode
+};
+
+constexpr Answer goOn = {Answer::nextByte, 0, 0};
+
+static constexpr Answer goOnWith(Byte c) {
+  return {Answer::byteInHand, c, 0};
 }
 
 void startScanner() {
   activeClass = &tokenClass;
-  tokenTextPtr = tokenText;
-  tokenText[0] = 0;
+  tokenText.clear();
   tokenState = TokenState{};
   tokenState.code = tokNone;
   heldToken = tokenState;
@@ -61,21 +72,19 @@ void startScanner() {
   lineMode = false;
   wideString = false;
   wideChar = false;
-  pendingText = nullptr;
   lastStringChar = 0;
-  currentIdent = nullptr;
-  resetExpansion();
+  scannedName = {};
+  plainIdent = false;
 }
 
 // Sets the position of the current token to that of the reading.
 VSP_INLINE void recordTokenPosition() {
   tokenState.line = currentLine;
-  tokenState.file = currentFileIndex;
 }
 
-VSP_INLINE TokenCode deliver(int code) {
-  tokenState.code = code;
-  return TokenCode(code);
+VSP_INLINE Answer deliver(int code) {
+  tokenState.code = TokenCode(code);
+  return {Answer::token, 0, int16_t(code)};
 }
 
 void ungetToken() {
@@ -88,179 +97,7 @@ TokenCode takeHeldToken() {
   tokenState = heldToken;
   heldToken.code = tokNone;
   getToken = scanToken;
-  return TokenCode(tokenState.code);
-}
-
-void appendCopied(Byte c) {
-  const bool prefixed = c == 0 || c >= 0x80;
-  const size_t room = size_t(tokenTextEnd() - tokenTextPtr);
-  if (room == 0) return;
-  if (prefixed) {
-    if (room == 1) {
-      // Half of the pair must not stand alone; the blank fills the buffer, which
-      // is how the collector notices the loss.
-      *tokenTextPtr++ = ' ';
-      *tokenTextPtr = 0;
-      return;
-    }
-    *tokenTextPtr++ = 0xFF;
-  }
-  *tokenTextPtr++ = c;
-  *tokenTextPtr = 0;
-}
-
-// Appends a byte of macro text as it stands.
-static void appendCode(Byte c) {
-  if (tokenTextPtr >= tokenTextEnd()) return;
-  *tokenTextPtr++ = c;
-  *tokenTextPtr = 0;
-}
-
-void appendBlank() {
-  if (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') return;
-  appendCode(' ');
-}
-
-bool passSplice() {
-  const Byte c = nextChar();
-  if (isLineEnd(c)) {
-    countNewline(c);
-    return true;
-  }
-  ungetChar();
-  return false;
-}
-
-// --- Comments and blanks ---
-
-void scanBlockComment() {
-  const bool keep = keepComments();
-  const int32_t firstLine = currentLine;
-  uint32_t depth = 1;
-  if (keep) {
-    emitChar('/');
-    emitChar('*');
-  }
-  Byte c;
-  bool inHand = false;
-  for (;;) {
-    if (!inHand) {
-      if (!keep) inputCursor = findCommentStop(inputCursor, inputLimit);
-      c = nextChar();
-      if (keep && !isLineEnd(c) && c != endOfTextByte) emitChar(c);
-    }
-    inHand = false;
-    if (isLineEnd(c)) {
-      countNewline(c);
-    } else if (c == endOfTextByte) {
-      reportError(msgEndInComment, firstLine);
-      return;
-    } else if (c == '*' || (c == '/' && optionImage.nestedComments)) {
-      Byte d = nextChar();
-      if (c == '*') {
-        while (d == '\\') {
-          if (keep) emitChar(d);
-          if (!passSplice()) break;
-          d = nextChar();
-        }
-        if (d == '\\') continue;
-      }
-      if (keep && !isLineEnd(d) && d != endOfTextByte) emitChar(d);
-      if (c == '*' && d == '/') {
-        if (--depth == 0) return;
-      } else if (c == '/' && d == '*') {
-        ++depth;
-      } else {
-        c = d;
-        inHand = true;
-      }
-    }
-  }
-}
-
-void scanLineComment() {
-  for (;;) {
-    if (!anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
-    const Byte c = nextChar();
-    if (isLeadByte(c)) {
-      nextChar();
-    } else if (c == endOfTextByte) {
-      reportError(msgEndInComment, currentLine);
-      return;
-    } else if (isLineEnd(c)) {
-      ungetChar();
-      return;
-    } else if (c == '\\') {
-      const Byte d = nextChar();
-      if (isLineEnd(d)) {
-        reportWarning(warnContinuedComment);
-        countNewline(d);
-      }
-    }
-  }
-}
-
-bool passComment() {
-  const Byte c = nextChar();
-  if (c == '*') {
-    scanBlockComment();
-    return true;
-  }
-  if (c == '/' && lineCommentsAllowed()) {
-    scanLineComment();
-    return true;
-  }
-  ungetChar();
-  return false;
-}
-
-// Gives back `c`, which was read in front of the byte in hand when the cursor then
-// stood at `behind`. The byte in hand is stepped back over so that the caller can
-// step back over `c` as well, though the two may come from different frames or
-// blocks.
-VSP_COLD static Byte readAgain(Byte c, const Byte* behind) {
-  ungetTwo(c, behind);
-  return nextChar();
-}
-
-// Passes what stands between tokens from `c` on, where `c` is no plain blank or
-// blanks are kept.
-static Byte skipSpaceSlow(Byte c) {
-  for (;;) {
-    if (c == '/') {
-      const Byte* const behind = inputCursor;
-      const Byte d = nextChar();
-      if (d == '*')
-        scanBlockComment();
-      else if (d == '/' && lineCommentsAllowed())
-        scanLineComment();
-      else
-        return readAgain(c, behind);
-    } else if (c == '\\') {
-      const Byte* const behind = inputCursor;
-      const Byte d = nextChar();
-      if (!isLineEnd(d)) return readAgain(c, behind);
-      countNewline(d);
-    } else if (c != 0) {
-      if (tokenClass[c] != classBlank) return c;
-      if (c < 0xFB && keepComments()) emitChar(c);
-    }
-    c = nextChar();
-  }
-}
-
-Byte skipSpaceFrom(Byte c) {
-  return skipSpaceSlow(c);
-}
-
-Byte skipSpace() {
-  const bool keep = keepComments();
-  Byte c;
-  do {
-    c = nextChar();
-  } while ((c == ' ' || c == '\t') && !keep);
-  if (c > '/' && c != '\\' && c < 0x80) return c;
-  return skipSpaceSlow(c);
+  return tokenState.code;
 }
 
 // --- Handlers ---
@@ -272,24 +109,13 @@ void reportIllegalCharacter(Byte c) {
     text[1] = nextChar();
     value = (value << 8) | text[1];
   }
-  // The text stands in tokenText for the time of the report; what it covers
-  // belongs to a collection in progress and comes back.
-  Byte* const start = tokenTextPtr;
-  Byte covered[3];
-  const size_t room = size_t(tokenText + tokenTextSize - start);
-  const size_t used = room < sizeof text ? room : sizeof text;
-  std::memcpy(covered, start, used);
-  if (savedTextPtr == nullptr) savedTextPtr = start;
-  bufPutChar(text[0]);
-  if (isLeadByte(c)) bufPutChar(text[1]);
-  reportError(msgIllegalCharacter, start, value);
-  std::memcpy(start, covered, used);
+  reportError(msgIllegalCharacter, text, value);
 }
 
 // The nine operators that may be doubled or followed by '='; `d` is the byte
 // behind `c`, already read.
-static TokenCode scanOperator(Byte c, Byte d) {
-  const size_t index = size_t(-tokenClass[c]);
+static Answer scanOperator(Byte c, Byte d) {
+  const size_t index = tokenClass[c];
   for (;;) {
     if (d == c && operatorDoubled[index] != 0) return deliver(operatorDoubled[index]);
     if (d == '=') return deliver(operatorWithEqual[index]);
@@ -307,7 +133,7 @@ static TokenCode scanOperator(Byte c, Byte d) {
   return deliver(operatorAlone[index]);
 }
 
-static int scanSlash() {
+static Answer scanSlash() {
   recordTokenPosition();
   for (;;) {
     const Byte d = nextChar();
@@ -338,12 +164,12 @@ static bool followedBy(Byte c) {
   return false;
 }
 
-static TokenCode scanColon() {
+static Answer scanColon() {
   recordTokenPosition();
   return deliver(followedBy(':') ? tokColonColon : tokColon);
 }
 
-static TokenCode scanMinus() {
+static Answer scanMinus() {
   recordTokenPosition();
   switch (nextChar()) {
     case '-': return deliver(tokMinusMinus);
@@ -353,7 +179,7 @@ static TokenCode scanMinus() {
   }
 }
 
-static TokenCode scanGreater() {
+static Answer scanGreater() {
   recordTokenPosition();
   switch (nextChar()) {
     case '=': return deliver(tokGreaterEqual);
@@ -362,7 +188,7 @@ static TokenCode scanGreater() {
   }
 }
 
-static TokenCode scanLess() {
+static Answer scanLess() {
   recordTokenPosition();
   switch (nextChar()) {
     case '=': return deliver(tokLessEqual);
@@ -373,16 +199,16 @@ static TokenCode scanLess() {
 
 // A number: its value is made only where something reads it, in a directive's
 // line, or where its size is checked.
-static int scanNumberToken(Byte c) {
+static Answer scanNumberToken(Byte c) {
   recordTokenPosition();
   const int radix = scanNumber(c);
   if (activeClass != &tokenClass) return goOn;
   if (lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
-  tokenTextPtr = tokenText;
+  tokenText.rewind();
   return deliver(radix == 0 ? tokFloatConst : tokIntConst);
 }
 
-static int scanDot() {
+static Answer scanDot() {
   recordTokenPosition();
   const Byte d = nextChar();
   if (isDigit(d)) {
@@ -399,7 +225,7 @@ static int scanDot() {
   return deliver(tokDot);
 }
 
-static int scanBackslash(Byte c) {
+static Answer scanBackslash(Byte c) {
   if (keepComments()) emitChar(c);
   const Byte d = nextChar();
   if (d == '?') {
@@ -415,35 +241,30 @@ static int scanBackslash(Byte c) {
   return goOn;
 }
 
-// A name that has been scanned and is none that always stands: the rest of the
-// macro check, and the token.
-static int finishName() {
+static Answer scanName(Byte c) {
+  recordTokenPosition();
+  pasteSeen = false;
+  scannedName = scanIdentifier(c);
   if (activeClass == &bodyClass) return deliver(tokIdent);
-  const int answer = checkMacro();
-  if (answer == 0) return goOn;
-  if (answer > 0) return goOnWith(Byte(answer));
+  const MacroAnswer answer = checkMacro(scannedName);
+  if (answer.outcome == MacroAnswer::expanded) return goOn;
+  if (answer.outcome == MacroAnswer::replaced) return goOnWith(answer.byte);
+  plainIdent = answer.outcome == MacroAnswer::standsForGood;
   if (activeClass == &copyClass) return deliver(tokIdent);
-  tokenState.entry = currentIdent;
-  const int code = currentIdent->tokenCode;
+  tokenState.entry = answer.entry;
+  const int code = answer.entry->tokenCode;
   if (code == 0 || (optionImage.languageLevel == levelAnsi && lineMode)) return deliver(tokIdent);
   return deliver(code);
 }
 
-static int scanName(Byte c) {
-  recordTokenPosition();
-  pasteSeen = false;
-  scanIdentifier(c);
-  return finishName();
-}
-
-static int scanWidePrefix(Byte c) {
+static Answer scanWidePrefix(Byte c) {
   const Byte d = nextChar();
   if (d != '\'' && d != '"') {
     ungetChar();
     return scanName(c);
   }
   if (activeClass != &tokenClass) {
-    appendCode(c);
+    tokenText.append(c);
     return goOnWith(d);
   }
   recordTokenPosition();
@@ -455,48 +276,48 @@ static int scanWidePrefix(Byte c) {
   return deliver(tokString);
 }
 
-static int scanEndOfText() {
+static Answer scanEndOfText() {
   return popSourceFile(false) ? goOn : deliver(tokEndOfFile);
 }
 
 // A literal in a text that is copied. An unterminated one has stopped in front
 // of a line end, which ends the text; or of the end of an argument, which the
 // loop must meet.
-static int copyLiteralToken(Byte quote, bool report) {
-  if (copyLiteral(report, bufPutEscaped, quote)) return goOn;
+static Answer copyLiteralToken(Byte quote, bool report) {
+  if (copyLiteral(report, appendLiteralByte, quote)) return goOn;
   const Byte c = nextChar();
   if (report && c == endOfTextByte) return goOnWith(c);
   recordTokenPosition();
   return deliver(tokEndOfLine);
 }
 
-static int copySlash(Byte c) {
+static Answer copySlash(Byte c) {
   if (passComment())
-    appendBlank();
+    tokenText.appendBlank();
   else
-    appendCode(c);
+    tokenText.append(c);
   return goOn;
 }
 
 // '#' in the body of a function-like macro: the stringize mark, or with a second
 // one the paste mark, which takes the blanks on both its sides away.
-static int copyHash() {
+static Answer copyHash() {
   const Byte d = nextChar();
   if (d != '#') {
-    appendCode(stringizeMark);
+    tokenText.append(stringizeMark);
     return goOnWith(skipSpaceFrom(d));
   }
-  while (tokenTextPtr > tokenText && tokenTextPtr[-1] == ' ') --tokenTextPtr;
-  appendCode(pasteMark);
-  return goOnWith(skipSpace());
+  tokenText.dropBlanks();
+  tokenText.append(pasteMark);
+  return goOnWith(skipSpaceFrom(nextChar(), false));
 }
 
-static int copyBackslash(Byte c) {
-  if (!passSplice()) appendCode(c);
+static Answer copyBackslash(Byte c) {
+  if (!passSplice()) tokenText.append(c);
   return goOn;
 }
 
-static int scanLineEnd(Byte c) {
+static Answer scanLineEnd(Byte c) {
   if (lineMode) {
     recordTokenPosition();
     return deliver(tokEndOfLine);
@@ -504,13 +325,13 @@ static int scanLineEnd(Byte c) {
   countNewline(c);
   const Byte d = skipSpace();
   if (d != '#') return goOnWith(d);
-  processDirective(false, true);
-  return goOn;
+  // Nothing is read yet: the current token stays what it was.
+  return {Answer::token, 0, tokDirective};
 }
 
 // Every class but the hottest; `c` has been consumed.
-static int handleClass(int charClassOf, Byte c) {
-  switch (charClassOf) {
+static Answer handleClass(Byte byteClass, Byte c) {
+  switch (byteClass) {
     case classExclaim:
     case classPercent:
     case classAmpersand:
@@ -540,8 +361,8 @@ static int handleClass(int charClassOf, Byte c) {
     case classBackslash: return scanBackslash(c);
     case classEndOfText: return scanEndOfText();
     case classWidePrefix: return scanWidePrefix(c);
-    case classCopy: appendCopied(c); return goOn;
-    case classBodyBlank: appendBlank(); return goOn;
+    case classCopy: tokenText.appendEscaped(c); return goOn;
+    case classBodyBlank: tokenText.appendBlank(); return goOn;
     case classBodyLiteral: return copyLiteralToken(c, false);
     case classCopyLiteral: return copyLiteralToken(c, true);
     case classCopySlash: return copySlash(c);
@@ -556,7 +377,7 @@ TokenCode scanToken() {
     const Byte* cursor = inputCursor;
     const Byte* const limit = inputLimit;
     Byte c;
-    int entry;
+    Byte entry;
     // Blanks go straight to the output, as long as the input lasts.
     for (;;) {
       if (cursor >= limit) [[unlikely]] {
@@ -571,23 +392,21 @@ TokenCode scanToken() {
         inputCursor = cursor;
         break;
       }
-      if (c < 0xFB) emitChar(c);
+      if (c < endOfBodyMark) emitChar(c);
     }
     for (;;) {
-      if (entry > 0) {
+      if (entry >= wholeToken) {
         recordTokenPosition();
-        return deliver(entry);
+        return tokenState.code = TokenCode(entry - wholeToken);
       }
-      int answer;
       if (entry == classBlank) {
-        if (c < 0xFB) emitChar(c);
-        answer = goOn;
-      } else {
-        answer = handleClass(entry, c);
+        if (c < endOfBodyMark) emitChar(c);
+        break;
       }
-      if (answer >= 0) return TokenCode(answer);
-      if (answer == goOn) break;
-      c = Byte(-2 - answer);
+      const Answer answer = handleClass(entry, c);
+      if (answer.next == Answer::token) return TokenCode(answer.code);
+      if (answer.next == Answer::nextByte) break;
+      c = answer.byte;
       entry = (*activeClass)[c];
     }
   }

@@ -1,4 +1,4 @@
-// Tokens: their codes, the record that delivers one, and the shared text buffer.
+// Tokens: their codes, and the record that delivers one.
 
 #pragma once
 
@@ -10,21 +10,17 @@ struct IdentEntry;
 
 // A token's code is also its row in tokenSpelling.
 enum TokenCode : int32_t {
-#define TOKEN(code, name, spelling) name = code,
+#define TOKEN(name, spelling) name,
 #include "scanner/tokens.def"
 #undef TOKEN
 };
 
-constexpr int tokenCodeCount = 164;
+constexpr int tokenCodeCount = tokNone + 1;
 
 // What the token pass writes for a token that has no text of its own. The entry
 // of tokTry follows the mode of the unit.
 extern const char* tokenSpelling[tokenCodeCount];
 extern Byte tokenSpellingLength[tokenCodeCount];
-
-// The name by which messages call a keyword's token; null if its group was not
-// installed in this unit.
-extern IdentEntry* tokenEntry[tokenCodeCount];
 
 // Type tags of constants: numbers of basic types.
 enum TypeTag : Byte {
@@ -66,13 +62,12 @@ struct FloatTokenValue {
   Byte typeTag;
 };
 
-// The current token. Copied whole, by assignment: 32 bytes, two moves of a wide
-// register, on hosts of either pointer size. Ten words would hold a floating value
-// as the x87 stores it on a 32-bit host; its ten bytes are enough.
+// The current token. Copied whole, by assignment: six words on hosts of either
+// pointer size. A floating value is kept as its ten bytes, without the padding that
+// a compiler stores it with.
 struct TokenState {
-  int32_t code;  // TokenCode; tokNone before the first token and in an empty twin
-  int32_t file;  // index of the source file in which the token starts
-  int32_t line;  // currentLine where the token starts
+  TokenCode code;  // tokNone before the first token, and where there is no token
+  int32_t line;    // currentLine where the token starts
   union alignas(8) {
     IdentEntry* entry;  // tokIdent and keywords
     IntTokenValue integer;
@@ -82,7 +77,7 @@ struct TokenState {
 };
 
 static_assert(std::is_trivially_copyable_v<TokenState>);
-static_assert(sizeof(TokenState) == 32 && offsetof(TokenState, integer) == 16);
+static_assert(sizeof(TokenState) == 24 && offsetof(TokenState, integer) == 8);
 
 extern TokenState tokenState;  // the current token
 extern TokenState heldToken;   // one token of look-ahead
@@ -102,17 +97,3 @@ extern bool lineMode;
 // The prefix L of the last string and of the last character constant.
 extern bool wideString;
 extern bool wideChar;
-
-// Text that the string reader takes in place of the input; null if none.
-extern const Byte* pendingText;
-
-// The shared text buffer: the spelling of the last name or number, macro bodies
-// and arguments while they are collected, directive lines. During a macro call
-// it works as a stack. A byte is stored only below tokenTextEnd, and a NUL
-// stands behind the last one.
-constexpr size_t tokenTextSize = 16384;
-extern Byte tokenText[tokenTextSize + 1];  // one more, for the end mark of a full body
-extern Byte* tokenTextPtr;
-inline Byte* tokenTextEnd() {
-  return tokenText + tokenTextSize - 1;
-}

@@ -1,5 +1,5 @@
 // Shared by the fuzz targets: runs the whole program inside the process, in a scratch directory below
-// $FUZZ_SCRATCH, and survives an orderly end of the process by a non-local return.
+// $FUZZ_SCRATCH.
 //
 // The input is cut into parts by lines that hold "----" alone; a part that is missing is empty.
 
@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csetjmp>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,14 +16,6 @@
 #include <vector>
 
 #include "driver/program.h"
-
-// Where an end of the process returns to.
-inline jmp_buf endOfProcess;
-
-// Returns to the run that is going on.
-inline void leaveProcess(int) {
-  longjmp(endOfProcess, 1);
-}
 
 // Moves into a directory of this process's own, once.
 inline void enterScratch() {
@@ -35,7 +26,6 @@ inline void enterScratch() {
   const char* const parent = getenv("FUZZ_SCRATCH");
   std::string pattern = std::string(parent != nullptr ? parent : "/tmp") + "/fuzz-XXXXXX";
   if (mkdtemp(pattern.data()) == nullptr || chdir(pattern.c_str()) != 0) abort();
-  endProcessHook = leaveProcess;
 }
 
 // The parts of an input.
@@ -80,13 +70,9 @@ inline void writeFile(const char* name, const std::string& text) {
 
 // Runs the program on a command line.
 inline void runOn(std::vector<std::string> words) {
-  // The vector must outlive the non-local return, so its memory is kept outside this frame.
-  static std::vector<std::string> kept;
-  static std::vector<char*> argv;
-  kept = std::move(words);
-  kept.insert(kept.begin(), "vsp32");
-  argv.clear();
-  for (std::string& word : kept) argv.push_back(word.data());
+  words.insert(words.begin(), "vsp32");
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
-  if (setjmp(endOfProcess) == 0) runProgram(static_cast<int>(argv.size()) - 1, argv.data());
+  runProgram(static_cast<int>(argv.size()) - 1, argv.data());
 }

@@ -123,14 +123,14 @@ TEST_F(Arguments, CommandLineOverridesTheConfigurationFile) {
   char program[] = "vsp32", limit[] = "-j8", plus[] = "+no.cfg", last[] = "+y.cfg";
   char* argv[] = {program, limit, plus, last, nullptr};
   optionBootstrap(argv, 2);
-  EXPECT_EQ(optionImage.errorLimit, 8);
-  EXPECT_EQ(optionImage.warningLimit, 7);
+  EXPECT_EQ(messageLimits.errors, 8);
+  EXPECT_EQ(messageLimits.warnings, 7);
   EXPECT_STREQ(optionImage.outputDirectory, "config");
   // The last name counts, and only its file is read.
   char* other[] = {program, plus, last, nullptr};
   optionBootstrap(other, 3);
-  EXPECT_EQ(optionImage.errorLimit, 9);
-  EXPECT_EQ(optionImage.warningLimit, 100);
+  EXPECT_EQ(messageLimits.errors, 9);
+  EXPECT_EQ(messageLimits.warnings, 100);
 }
 
 TEST_F(Arguments, FaultyFilesEndTheRun) {

@@ -4,12 +4,13 @@
 #include <string>
 
 #include "../check.h"
+#include "diag/fatal.h"
 #include "diag/messages.h"
 #include "diag/report.h"
-#include "input/position.h"
+#include "diag/position.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
-#include "options/warnings.h"
+#include "diag/warnings.h"
 #include "platform/files.h"
 
 namespace {
@@ -171,7 +172,7 @@ TEST_F(Library, IsFoundByTheLanguageOfTheSurroundings) {
 class Report : public testing::Test {
  protected:
   void SetUp() override {
-    kept_ = optionImage;
+    kept_ = messageLimits;
     resetCounters();
     resetWarnings();
     loadWarnings();
@@ -180,7 +181,7 @@ class Report : public testing::Test {
     messageLine = 12;
   }
   void TearDown() override {
-    optionImage = kept_;
+    messageLimits = kept_;
     currentFileName = nullptr;
     messageLine = 0;
     resetCounters();
@@ -196,16 +197,10 @@ class Report : public testing::Test {
 
  private:
   static bool jumps(void (*report)()) {
-    FatalTarget target;
-    target.outer = fatalJump;
-    fatalJump = &target;
-    const int value = setjmp(target.context);
-    if (value == 0) report();
-    fatalJump = target.outer;
-    return value == 2;
+    return !runProtected([](void* argument) { (*static_cast<void (**)()>(argument))(); }, &report);
   }
 
-  OptionImage kept_;
+  MessageLimits kept_;
 };
 
 TEST_F(Report, LineNamesSeverityCodeAndPlace) {
@@ -252,18 +247,18 @@ TEST_F(Report, LimitsStopTheUnit) {
   const auto hidden = [] {
     for (int i = 0; i < 4; ++i) reportWarning(warnPrecedence);
   };
-  optionImage.errorLimit = 2;
+  messageLimits.errors = 2;
   EXPECT_EQ(output(errors), error + error + stop);
   EXPECT_EQ(errorCount, 3u);
   resetCounters();
-  optionImage.errorLimit = 0;
-  optionImage.warningLimit = 3;
+  messageLimits.errors = 0;
+  messageLimits.warnings = 3;
   EXPECT_EQ(output(errors), error + error + error + stop);
   resetCounters();
   EXPECT_EQ(output(mixed), error + error + warning + warning + warning + stop);
   resetCounters();
   EXPECT_EQ(output(hidden), "");
-  optionImage.warningLimit = 0;
+  messageLimits.warnings = 0;
   EXPECT_EQ(output(errors), error + error + error + error);
 }
 

@@ -12,7 +12,7 @@
 #include "expr/operators.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
-#include "options/warnings.h"
+#include "diag/warnings.h"
 #include "scanner/literals.h"
 
 namespace {

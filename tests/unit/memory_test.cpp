@@ -3,11 +3,10 @@
 #include "memory/memory.h"
 
 #include <gtest/gtest.h>
-#include <setjmp.h>
-
 #include <cstring>
 #include <vector>
 
+#include "diag/fatal.h"
 #include "diag/report.h"
 #include "platform/pages.h"
 
@@ -27,16 +26,7 @@ class Memory : public testing::Test {
 
 // True if `body` ends in a fatal error.
 bool endsUnit(void (*body)()) {
-  FatalTarget target{};
-  target.outer = fatalJump;
-  if (setjmp(target.context) != 0) {
-    fatalJump = target.outer;
-    return true;
-  }
-  fatalJump = &target;
-  body();
-  fatalJump = target.outer;
-  return false;
+  return !runProtected([](void* argument) { (*static_cast<void (**)()>(argument))(); }, &body);
 }
 
 // How far apart two new blocks of `size` bytes lie: the size of their class.

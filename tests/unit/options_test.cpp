@@ -6,12 +6,12 @@
 
 #include "../check.h"
 #include "diag/report.h"
-#include "input/include_search.h"
-#include "macro/define.h"
+#include "options/search_lists.h"
+#include "options/defines.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "options/options.h"
-#include "options/warnings.h"
+#include "diag/warnings.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ class Options : public testing::Test {
   static void reset() {
     char program[] = "vsp32";
     char* argv[] = {program, nullptr};
-    includeDirs = libraryDirs = nullptr;
+    clearSearchLists();
     clearCommandDefines();
     optionBootstrap(argv, 1);
     resetCounters();
@@ -68,8 +68,8 @@ std::string changedFields() {
   number("languageLevel", o.languageLevel, 0);
   number("unsignedChar", o.unsignedChar, 0);
   number("nestedComments", o.nestedComments, 0);
-  number("errorLimit", o.errorLimit, 25);
-  number("warningLimit", o.warningLimit, 100);
+  number("errorLimit", messageLimits.errors, 25);
+  number("warningLimit", messageLimits.warnings, 100);
   number("maxIdentLength", o.maxIdentLength, 250);
   number("callConvention", o.callConvention, 0);
   number("threadedApp", o.threadedApp, 0);
@@ -290,7 +290,7 @@ TEST_F(Options, OnlySearchListsActOnTheFirstLook) {
   EXPECT_TRUE(parseOption(firstLook, "Y"));
   EXPECT_TRUE(parseOption(firstLook, "Ia;b"));
   EXPECT_EQ(changedFields(), "includeGiven=1");
-  ASSERT_NE(includeDirs, nullptr);
+  ASSERT_NE(includeDirs.first, nullptr);
 }
 
 // The remark on -xdg is shown and counts for nothing.
@@ -306,7 +306,8 @@ TEST_F(Options, ObsoleteSwitchIsNotCounted) {
 std::string warningsAfter(const std::string& list) {
   resetWarnings();
   loadWarnings();
-  for (const std::string& word : words(list)) EXPECT_TRUE(warningSwitch(word == "all" ? "" : word.c_str()));
+  for (const std::string& word : words(list))
+    EXPECT_TRUE(parseOption(secondLook, ("w" + (word == "all" ? "" : word)).c_str()));
   std::string text;
   for (int i = 0; i < warningCount; ++i)
     if (warningOn[i]) text += std::to_string(8000 + i + (i >= 88)) + " ";

@@ -23,7 +23,9 @@
 #include "platform/file_search.h"
 #include "platform/files.h"
 #include "platform/locale.h"
+#include "platform/output_file.h"
 #include "platform/pages.h"
+#include "platform/read_files.h"
 
 namespace {
 
@@ -32,7 +34,10 @@ namespace fs = std::filesystem;
 // Tests that make files do so in a directory of their own.
 class Files : public testing::Test {
  protected:
-  void SetUp() override { forgetDirectories(); }
+  void SetUp() override {
+    forgetDirectories();
+    forgetReadFiles();
+  }
 
   // The path of `name` in the scratch directory, as handed to the layer.
   std::string in(const std::string& name) const { return scratch_.path().string() + "/" + name; }
@@ -52,8 +57,9 @@ class Files : public testing::Test {
   // The names that `pattern` matches, with a blank behind each.
   std::string matches(const std::string& pattern) const {
     std::string names;
-    FileMatches* const all = findFiles(in(pattern).c_str());
-    if (all == nullptr) return "none";
+    FileMatches* all;
+    const FindOutcome outcome = findFiles(in(pattern).c_str(), all);
+    if (outcome != filesFound) return outcome == filesMissing ? "none" : "failed";
     while (const char* name = nextMatch(all)) names += std::string(name) + " ";
     closeMatches(all);
     return names;
@@ -77,8 +83,8 @@ TEST_F(Files, NamesAreFoundWithoutRegardToCase) {
   // A directory is no file, whatever its spelling.
   EXPECT_EQ(found("Sub"), "-1");
   EXPECT_EQ(found("SUB"), "-1");
-  EXPECT_FALSE(fileExists(in("SUB").c_str()));
-  EXPECT_TRUE(fileExists(in("SUB\\b\\defs.h").c_str()));
+  EXPECT_EQ(kindOfPath(in("SUB").c_str()), pathIsDirectory);
+  EXPECT_EQ(kindOfPath(in("SUB\\b\\defs.h").c_str()), pathIsFile);
 }
 
 TEST_F(Files, ExactSpellingWinsThenByteOrder) {
@@ -97,9 +103,10 @@ TEST_F(Files, DrivesAndRelativeNames) {
   const fs::path before = fs::current_path();
   fs::current_path(scratch_.path());
   for (const char* path : {"Dir\\a.h", "C:Dir\\a.h", "dir\\A.H", "z:DIR/a.h"})
-    EXPECT_TRUE(fileExists(path)) << path;
-  EXPECT_TRUE(fileExists(("C:" + in("dir/a.H")).c_str()));
-  for (const char* path : {"", "C:", "C:\\", ".", "a.h"}) EXPECT_FALSE(fileExists(path)) << path;
+    EXPECT_EQ(kindOfPath(path), pathIsFile) << path;
+  EXPECT_EQ(kindOfPath(("C:" + in("dir/a.H")).c_str()), pathIsFile);
+  for (const char* path : {"", "C:", "a.h"}) EXPECT_EQ(kindOfPath(path), pathMissing) << path;
+  for (const char* path : {"C:\\", "."}) EXPECT_EQ(kindOfPath(path), pathIsDirectory) << path;
   fs::current_path(before);
   EXPECT_EQ(openForReading(std::string(100000, 'x').c_str()), openFailed);
   std::string deep;
@@ -114,8 +121,13 @@ TEST_F(Files, OutputGoesIntoTheDirectoryThatExists) {
   ASSERT_GE(handle, 0);
   EXPECT_TRUE(::writeFile(handle, "text", 4));
   EXPECT_EQ(sizeOfFile(handle), 4);
-  closeFile(handle);
+  EXPECT_FALSE(fs::exists(scratch_.path() / "out/A.i"));
+  EXPECT_EQ(finishCreatedFile(handle), finishDone);
   EXPECT_EQ(readFile(scratch_.path() / "out/A.i"), "text");
+  // What is finished stays.
+  removeCreatedFile();
+  EXPECT_EQ(readFile(scratch_.path() / "out/A.i"), "text");
+  closeFile(createFile(in("out/A.i").c_str()));
   removeCreatedFile();
   EXPECT_FALSE(fs::exists(scratch_.path() / "out/A.i"));
   EXPECT_TRUE(fs::exists(scratch_.path() / "out/old.i"));
@@ -123,21 +135,39 @@ TEST_F(Files, OutputGoesIntoTheDirectoryThatExists) {
   EXPECT_EQ(createFile(in("out").c_str()), openFailed);
 }
 
-// A break must not delete what is not ours: another file of that name, or a link of the system.
+// A break must not delete what is not ours: another file of that name, or a device.
 TEST_F(Files, OnlyTheOwnFileIsRemoved) {
+  make("a.i");
   closeFile(createFile(in("a.i").c_str()));
   fs::rename(scratch_.path() / "a.i", scratch_.path() / "kept.i");
   make("a.i");
   removeCreatedFile();
   EXPECT_EQ(found("a.i"), "a.i");
-  fs::create_symlink("kept.i", scratch_.path() / "link.i");
-  closeFile(createFile(in("link.i").c_str()));
-  removeCreatedFile();
-  EXPECT_TRUE(fs::is_symlink(scratch_.path() / "link.i"));
-  EXPECT_TRUE(fs::exists(scratch_.path() / "kept.i"));
+  EXPECT_EQ(found("kept.i"), "a.i");
   closeFile(createFile("/dev/null"));
   removeCreatedFile();
   EXPECT_TRUE(fs::exists("/dev/null"));
+  // Links in a circle are no name for an output.
+  fs::create_symlink("circle.i", scratch_.path() / "circle.i");
+  EXPECT_EQ(createFile(in("circle.i").c_str()), openFailed);
+  EXPECT_EQ(matches(".*"), "none");
+}
+
+// The record of files must hold however many a unit reads.
+TEST_F(Files, ManyFilesAreRemembered) {
+  forgetReadFiles();
+  noteRead({1, 1});
+  beginUnitFiles();
+  constexpr uint64_t count = 5000;
+  for (uint64_t i = 2; i < count; i++) noteRead({i % 3, i});
+  for (uint64_t i = 2; i < count; i++) ASSERT_TRUE(wasRead({i % 3, i})) << i;
+  EXPECT_FALSE(wasRead({0, count + 1}));
+  beginUnitFiles();
+  EXPECT_FALSE(wasRead({2, 2}));
+  // What was read before the first unit counts for all.
+  EXPECT_TRUE(wasRead({1, 1}));
+  forgetReadFiles();
+  EXPECT_FALSE(wasRead({1, 1}));
 }
 
 TEST_F(Files, ReadsAndSeeks) {
@@ -215,7 +245,7 @@ TEST_F(Files, ClosedConsoleIsAFailedWrite) {
   // In a process of its own, since it gives standard output away.
   EXPECT_EXIT(
       {
-        installBreakHandler([] {});
+        installBreakHandler([] {}, 255);
         int ends[2];
         if (pipe(ends) != 0) _exit(1);
         dup2(ends[1], STDOUT_FILENO);
@@ -445,20 +475,52 @@ TEST(Faults, BreakSignalsRunTheHandler) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     EXPECT_EXIT(
         {
-          ::signal(SIGHUP, SIG_DFL);
-          installBreakHandler([] { endProcessNow(255); });
+          ::signal(signal, SIG_DFL);
+          installBreakHandler([] { ::write(2, "handled", 7); }, 255);
           raise(signal);
         },
-        testing::ExitedWithCode(255), "");
+        testing::ExitedWithCode(255), "handled");
+    EXPECT_EXIT(
+        {
+          ::signal(signal, SIG_IGN);
+          installBreakHandler([] {}, 255);
+          raise(signal);
+          _exit(6);
+        },
+        testing::ExitedWithCode(6), "");
   }
+}
+
+// A hold that a stack overflow has left must not keep breaks away for ever.
+TEST(Faults, HeldBreaksRunAtTheRelease) {
   EXPECT_EXIT(
       {
-        ::signal(SIGHUP, SIG_IGN);
-        installBreakHandler([] { endProcessNow(255); });
-        raise(SIGHUP);
-        _exit(6);
+        ::signal(SIGINT, SIG_DFL);
+        installBreakHandler([] { ::write(2, "handled", 7); }, 255);
+        holdBreaks();
+        holdBreaks();
+        raise(SIGINT);
+        if (breakWaits()) ::write(2, "waits ", 6);
+        releaseBreaks();
+        ::write(2, "still ", 6);
+        releaseBreaks();
+        _exit(1);
       },
-      testing::ExitedWithCode(6), "");
+      testing::ExitedWithCode(255), "waits still handled");
+  EXPECT_EXIT(
+      {
+        ::signal(SIGINT, SIG_DFL);
+        installBreakHandler([] {}, 255);
+        runWithStackGuard(
+            [](void*) {
+              holdBreaks();
+              overflow(nullptr);
+            },
+            nullptr);
+        raise(SIGINT);
+        _exit(1);
+      },
+      testing::ExitedWithCode(255), "");
 }
 
 }  // namespace

@@ -22,7 +22,9 @@
 #include "platform/files.h"
 #include "platform/guid.h"
 #include "platform/locale.h"
+#include "platform/output_file.h"
 #include "platform/pages.h"
+#include "platform/read_files.h"
 #include "platform/string_table.h"
 
 namespace {
@@ -83,6 +85,8 @@ class Files : public testing::Test {
  protected:
   void SetUp() override {
     former_ = fs::current_path();
+    forgetReadFiles();
+    beginUnitFiles();
     fs::create_directories("files");
     fs::current_path("files");
   }
@@ -114,6 +118,9 @@ TEST_F(Files, NamesAndContents) {
   EXPECT_EQ(found("none.h"), "-1");
   EXPECT_EQ(found("none\\x.h"), "-1");
   EXPECT_EQ(found(""), "-1");
+  EXPECT_EQ(kindOfPath("SUB"), pathIsDirectory);
+  EXPECT_EQ(kindOfPath("SUB\\defs.h"), pathIsFile);
+  EXPECT_EQ(kindOfPath("none\\defs.h"), pathMissing);
   EXPECT_EQ(openForReading(std::string(100000, 'x').c_str()), openFailed);
 }
 
@@ -148,55 +155,114 @@ TEST_F(Files, HandlesHaveALimit) {
   for (const int handle : handles) closeFile(handle);
 }
 
-TEST_F(Files, OutputIsKeptOrRemoved) {
-  make("a.i", "a text that was there before");
-  const int handle = createFile("a.i");
-  ASSERT_GE(handle, 0);
-  EXPECT_TRUE(writeFile(handle, "new\n", 4));
-  closeFile(handle);
-  keepCreatedFile();
-  EXPECT_EQ(contents("a.i"), "new\n");
-  removeCreatedFile();
-  EXPECT_EQ(contents("a.i"), "new\n");
-  const int second = createFile("b.i");
-  EXPECT_TRUE(writeFile(second, "half", 4));
-  closeFile(second);
-  removeCreatedFile();
-  EXPECT_FALSE(fs::exists("b.i"));
-  EXPECT_LT(createFile("none\\b.i"), 0);
-  EXPECT_LT(createFile("."), 0);
-}
-
-TEST_F(Files, SourceIsNoOutput) {
-  make("a.c", "text");
-  const int source = openForReading("a.c");
-  EXPECT_LT(createFile("A.C"), 0);
-  EXPECT_EQ(found("a.c"), "text");
-  closeFile(source);
-}
-
-// --- Search ---
-
-std::string matches(const char* pattern) {
+// The names that a pattern matches, with a blank behind each.
+std::string matchingNames(const char* pattern) {
   std::string names;
-  FileMatches* const all = findFiles(pattern);
-  if (all == nullptr) return "none";
+  FileMatches* all;
+  if (findFiles(pattern, all) != filesFound) return "";
   while (const char* name = nextMatch(all)) names += std::string(name) + " ";
   closeMatches(all);
   return names;
 }
 
+// How many files there are in the present directory.
+int fileCount() {
+  int count = 0;
+  for (const auto& entry : fs::directory_iterator(".")) count += entry.is_regular_file() ? 1 : 0;
+  return count;
+}
+
+TEST_F(Files, OutputTakesItsNameWhenItIsWhole) {
+  make("A.i", "a text that was there before");
+  SetFileAttributesA("A.i", FILE_ATTRIBUTE_HIDDEN);
+  const int handle = createFile("a.i");
+  ASSERT_GE(handle, 0);
+  EXPECT_TRUE(writeFile(handle, "new\n", 4));
+  EXPECT_EQ(contents("a.i"), "a text that was there before");
+  EXPECT_EQ(fileCount(), 2);
+  EXPECT_EQ(finishCreatedFile(handle), finishDone);
+  EXPECT_EQ(contents("a.i"), "new\n");
+  EXPECT_EQ(fileCount(), 1);
+  EXPECT_EQ(matchingNames("A.i"), "");
+  removeCreatedFile();
+  EXPECT_EQ(contents("a.i"), "new\n");
+  SetFileAttributesA("a.i", FILE_ATTRIBUTE_NORMAL);
+
+  const int second = createFile("sub.i");
+  EXPECT_TRUE(writeFile(second, "text", 4));
+  EXPECT_EQ(finishCreatedFile(second), finishDone);
+  EXPECT_EQ(contents("sub.i"), "text");
+  EXPECT_LT(createFile("none\\b.i"), 0);
+  EXPECT_LT(createFile("."), 0);
+  EXPECT_LT(createFile(""), 0);
+  EXPECT_EQ(fileCount(), 2);
+}
+
+// What failed leaves neither its own text nor the one before.
+TEST_F(Files, OutputThatFailedIsRemoved) {
+  make("a.i", "before");
+  for (const char* name : {"a.i", "b.i"}) {
+    const int handle = createFile(name);
+    EXPECT_TRUE(writeFile(handle, "half", 4));
+    closeFile(handle);
+    removeCreatedFile();
+    EXPECT_EQ(fileCount(), 0);
+  }
+  const int device = createFile("nul");
+  EXPECT_TRUE(writeFile(device, "text", 4));
+  EXPECT_EQ(finishCreatedFile(device), finishDone);
+  removeCreatedFile();
+  EXPECT_EQ(fileCount(), 0);
+}
+
+// A second name of the file goes on to be one, and a program that has it open doesn't matter.
+TEST_F(Files, OutputIsCopiedWhereItCannotBeReplaced) {
+  make("a.i", "before");
+  const bool linked = CreateHardLinkA("b.i", "a.i", nullptr);
+  const HANDLE reader =
+      CreateFileA("a.i", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                  OPEN_EXISTING, 0, nullptr);
+  const int handle = createFile("a.i");
+  ASSERT_GE(handle, 0);
+  EXPECT_TRUE(writeFile(handle, "new", 3));
+  EXPECT_EQ(finishCreatedFile(handle), finishDone);
+  CloseHandle(reader);
+  EXPECT_EQ(contents("a.i"), "new");
+  if (linked) {
+    EXPECT_EQ(contents("b.i"), "new");
+  }
+  EXPECT_EQ(fileCount(), linked ? 2 : 1);
+}
+
+TEST_F(Files, SourceIsNoOutput) {
+  make("a.c", "text");
+  const int source = openForReading("a.c");
+  closeFile(source);
+  EXPECT_LT(createFile("A.C"), 0);
+  EXPECT_EQ(contents("a.c"), "text");
+  // One that is read after the output was begun.
+  make("b.h", "header");
+  const int output = createFile("b.h");
+  closeFile(openForReading("B.H"));
+  EXPECT_EQ(finishCreatedFile(output), finishRefused);
+  removeCreatedFile();
+  EXPECT_EQ(contents("b.h"), "header");
+  EXPECT_EQ(fileCount(), 2);
+}
+
+// --- Search ---
+
 TEST_F(Files, PatternsNameFiles) {
   for (const char* name : {"b.c", "A.C", "a1.cpp", "noext", "hidden.c", "system.c", "d.c/x", "sub/y.c"})
     make(name, "");
   ASSERT_TRUE(SetFileAttributesA("hidden.c", FILE_ATTRIBUTE_HIDDEN));
-  EXPECT_EQ(matches("*.c"), "A.C b.c system.c ");
-  EXPECT_EQ(matches("?1.C*"), "a1.cpp ");
-  EXPECT_EQ(matches("SUB\\*.C"), "y.c ");
-  EXPECT_EQ(matches("a.c"), "A.C ");
-  EXPECT_EQ(matches("noext"), "noext ");
+  EXPECT_EQ(matchingNames("*.c"), "A.C b.c system.c ");
+  EXPECT_EQ(matchingNames("?1.C*"), "a1.cpp ");
+  EXPECT_EQ(matchingNames("SUB\\*.C"), "y.c ");
+  EXPECT_EQ(matchingNames("a.c"), "A.C ");
+  EXPECT_EQ(matchingNames("noext"), "noext ");
   for (const char* pattern : {"d.c", "*.x", "none/*.c", "sub", "", "hidden.c"})
-    EXPECT_EQ(matches(pattern), "none");
+    EXPECT_EQ(matchingNames(pattern), "");
   SetFileAttributesA("hidden.c", FILE_ATTRIBUTE_NORMAL);
   EXPECT_FALSE(foldsFileNames("a.c"));
   EXPECT_FALSE(foldsFileNames("C:a.c"));
@@ -206,8 +272,8 @@ TEST_F(Files, PatternsNameFiles) {
 
 TEST_F(Files, MatchesAreFetchedBeforeTheyAreUsed) {
   for (const char* name : {"a.c", "b.c"}) make(name, "");
-  FileMatches* const all = findFiles("*.*");
-  ASSERT_NE(all, nullptr);
+  FileMatches* all;
+  ASSERT_EQ(findFiles("*.*", all), filesFound);
   int count = 0;
   while (const char* name = nextMatch(all)) {
     make(std::string(name) + ".i", "");

@@ -1,4 +1,5 @@
-// Double-byte characters of the unit's code page.
+// The lead bytes of the source's code page: which bytes begin a double-byte
+// character.
 
 #pragma once
 
@@ -17,8 +18,3 @@ inline bool isLeadByte(Byte b) {
 // Fills the table for the code page of -CP, or the system's, which is then
 // stored in the option.
 void buildLeadByteTable();
-
-// The 16-bit characters of a value of up to four bytes, highest first: none gives
-// 0, one itself, two or more (first << 16) | second. `size` receives 2 or 4, the
-// bytes of the result; with code page 437 value and size stay as they are.
-uint32_t wideCharOf(uint32_t value, uint32_t& size);

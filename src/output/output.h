@@ -23,18 +23,16 @@ struct Output {
   Byte lastChar;           // the last character passed on
   uint32_t pendingBlanks;  // held back at the start of a line in readable mode
   uint32_t lineLength;     // of the present line in readable mode
+  const char* name;        // of the file, null for none
 };
 
 constexpr int consoleMark = 0x12345678;
 
 extern Output output;
 
-// Opens the output of the unit if it is not open yet.
-void ensureOutputOpen();
-
-// Names and opens the output for the source `sourcePath`; a file that cannot be
-// created ends the unit.
-void nameOutput(const char* sourcePath);
+// Makes an open file, or the console, the sink. `name` lasts as long as the unit.
+void openOutputFile(int handle, const char* name);
+void openOutputConsole();
 
 // Writes one byte where the fast path has no room.
 void emitCharSlow(Byte c);
@@ -104,10 +102,12 @@ VSP_INLINE void emitText(const Byte* text, size_t length) {
 
 void emitText(const char* text);
 
-// Flushes and closes; a file whose last write fell short is deleted and reported.
+// Flushes, closes and gives the file its name; one whose last write fell short is
+// deleted and reported, as is one whose name belongs to a file that the unit has read.
 void closeOutput();
 
-// Closes without flushing and deletes the file, unless it is complete already.
+// Closes without flushing and deletes the file and an older one of its name, unless
+// it is complete already.
 void abandonOutput();
 
 // The same for signal handlers and fault filters: touches no memory of a unit,

@@ -3,20 +3,28 @@
 // Plain output to a file goes through the inline fast path into the buffer. The
 // last byte of the buffer, the console and the readable mode come here.
 
-#include "driver/output.h"
+#include "output/output.h"
 
 #include <cstring>
 
 #include "diag/report.h"
-#include "driver/unit.h"
-#include "input/frame.h"
-#include "macro/predefined.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
 #include "platform/files.h"
-#include "platform/paths.h"
+#include "platform/output_file.h"
 
-constinit Output output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
+// A sink into which nothing goes.
+constexpr Output closedOutput = {.handle = -1,
+                                 .toConsole = false,
+                                 .buffer = nullptr,
+                                 .cursor = nullptr,
+                                 .limit = nullptr,
+                                 .lastChar = '\n',
+                                 .pendingBlanks = 0,
+                                 .lineLength = 0,
+                                 .name = nullptr};
+
+constinit Output output = closedOutput;
 
 // In readable mode a piece of text goes to the next line behind this many characters.
 constexpr uint32_t wrapLength = 150;
@@ -138,64 +146,19 @@ void emitText(const char* text) {
 
 // --- Opening and closing ---
 
-// The names that mean the console.
-static bool isConsoleOutput(const char* name) {
-  return sameFileName(name, "con.") || sameFileName(name, "con.i") || sameFileName(name, "conout$.") ||
-         sameFileName(name, "conout$.i");
-}
-
-// Creates the file, giving up handles of the input stack while there are none.
-static int createOutput(const char* name) {
-  for (;;) {
-    const int handle = createFile(name);
-    if (handle != openTooManyFiles || !suspendFile()) return handle;
-  }
-}
-
-// Opens the sink. False if the file cannot be created.
-static bool openOutput(const char* name) {
-  output = Output{-1, false, nullptr, nullptr, nullptr, '\n', 0, 0};
-  if (isConsoleOutput(name)) {
-    output.toConsole = true;
-    output.handle = consoleMark;
-    return true;
-  }
-  const int handle = createOutput(name);
-  if (handle < 0) return false;
+void openOutputFile(int handle, const char* name) {
+  output = closedOutput;
   output.handle = handle;
+  output.name = name;
   output.buffer = static_cast<Byte*>(memAlloc(outputBufferSize));
   output.cursor = output.buffer;
   output.limit = isReadable() ? output.cursor : output.buffer + outputBufferSize - 1;
-  return true;
 }
 
-// The output's name: that of -o, or the source's in the directory of -n.
-static const char* outputNameOf(const char* sourcePath) {
-  if (optionImage.outputFile != nullptr && optionImage.viaAssembler == 0)
-    return memCopy(optionImage.outputFile, std::strlen(optionImage.outputFile));
-  const PathParts parts = splitPath(sourcePath);
-  const char* const directory = optionImage.outputDirectory == nullptr ? "" : optionImage.outputDirectory;
-  const size_t directoryLength = std::strlen(directory);
-  const size_t baseLength = parts.extension - parts.nameStart;
-  char* const name = static_cast<char*>(memAlloc(uint32_t(directoryLength + 1 + baseLength + 3)));
-  char* target = name;
-  for (size_t i = 0; i < directoryLength; ++i) *target++ = char(foldCase(Byte(directory[i])));
-  if (directoryLength != 0 && !endsInSeparator(name, directoryLength)) *target++ = '\\';
-  std::memcpy(target, sourcePath + parts.nameStart, baseLength);
-  std::memcpy(target + baseLength, ".i", 3);
-  return name;
-}
-
-void nameOutput(const char* sourcePath) {
-  const char* const name = outputNameOf(sourcePath);
-  if (!openOutput(name)) reportFatal(msgCannotCreateOutput, name);
-  if (optionImage.showDefines != 0) dumpDefinedMacros();
-}
-
-void ensureOutputOpen() {
-  if (optionStage == stageTokens) return;
-  optionStage = stageTokens;
-  nameOutput(sourceNames->name);
+void openOutputConsole() {
+  output = closedOutput;
+  output.toConsole = true;
+  output.handle = consoleMark;
 }
 
 // Forgets the buffer, so that what is still written goes nowhere.
@@ -215,14 +178,19 @@ void closeOutput() {
   const size_t rest = size_t(output.cursor - output.buffer);
   const bool written = rest == 0 || writeFile(output.handle, output.buffer, rest);
   dropBuffer();
-  closeFile(output.handle);
+  const int handle = output.handle;
   output.handle = -1;
-  if (written) {
-    keepCreatedFile();
-    return;
-  }
+  FinishResult result = finishNotWritten;
+  if (written)
+    result = finishCreatedFile(handle);
+  else
+    closeFile(handle);
+  if (result == finishDone) return;
   removeCreatedFile();
-  reportFatal(msgWriteFailed);
+  if (result == finishRefused)
+    reportFatal(msgCannotCreateOutput, output.name);
+  else
+    reportFatal(msgWriteFailed);
 }
 
 void removeOutput() {

@@ -1,82 +1,25 @@
-// #import.
+// #import: hands a type library to the outside component that reads it, and
+// includes the header which that generates.
 //
 // The library itself is never read here: its path and the attributes go to the
-// outside component, which answers with the name of a header, and that is
-// included as if the source had named it.
+// component, which answers with the name of a header, and that is included as if
+// the source had named it.
 
-#include "input/type_import.h"
+#include "directive/imports.h"
 
 #include <cstring>
 
 #include "diag/report.h"
+#include "directive/includes.h"
 #include "input/frame.h"
 #include "input/include_search.h"
 #include "memory/memory.h"
-#include "options/option_image.h"
+#include "names/names.h"
 #include "platform/component.h"
-#include "platform/files.h"
-#include "platform/paths.h"
-#include "scanner/identifiers.h"
-
-// Called from here, defined later:
-#include "directive/conditions.h"
-#include "macro/expand.h"
 #include "scanner/literals.h"
-#include "scanner/scan.h"
-
-constinit bool importMode = false;
-
-// The path of the library found; empty before a search.
-static constinit char importPath[pathLimit + 1] = {};
-
-bool testImportFile(const char* name) {
-  const int handle = openSourceFile(name);
-  if (handle < 0) return false;
-  closeFile(handle);
-  const size_t length = std::strlen(name);
-  const size_t kept = length < pathLimit ? length : pathLimit;
-  std::memcpy(importPath, name, kept);
-  importPath[kept] = 0;
-  return true;
-}
-
-// --- The search ---
-
-// Tries `name` in one directory of PATH, whose letters are folded to upper case.
-static bool tryPathDirectory(const char* item, size_t length, const char* name) {
-  while (length != 0 && (item[length - 1] == ' ' || item[length - 1] == '\t')) --length;
-  const size_t nameLength = std::strlen(name);
-  if (length == 0 || length + 1 + nameLength > pathLimit) return false;
-  char path[pathLimit + 1] = {};
-  for (size_t i = 0; i < length; ++i) path[i] = char(foldCase(Byte(item[i])));
-  if (!endsInSeparator(path, length)) path[length++] = '\\';
-  std::memcpy(path + length, name, nameLength + 1);
-  const char* start = path;
-  while (*start == ' ' || *start == '\t') ++start;
-  return pushSourceFile(start) != notFound;
-}
-
-static bool tryPath(const char* name) {
-  const char* item = environmentValue("PATH");
-  if (item == nullptr) return false;
-  for (;;) {
-    const char* const end = item + std::strcspn(item, ";");
-    if (end != item && tryPathDirectory(item, size_t(end - item), name)) return true;
-    if (*end == 0) return false;
-    item = end + 1;
-  }
-}
-
-// One pass of the search.
-static bool searchImport(const char* name, bool quoted) {
-  if (quoted && optionImage.searchIncluders != 0 && tryBesideIncluders(name) != notFound) return true;
-  if ((quoted || isRootedPath(name) || optionImage.includeGiven == 0) && pushSourceFile(name) != notFound)
-    return true;
-  if (tryPath(name)) return true;
-  if (tryDirList(libraryDirs, name) != notFound) return true;
-  if (!quoted && optionImage.mfcCompat != 0 && tryBesideIncluders(name) != notFound) return true;
-  return tryDirList(includeDirs, name) != notFound;
-}
+#include "scanner/skip.h"
+#include "scanner/token.h"
+#include "scanner/token_text.h"
 
 // --- The attributes ---
 
@@ -108,8 +51,8 @@ static void addPiece(AttributeText& attributes, const char* piece, size_t length
 
 // The text of a string token, with its quotes, in tokenText.
 static void addString(AttributeText& attributes) {
-  tokenTextPtr = tokenText;
-  bufPutChar('"');
+  tokenText.rewind();
+  tokenText.append('"');
   for (;;) {
     const int c = nextStringChar();
     if (c == -1) break;
@@ -117,12 +60,12 @@ static void addString(AttributeText& attributes) {
       ungetChar();
       break;
     }
-    if (c > 0xFF) bufPutChar(Byte(c >> 8));
-    bufPutChar(Byte(c));
+    if (c > 0xFF) tokenText.append(Byte(c >> 8));
+    tokenText.append(Byte(c));
   }
-  bufPutChar('"');
-  addPiece(attributes, asChars(tokenText), size_t(tokenTextPtr - tokenText));
-  tokenTextPtr = tokenText;
+  tokenText.append('"');
+  addPiece(attributes, asChars(tokenText.bytes), tokenText.length());
+  tokenText.rewind();
 }
 
 // Reads the rest of the line; its end stays unread.
@@ -148,23 +91,14 @@ static void readAttributes(AttributeText& attributes) {
 
 // Finds the library. False after a report, the line then being skipped.
 static bool findLibrary(Byte c) {
-  importMode = true;
-  importPath[0] = 0;
   Byte delimiter;
-  char* const name = readIncludeName(c, delimiter);
-  bool found = false;
+  char* const name = readIncludeName(c, isImport, delimiter);
   if (name != nullptr) {
-    const bool quoted = delimiter == '"';
-    found = searchImport(name, quoted);
-    if (!found) {
-      truncateTo83(name);
-      found = searchImport(name, quoted);
-    }
-    if (!found) reportError(msgCannotOpenImport, tokenText);
+    if (searchLibrary(name, delimiter == '"') == pushed) return true;
+    reportError(msgCannotOpenImport, tokenText.bytes);
   }
-  importMode = false;
-  if (!found) skipLine(' ');
-  return found;
+  skipLine(' ');
+  return false;
 }
 
 // Hands the library to the component. False after a report; else the name of the

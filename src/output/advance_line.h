@@ -6,9 +6,9 @@
 #pragma once
 
 #include "base.h"
-#include "directive/lines.h"
-#include "driver/output.h"
-#include "input/position.h"
+#include "diag/position.h"
+#include "output/line_markers.h"
+#include "output/output.h"
 
 // A line end with its pair has been read: counts it and lets the output follow.
 VSP_INLINE void advanceLine() {

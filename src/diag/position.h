@@ -1,11 +1,11 @@
-// Where the reading is: the position that tokens and messages name.
+// Where the reading is: the position that tokens and messages name. The input
+// stack and #line write it.
 
 #pragma once
 
 #include "base.h"
 
 extern const char* currentFileName;  // as pushed, or as #line set it; null outside a unit
-extern int32_t currentFileIndex;     // its number in the file index
 extern int32_t currentLine;          // of the character read last
 extern int32_t messageLine;          // the line that messages name, 0 for none
 extern uint32_t totalLines;          // all line ends of all files of the unit

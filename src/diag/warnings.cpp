@@ -4,11 +4,9 @@
 // that takes what the switches make of them and lasts for the run; and the working
 // copy, which starts every unit from that column and is what reporting looks at.
 
-#include "options/warnings.h"
+#include "diag/warnings.h"
 
 #include <cstring>
-
-#include "options/option_image.h"
 
 constexpr size_t warningNameLength = 3;
 constexpr size_t warningNumberLength = 4;
@@ -27,7 +25,7 @@ static constexpr WarningRow warningRow(const char* name, const char* number, Byt
 
 static constexpr WarningRow warningRows[] = {
 #define WARNING(name, number, enabled) warningRow(name, number, enabled),
-#include "options/warnings.def"
+#include "diag/warnings.def"
 #undef WARNING
 };
 
@@ -62,34 +60,17 @@ void storeWarnings() {
   std::memcpy(warningDefault, warningOn, sizeof warningOn);
 }
 
-// -w! and -w!-: whether a warning fails the run.
-static bool failSwitch(const char* text) {
-  const bool off = *text == '-';
-  if (off) ++text;
-  if (*text != 0) return false;
-  if (off)
-    optionImage.batchFlags &= Byte(~failOnWarningFlag);
-  else
-    optionImage.batchFlags |= failOnWarningFlag;
-  return true;
-}
-
-bool warningSwitch(const char* text) {
-  if (*text == '!') return failSwitch(text + 1);
-  if (*text == '.') return false;
-  const Byte on = *text != '-';
-  if (*text == '-' || *text == '+') ++text;
-  if (*text == 0) {
+void switchWarnings(const char* name, bool on) {
+  if (*name == 0) {
     std::memset(warningOn, on, sizeof warningOn);
-    return true;
+    return;
   }
   // A row holds no NUL, so the comparison ends at that of a shorter text.
-  const bool byNumber = *text >= '0' && *text <= '9';
+  const bool byNumber = *name >= '0' && *name <= '9';
   for (int i = 0; i < warningCount; ++i) {
     const WarningRow& row = warningRows[i];
-    if (byNumber ? std::strncmp(text, row.number, warningNumberLength) == 0
-                 : std::strncmp(text, row.name, warningNameLength) == 0)
+    if (byNumber ? std::strncmp(name, row.number, warningNumberLength) == 0
+                 : std::strncmp(name, row.name, warningNameLength) == 0)
       warningOn[i] = on;
   }
-  return true;
 }

@@ -18,5 +18,6 @@ void resetWarnings();
 void loadWarnings();
 void storeWarnings();
 
-// The switch -w: `text` is what stands behind it. False if refused.
-bool warningSwitch(const char* text);
+// Switches the warnings that `name` begins with on or off: by three letters, by
+// four digits, or all of them if it is empty. A name of none changes nothing.
+void switchWarnings(const char* name, bool on);

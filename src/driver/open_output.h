@@ -1,0 +1,16 @@
+// The name of a unit's output, and its opening.
+
+#pragma once
+
+#include "base.h"
+
+// Notes the source that names the output, which is not open yet; the start of a
+// unit. The path must last as long as the unit.
+void prepareOutput(const char* sourcePath);
+
+// Opens the output of the unit if that has not been done yet; a file that cannot
+// be created ends the unit.
+void ensureOutputOpen();
+
+// True from the first attempt to open the output to the end of the unit.
+bool isOutputNamed();

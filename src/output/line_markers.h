@@ -1,0 +1,29 @@
+// The synchronisation of the output's lines with the source's.
+//
+// Every line end of every file, in skipped text too, ends a line of the output,
+// and the next one begins with a marker that names file and line.
+
+#pragma once
+
+#include "base.h"
+
+// Set at the start of a unit until its first line end has been handled.
+extern bool lineStart;
+
+// The marker of the line written last, with the line end in front of it. It is
+// kept for the comment form alone.
+struct LineMarker {
+  const char* fileName;  // of which file; null if there is no marker
+  int32_t line;          // of which line
+  uint32_t length;       // of the text
+  uint32_t lastDigit;    // index of the number's last digit
+  Byte text[400];
+};
+extern LineMarker lineMarker;
+
+// A line end has been counted: ends the output's line and begins the next with
+// its marker, in the form that the switches select.
+void syncLine();
+
+// Forgets the markers written; the start of a unit.
+void resetLineMarkers();

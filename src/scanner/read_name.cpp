@@ -1,0 +1,44 @@
+// Names where the fast path has none: longer than counts, split by splices, or
+// at the end of a block.
+
+#include "scanner/read_name.h"
+
+#include "input/macro_frames.h"
+#include "scanner/token.h"
+#include "scanner/token_text.h"
+
+Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
+  uint32_t length = 0;
+  uint32_t sum = 0;
+  for (;;) {
+    while (isNameByte(c)) {
+      if (length < room) {
+        target[length++] = c;
+        sum += uint32_t(hashStep[c]);
+      }
+      c = nextChar();
+    }
+    if (c != '\\') break;
+    const Byte* const behind = inputCursor;
+    const Byte d = nextChar();
+    if (!isLineEnd(d)) {
+      ungetTwo('\\', behind);
+      target[length] = 0;
+      return makeName(target, length, sum);
+    }
+    countNewline(d);
+    c = nextChar();
+  }
+  ungetChar();
+  target[length] = 0;
+  return makeName(target, length, sum);
+}
+
+Name scanIdentifier(Byte c) {
+  // A mark that is met while the name's end is looked for changes nothing.
+  const bool mark = noExpandMark;
+  const size_t space = tokenText.room();
+  const Name name = readName(c, tokenText.end, space < identLimit ? uint32_t(space) : identLimit);
+  noExpandMark = mark;
+  return name;
+}

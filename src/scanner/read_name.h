@@ -1,0 +1,37 @@
+// The readers of names.
+
+#pragma once
+
+#include "base.h"
+#include "input/frame.h"
+#include "names/names.h"
+#include "output/output.h"
+
+// Room that a name read by readName needs at most, with its NUL.
+constexpr size_t nameBufferSize = nameLengthLimit + 1;
+
+// The rest of readName: byte by byte, through splices and ends of blocks.
+VSP_COLD Name readNameSlowly(Byte c, Byte* target, uint32_t room);
+
+// Reads the name that begins with `c`, already read, to `target`, NUL-terminated.
+// Of a longer name the first `room` bytes count. The byte after the name stays
+// unread. May change the input stack.
+VSP_INLINE Name readName(Byte c, Byte* target, uint32_t room) {
+  const Byte* const start = inputCursor;
+  const Byte* cursor = start;
+  uint32_t sum = uint32_t(hashStep[c]);
+  // The byte at the limit belongs to no name, so this loop needs no limit test.
+  for (int32_t step; (step = hashStep[*cursor]) != 0; ++cursor) sum += uint32_t(step);
+  const size_t length = size_t(cursor - start) + 1;
+  if (cursor >= inputLimit || *cursor == '\\' || length > room) [[unlikely]]
+    return readNameSlowly(c, target, room);
+  target[0] = c;
+  copyRun(target + 1, start, length - 1);
+  target[length] = 0;
+  inputCursor = cursor;
+  return makeName(target, uint32_t(length), sum);
+}
+
+// Reads the name that begins with `c`, already read, to the end of tokenText, which does not
+// move, as far as there is room. May change the input stack.
+Name scanIdentifier(Byte c);

@@ -1,0 +1,302 @@
+// Lets each system call of a run fail, one after the other, and looks at what is left.
+//
+// A library in front of the program makes call n of a group fail, once or from then on, with each error
+// that fits; n goes from 1 until the program makes no such call any more. Whatever fails: the program ends
+// by itself and in time, every output is complete or absent, nothing else is left behind, and status 0 means
+// that all is as in a run without a fault. All else is told by a message.
+
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "check.h"
+
+namespace {
+
+using Path = std::filesystem::path;
+using Files = std::map<std::string, std::string>;  // relative name and text
+
+// An error that the calls of a group end in. One that the program takes as a reason to try again can't last.
+struct Failure {
+  const char* group;
+  int error;  // 0: one byte is transferred
+  bool lasts;
+  const char* code;  // of the message, "" where it depends on the file
+};
+
+const std::vector<Failure> failures = {{"open", EMFILE, true, ""},
+                                       {"open", ENOMEM, true, "F1008"},
+                                       {"open", EIO, true, ""},
+                                       {"open", EACCES, true, ""},
+                                       {"open", EINTR, false, ""},
+                                       {"read", EIO, true, "F1009"},
+                                       {"read", EINTR, false, ""},
+                                       {"read", 0, true, ""},
+                                       {"write", ENOSPC, true, "F1013"},
+                                       {"write", EIO, true, "F1013"},
+                                       {"write", EINTR, false, ""},
+                                       {"write", EAGAIN, false, ""},
+                                       {"write", 0, true, ""},
+                                       {"close", EDQUOT, true, "F1013"},
+                                       {"close", EINTR, true, "F1013"},
+                                       {"stat", EIO, true, ""},
+                                       {"stat", ENOMEM, true, ""},
+                                       {"stat", EACCES, true, ""},
+                                       {"lseek", EIO, true, "F1009"},
+                                       {"ftruncate", EIO, true, ""},
+                                       {"ftruncate", EINTR, true, ""},
+                                       {"fsync", EIO, true, ""},
+                                       {"fchmod", EPERM, true, ""},
+                                       {"rename", ENOSPC, true, ""},
+                                       {"rename", EACCES, true, ""},
+                                       {"rename", EIO, true, ""},
+                                       {"unlink", EIO, true, ""},
+                                       {"unlink", EACCES, true, ""},
+                                       {"mmap", ENOMEM, true, "F1008"},
+                                       {"mprotect", ENOMEM, true, "F1008"},
+                                       {"munmap", ENOMEM, true, "F1008"},
+                                       {"madvise", ENOMEM, true, "F1008"},
+                                       {"malloc", ENOMEM, true, "F1008"},
+                                       {"opendir", EMFILE, true, ""},
+                                       {"opendir", ENOMEM, true, "F1008"},
+                                       {"opendir", EIO, true, ""},
+                                       {"opendir", EACCES, true, ""},
+                                       {"opendir", EINTR, false, ""},
+                                       {"readdir", EIO, true, ""},
+                                       {"readdir", ENOMEM, true, "F1008"},
+                                       {"readdir", EINTR, false, ""},
+                                       {"readlink", EIO, true, ""}};
+
+// All files below a directory.
+Files filesIn(const Path& directory) {
+  Files files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory))
+    if (entry.is_regular_file())
+      files[std::filesystem::relative(entry.path(), directory).string()] = readFile(entry.path());
+  return files;
+}
+
+// True for an error after which the program tries again.
+bool isRetried(const Failure& failure) {
+  const std::string group = failure.group;
+  if (group == "close" || group == "ftruncate") return false;
+  return failure.error == EINTR || failure.error == EAGAIN || failure.error == 0;
+}
+
+class FailNth : public testing::Test {
+ protected:
+  FailNth() : work_(scratch_.path() / "work") {
+    std::filesystem::create_directories(work_);
+    setup_.directory = work_;
+    setup_.inChild = [this] {
+      alarm(5);
+      if (descriptors_ == 0) return;
+      const rlimit limit = {descriptors_, descriptors_};
+      if (setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(96);
+    };
+    // Two nested headers, each found in another way: in the directory of the source, through -I, and in
+    // another case of letters.
+    file("near.h", "#ifndef NEAR\n#define NEAR 1\n#include <FAR.H>\nnear NEAR\n#endif\n");
+    file("lib/far.h", "#define TWICE(x) ((x) + (x))\n#include \"Sub\\Deep.H\"\nfar TWICE(FAR)\n");
+    file("lib/sub/deep.h", "#define FAR 'f'\ndeep __FILE__ __LINE__\n");
+  }
+
+  // A file of the run, by its name below the working directory.
+  void file(const std::string& name, const std::string& text) { writeFile(work_ / name, text); }
+
+  // A source that includes the headers, with more text than one buffer of the output holds.
+  void source(const std::string& name) {
+    std::string text = "#include \"near.h\"\n#include \"near.h\"\nint TWICE(" + name.substr(0, 1) + ");\n";
+    for (int i = 0; i < 60; i++) text += "int some_long_name_" + std::to_string(i) + " = TWICE(__LINE__);\n";
+    file(name, text);
+  }
+
+  // Runs the program with every failure, or those of `groups` alone.
+  void sweep(const std::vector<std::string>& arguments, const std::vector<std::string>& groups = {});
+
+  // What is wrong with a disturbed run; empty if nothing is.
+  std::string faultOf(const Failure& failure, bool always, const RunResult& result, const Files& left) const;
+
+  ScratchDirectory scratch_;
+  Path work_;
+  RunSetup setup_;
+  rlim_t descriptors_ = 0;     // how many the program may have; 0 for as many as it likes
+  Files inputs_;               // all files in front of a run
+  Files outputs_;              // what the undisturbed run adds or changes
+  RunResult whole_;            // its result
+  std::string otherMessages_;  // standard output, if messages may come out in another language
+};
+
+std::string FailNth::faultOf(const Failure& failure, bool always, const RunResult& result,
+                             const Files& left) const {
+  const std::string group = failure.group;
+  if (result.status != 0 && result.status != 1) return "status";
+  for (const auto& [name, text] : inputs_)
+    if (!left.contains(name) && !outputs_.contains(name)) return "input is gone: " + name;
+  bool complete = true;
+  for (const auto& [name, text] : outputs_)
+    complete = complete && left.contains(name) && left.at(name) == text;
+  for (const auto& [name, text] : left) {
+    const bool isInput = inputs_.contains(name);
+    if (isInput && text == inputs_.at(name)) continue;
+    if (outputs_.contains(name) && text == outputs_.at(name)) continue;
+    // What can't be deleted stays, but not under a name that somebody reads.
+    if (group == "unlink" && !isInput && (!name.ends_with(".i") || text.empty())) continue;
+    return "left behind: " + name;
+  }
+  const bool sameText = result.out == whole_.out || (!otherMessages_.empty() && result.out == otherMessages_);
+  const bool same = complete && sameText && result.err == whole_.err && result.status == whole_.status;
+  if ((result.status == 0 || isRetried(failure)) && !same) return "not the undisturbed run";
+  // Where no write works, there is no place for a message.
+  const bool canTell = group != "write" || !always;
+  const std::string messages = messagesOf(result.out + result.err);
+  if (canTell && whole_.status == 0 && result.status == 1 && messages.find(failure.code) == std::string::npos)
+    return std::string("no message ") + failure.code;
+  if (canTell && result.status == 1 && messages.empty()) return "no message";
+  return "";
+}
+
+void FailNth::sweep(const std::vector<std::string>& arguments, const std::vector<std::string>& groups) {
+  inputs_ = filesIn(scratch_.path());
+  setup_.arguments = arguments;
+  const Path report = scratch_.path() / "fired";
+  whole_ = run(setup_);
+  for (const auto& [name, text] : filesIn(scratch_.path()))
+    if (!inputs_.contains(name) || inputs_.at(name) != text) outputs_[name] = text;
+  int fired = 0;
+  int faults = 0;
+  setup_.environment["LD_PRELOAD"] = VSP_FAIL_NTH;
+  setup_.environment["FAIL_REPORT"] = report.string();
+  for (const Failure& failure : failures) {
+    if (!groups.empty() && std::find(groups.begin(), groups.end(), failure.group) == groups.end()) continue;
+    setup_.environment["FAIL_CALL"] = failure.group;
+    setup_.environment["FAIL_ERROR"] = std::to_string(failure.error);
+    for (const bool always : {false, true}) {
+      if (always && !failure.lasts) continue;
+      setup_.environment["FAIL_ALWAYS"] = always ? "1" : "0";
+      for (int n = 1;; n++) {
+        ASSERT_LT(n, 1000) << "calls without end";
+        setup_.environment["FAIL_AT"] = std::to_string(n);
+        const RunResult result = run(setup_);
+        const bool done = !std::filesystem::remove(report);
+        Files left = filesIn(scratch_.path());
+        const std::string fault = faultOf(failure, always, result, left);
+        if (!fault.empty()) {
+          ADD_FAILURE() << failure.group << " " << n << (always ? " and all after it" : "") << ", "
+                        << (failure.error == 0 ? "one byte" : strerror(failure.error)) << ": " << fault
+                        << "\nstatus " << result.status << "\n"
+                        << result.out << result.err;
+          ASSERT_LT(++faults, 20) << "too many faults";
+        }
+        for (const auto& [name, text] : left)
+          if (!inputs_.contains(name)) std::filesystem::remove(scratch_.path() / name);
+        for (const auto& [name, text] : inputs_)
+          if (!left.contains(name) || left.at(name) != text) writeFile(scratch_.path() / name, text);
+        if (done) break;
+        fired++;
+      }
+    }
+  }
+  EXPECT_GT(fired, 0) << "no call failed";
+}
+
+// Sources with headers, an output directory in another case, the guard report, an absolute name.
+TEST_F(FailNth, SourcesAndHeaders) {
+  source("a.c");
+  source("b.c");
+  std::filesystem::create_directories(work_ / "Out");
+  file("Out/keep", "");
+  sweep({"-Sg", "-Ilib", "-nout", "a.c", (work_ / "b.c").string()});
+  EXPECT_EQ(2U, outputs_.size());
+  EXPECT_NE("", whole_.err);
+  EXPECT_EQ(0, whole_.status);
+}
+
+// Patterns, one of them in a directory of another case.
+TEST_F(FailNth, Patterns) {
+  for (const char* name : {"a.c", "b.c", "more/c.c", "more/d.c"}) file(name, "one\n");
+  sweep({"-q", "*.c", "More\\?.C"});
+  EXPECT_EQ(4U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+// A response file, a configuration file beside the program, a language library and the user's settings.
+TEST_F(FailNth, FilesOfTheUser) {
+  setup_.program = (scratch_.path() / "bin/vsp32").string();
+  std::filesystem::create_directories(scratch_.path() / "bin");
+  std::filesystem::copy_file(VSP_PROGRAM, setup_.program);
+  source("a.c");
+  file("a.c", readFile(work_ / "a.c") + "#if A == 1\n#define A 2\n#endif\nB\n");
+  file("args.rsp", "-q -DA=1 ; comment\n a.c\n");
+  writeFile(scratch_.path() / "bin/vsc32.cfg", "-Ilib -DB=cfg\n");
+  // Without its library a run speaks English; the message and its code are the same.
+  std::string library;
+  for (const char* line :
+       {"4138 \\n", "4143 Error", "4144 Fatal", "4145 Warning", "540 W8017 Neue Definition von '%s'",
+        "10 F1009 Eingabe '%s' fehlt", "14 F1013 Ausgabe", "9 F1008 Speicher", "224 E2209 Kein '%s'",
+        "209 E2194 Kein '%s'", "3 F1002 Keine Ausgabe '%s'"})
+    library += std::string(line) + "\n";
+  writeFile(scratch_.path() / "bin/vsp32.DEU", library);
+  file(".config/vestrel/locales", "* = DEU\n");
+  const RunSetup german = setup_;
+  setup_.environment["XDG_CONFIG_HOME"] = "/none";
+  setup_.arguments = {"@args.rsp"};
+  otherMessages_ = run(setup_).out;
+  setup_.environment.erase("XDG_CONFIG_HOME");
+  std::filesystem::remove(work_ / "a.i");
+  sweep({"@args.rsp"});
+  EXPECT_EQ(1U, outputs_.size());
+  EXPECT_NE(std::string::npos, whole_.out.find("Neue Definition")) << whole_.out;
+  EXPECT_EQ(std::string::npos, otherMessages_.find("Neue Definition")) << otherMessages_;
+  EXPECT_EQ(0, whole_.status);
+}
+
+// A configuration file in the current directory, in another case, and the console as output.
+TEST_F(FailNth, Console) {
+  source("a.c");
+  file("vsc32.cfg", "-Ilib -Sr\n");
+  sweep({"-ocon", "a.c"});
+  EXPECT_NE(std::string::npos, whole_.out.find("deep")) << whole_.out;
+  EXPECT_EQ(0, whole_.status);
+}
+
+// A unit with errors removes its output; an older one of a good unit is replaced.
+TEST_F(FailNth, ErrorsAndOldOutputs) {
+  file("bad.c", "#include \"near.h\"\n#endif\n");
+  file("good.c", "good\n");
+  file("good.i", std::string(9000, 'o'));
+  sweep({"-q", "-Ilib", "bad.c", "good.c"});
+  EXPECT_EQ(1U, outputs_.size());
+  EXPECT_EQ(1, whole_.status);
+}
+
+// A unit that needs more memory than is kept for the next one.
+TEST_F(FailNth, MuchMemory) {
+  std::string text;
+  for (int i = 0; i < 240; i++)
+    text += "#define macro_" + std::to_string(i) + " " + std::string(5000, 'x') + "\n";
+  file("a.c", text + "end\n");
+  file("b.c", "#if 1 + 1 == 2\nnext\n#endif\n");
+  sweep({"-q", "-P-", "a.c", "b.c"}, {"mmap", "mprotect", "munmap", "madvise"});
+  EXPECT_EQ(2U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+// Files that are given up and opened again where there are few descriptors.
+TEST_F(FailNth, FewDescriptors) {
+  for (int i = 0; i < 6; i++) {
+    std::string text = "in" + std::to_string(i) + "\n";
+    if (i < 5) text += "#include \"h" + std::to_string(i + 1) + ".h\"\n";
+    // Enough that the second block has to be read.
+    if (i == 2) text += std::string(16000, ' ') + "\n";
+    file("h" + std::to_string(i) + ".h", text + "out" + std::to_string(i) + "\n");
+  }
+  file("a.c", "#include \"h0.h\"\nlast\n");
+  descriptors_ = 7;
+  sweep({"-q", "-P-", "a.c"}, {"open", "read", "close", "stat", "lseek"});
+  EXPECT_EQ(1U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+}  // namespace
