@@ -104,6 +104,46 @@ cp build/windows/*.dll build/windows/windows_test.exe build/windows/vsp32.DEU "$
   </dev/null >"$logs/units" 2>&1
 count "units" $? "$logs/units"
 
+# Real sources, through both programs: each unit includes one header of the compiler's, of its C++
+# library or of GoogleTest. Counts a unit as passed whose outputs are the same, and the messages as one more.
+compareSources() {
+  local work=$wine/prefix/drive_c/scratch/sources unit name ok=0 bad=0
+  mkdir -p "$work/units" "$work/L" "$work/W"
+  cp -rL /usr/i686-w64-mingw32/include "$work/inc"
+  cp -rL "$(i686-w64-mingw32-g++-posix -print-file-name=include)" "$work/gcc"
+  cp -rL "$(i686-w64-mingw32-g++-posix -print-file-name=include/c++)" "$work/cxx"
+  cp -rL /usr/src/googletest/googletest "$work/gtest"
+  (cd "$work/inc" && ls ./*.h) | awk 'NR % 12 == 1' | while read -r name; do
+    echo "#include <${name#./}>" >"$work/units/$(basename "$name" .h).c"
+  done
+  for name in algorithm string vector map iostream regex random filesystem variant ranges; do
+    echo "#include <$name>" >"$work/units/cxx_$name.cpp"
+  done
+  for name in gtest-all gtest gtest-printers gtest-death-test; do
+    echo "#include \"..\\gtest\\SRC\\$name.cc\"" >"$work/units/unit_$name.cpp"
+  done
+  # Names in both spellings and cases, as old sources have them.
+  printf '%s\n' -q -Sk -j0 -g0 '-IINC;gcc;cxx;Cxx\i686-w64-mingw32;gtest\include;gtest' -DNDEBUG -DWIN32_LEAN_AND_MEAN >"$work/switches"
+  (cd "$work" && ls units/* | sed 's,/,\\,' >list)
+  [ "$(id -u)" != 0 ] || chown -R $wineUser:$wineUser "$work"
+  (cd "$work" && asTester 120 "$wine/programs/vsp32" -nL @switches @list) >"$logs/linux.out" 2>"$logs/linux.err"
+  (cd "$work" && asTester 300 "$wine/start" -nW @switches @list) </dev/null >"$logs/windows.out" 2>"$logs/windows.err"
+  for unit in "$work"/units/*; do
+    name=$(basename "${unit%.*}").i
+    if [ -e "$work/L/$name" ] && cmp "$work/L/$name" "$work/W/$name"; then ok=$((ok + 1)); else bad=$((bad + 1)); fi
+  done
+  if cmp "$logs/linux.out" "$logs/windows.out" && cmp "$logs/linux.err" "$logs/windows.err"; then
+    ok=$((ok + 1))
+  else
+    bad=$((bad + 1))
+  fi
+  passed=$((passed + ok))
+  failed=$((failed + bad))
+  echo "sources: $ok passed, $bad failed, 0 skipped ($(du -sm "$work/L" | cut -f1) MB of output)"
+  rm -rf "$work"
+}
+compareSources
+
 rm -rf "$logs"
 echo "$passed passed, $failed failed, $skipped skipped"
 [ "$failed" = 0 ]

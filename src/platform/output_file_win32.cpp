@@ -8,9 +8,10 @@
 // it comes.
 //
 // While the text is being written, the new file and the one that has the name are
-// held open with the right to delete them. Through these handles a break removes
-// both without names and without the heap, whatever the main thread was doing when
-// it was stopped.
+// held open. Through these handles a break removes both without names and without
+// the heap, whatever the main thread was doing when it was stopped. The right to
+// delete is held on the new file alone: with it, the other could not be read by
+// most programs.
 
 #include "platform/output_file.h"
 
@@ -85,9 +86,7 @@ static int makeTemporary() {
 // there, openFailed where a new file is needed, and another OpenFailure where there
 // can be no output.
 static int lookAtFormer() {
-  HANDLE former = openExisting(readAndWrite | DELETE);
-  // A device has no such right, nor has every file.
-  if (former == INVALID_HANDLE_VALUE) former = openExisting(readAndWrite);
+  const HANDLE former = openExisting(readAndWrite);
   if (former == INVALID_HANDLE_VALUE)
     return GetLastError() == ERROR_FILE_NOT_FOUND        ? int{openFailed}
            : GetLastError() == ERROR_TOO_MANY_OPEN_FILES ? int{openTooManyFiles}
@@ -196,12 +195,20 @@ FinishResult finishCreatedFile(int handle) {
   return result;
 }
 
-// Deletes an open file; one that can't be deleted is emptied.
-static void deleteOpenFile(HANDLE handle) {
+// Deletes an open file, whose handle has the right to it.
+static bool deleteOpenFile(HANDLE handle) {
   FILE_DISPOSITION_INFO deletion{TRUE};
-  if (SetFileInformationByHandle(handle, FileDispositionInfo, &deletion, sizeof deletion)) return;
-  SetFilePointer(handle, 0, nullptr, FILE_BEGIN);
-  SetEndOfFile(handle);
+  return SetFileInformationByHandle(handle, FileDispositionInfo, &deletion, sizeof deletion) != 0;
+}
+
+// Deletes the file that has the name; if it can't be deleted, it is emptied.
+static void deleteFormer() {
+  const HANDLE again = ReOpenFile(created.former, DELETE, shareAll, 0);
+  const bool deleted = again != INVALID_HANDLE_VALUE && deleteOpenFile(again);
+  if (again != INVALID_HANDLE_VALUE) CloseHandle(again);
+  if (deleted) return;
+  SetFilePointer(created.former, 0, nullptr, FILE_BEGIN);
+  SetEndOfFile(created.former);
 }
 
 void removeCreatedFile() {
@@ -212,7 +219,7 @@ void removeCreatedFile() {
     DeleteFileA(created.temporaryName);
   if (!watchedFileWasRead() && !(created.formerIdentity == noFile)) {
     if (created.former != nullptr)
-      deleteOpenFile(created.former);
+      deleteFormer();
     else
       DeleteFileA(created.name);
   }

@@ -121,7 +121,7 @@ TEST_F(Files, NamesAndContents) {
   EXPECT_EQ(kindOfPath("SUB"), pathIsDirectory);
   EXPECT_EQ(kindOfPath("SUB\\defs.h"), pathIsFile);
   EXPECT_EQ(kindOfPath("none\\defs.h"), pathMissing);
-  EXPECT_EQ(openForReading(std::string(100000, 'x').c_str()), openFailed);
+  EXPECT_EQ(openForReading(std::string(100000, 'x').c_str()), openFailed) << GetLastError();
 }
 
 TEST_F(Files, ReadsAndSeeks) {
