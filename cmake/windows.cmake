@@ -17,7 +17,8 @@ set_property(SOURCE "${versionResources}" APPEND PROPERTY
 
 target_sources(vsp32 PRIVATE "${textResources}" "${versionResources}")
 # The stack has the size that it has on other hosts, so that the same sources fit it.
-target_link_options(vsp32 PRIVATE -s -Wl,--stack,0x800000 -Wl,--nxcompat -Wl,--dynamicbase)
+target_link_options(vsp32 PRIVATE -s -Wl,--stack,0x800000 -Wl,--nxcompat -Wl,--dynamicbase
+  -Wl,--no-insert-timestamp)
 
 # Makes the language library of `languages/NAME` for Windows, beside the program.
 function(addLanguageLibrary name)

@@ -12,15 +12,31 @@
 #include "platform/locale.h"
 #include "platform/string_table.h"
 
+constexpr StringRow builtInMessages[] = {
+#define MESSAGE(id, name, text) {id, text},
+#include "diag/messages.def"
+#undef MESSAGE
+};
+constexpr int messageRows = int(sizeof builtInMessages / sizeof builtInMessages[0]);
+
+constexpr bool messagesInOrder = [] {
+  for (int i = 1; i < messageRows; ++i)
+    if (builtInMessages[i - 1].id >= builtInMessages[i].id) return false;
+  return true;
+}();
+static_assert(messagesInOrder, "the lookup is a binary search");
+
 static constinit bool libraryChosen = false;  // the search for a library has been made
 
 bool useLanguageLibrary(const char* path) {
+  setOwnStrings(builtInMessages, messageRows);
   if (!openStringLibrary(path)) return false;
   libraryChosen = true;
   return true;
 }
 
 void useBuiltInMessages() {
+  setOwnStrings(builtInMessages, messageRows);
   closeStringLibrary();
   libraryChosen = true;
 }

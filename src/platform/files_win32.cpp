@@ -52,8 +52,8 @@ HANDLE systemHandle(int handle) {
 static bool isMissing(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
          error == ERROR_BAD_PATHNAME || error == ERROR_INVALID_DRIVE || error == ERROR_DIRECTORY ||
-         error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_BUFFER_OVERFLOW || error == ERROR_INVALID_PARAMETER ||
-         error == ERROR_BAD_NETPATH || error == ERROR_BAD_NET_NAME;
+         error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_BUFFER_OVERFLOW ||
+         error == ERROR_INVALID_PARAMETER || error == ERROR_BAD_NETPATH || error == ERROR_BAD_NET_NAME;
 }
 
 static bool isMemoryError(DWORD error) {
@@ -71,11 +71,19 @@ static bool isOrdinary(HANDLE handle) {
   return GetFileType(handle) == FILE_TYPE_DISK;
 }
 
-FileIdentity identityOf(HANDLE handle) {
-  BY_HANDLE_FILE_INFORMATION status;
-  if (!isOrdinary(handle) || !GetFileInformationByHandle(handle, &status)) return noFile;
+// What the system says of an open ordinary file; false for anything else.
+static bool findStatus(HANDLE handle, BY_HANDLE_FILE_INFORMATION& status) {
+  return isOrdinary(handle) && GetFileInformationByHandle(handle, &status) != 0;
+}
+
+static FileIdentity identityIn(const BY_HANDLE_FILE_INFORMATION& status) {
   return FileIdentity{status.dwVolumeSerialNumber,
                       uint64_t{status.nFileIndexHigh} << 32 | status.nFileIndexLow};
+}
+
+FileIdentity identityOf(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION status;
+  return findStatus(handle, status) ? identityIn(status) : noFile;
 }
 
 FileIdentity identityOfName(const char* name) {
@@ -97,10 +105,12 @@ static int openPath(const char* path, FileIdentity& identity) {
     const int failure = lastOpenFailure();
     return failure == openBroken && kindOfPath(path) == pathIsDirectory ? openFailed : failure;
   }
-  identity = identityOf(handle);
   const int entry = takeIn(handle);
-  LARGE_INTEGER size;
-  if (!(identity == noFile) && GetFileSizeEx(handle, &size)) systemFiles[entry].bytesLeft = size.QuadPart;
+  BY_HANDLE_FILE_INFORMATION status;
+  if (findStatus(handle, status)) {
+    identity = identityIn(status);
+    systemFiles[entry].bytesLeft = int64_t(uint64_t{status.nFileSizeHigh} << 32 | status.nFileSizeLow);
+  }
   return entry;
 }
 

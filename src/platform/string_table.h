@@ -5,6 +5,17 @@
 
 #include "base.h"
 
+// A text of the program's own.
+struct StringRow {
+  uint16_t id;
+  const char* text;
+};
+
+// Tells the program's own texts, `count` rows in the order of their numbers, which
+// must stay where they are. A system that keeps such texts in the program file has
+// them already. To be called before any other function of this header.
+void setOwnStrings(const StringRow* rows, int count);
+
 // Puts the library `path` in force, in place of the one before. False, with
 // nothing changed, if there is no such file or if it is none.
 bool openStringLibrary(const char* path);

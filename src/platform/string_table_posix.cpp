@@ -1,4 +1,5 @@
-// Texts by number, compiled into the program, and language libraries in a form made for editing.
+// Texts by number: those that the program brings along, and language libraries in a
+// form made for editing.
 //
 // The program's own texts are rows in the order of their identifiers, found by a
 // binary search. A library replaces all of them at once: a text file. A line is an
@@ -21,35 +22,25 @@
 #include "platform/pages.h"
 #include "platform/paths.h"
 
-// A text of the program's own.
-struct StringRow {
-  uint16_t id;
-  const char* text;
-};
+// The program's own texts, in the order of their numbers.
+static constinit const StringRow* ownStrings = nullptr;
+static constinit int stringRows = 0;
 
-// The catalogue, which on other hosts is a resource of the program file.
-constexpr StringRow ownStrings[] = {
-#define MESSAGE(id, name, text) {id, text},
-#include "diag/messages.def"
-#undef MESSAGE
-};
-constexpr int stringRows = int(sizeof ownStrings / sizeof ownStrings[0]);
-
-constexpr bool stringsInOrder = [] {
-  for (int i = 1; i < stringRows; ++i)
-    if (ownStrings[i - 1].id >= ownStrings[i].id) return false;
-  return true;
-}();
-static_assert(stringsInOrder, "the lookup is a binary search");
+void setOwnStrings(const StringRow* rows, int count) {
+  ownStrings = rows;
+  stringRows = count;
+}
 
 // A file above this size is no library; the program's own texts take 8 KB.
 constexpr int64_t librarySizeLimit = 1 << 20;
 
-// The library in force.
+// The library in force. For each row of the program's own texts it has a text, or
+// null; these pointers lie in front of the library, in the same pages.
 struct StringLibrary {
-  Byte* pages;                    // the library, null for the program's own texts
-  size_t size;                    // of these pages, in bytes
-  const char* texts[stringRows];  // with a library: its text for each row, null if it has none
+  Byte* pages;  // null while the program's own texts are in force
+  size_t size;  // of these pages, in bytes
+
+  const char** texts() const { return reinterpret_cast<const char**>(pages); }
 };
 
 static constinit StringLibrary openLibrary = {};
@@ -85,7 +76,7 @@ static void decodeLibraryText(Byte* text, const Byte* end) {
 }
 
 // Takes one line of a library into `texts`. True if it held a text.
-static bool readLibraryLine(Byte* line, const Byte* end, const char* texts[stringRows]) {
+static bool readLibraryLine(Byte* line, const Byte* end, const char** texts) {
   Byte* cursor = line;
   int id = 0;
   for (; cursor < end && *cursor >= '0' && *cursor <= '9'; ++cursor)
@@ -103,7 +94,7 @@ static bool readLibraryLine(Byte* line, const Byte* end, const char* texts[strin
 
 // Decodes a library of `size` bytes, behind which there is room for one more.
 // True if it held any text.
-static bool readLibrary(Byte* text, size_t size, const char* texts[stringRows]) {
+static bool readLibrary(Byte* text, size_t size, const char** texts) {
   constexpr Byte byteOrderMark[] = {0xEF, 0xBB, 0xBF};
   const Byte* const limit = text + size;
   Byte* line = text;
@@ -121,17 +112,22 @@ static bool readLibrary(Byte* text, size_t size, const char* texts[stringRows]) 
   }
 }
 
-// Reads the file `path` into fresh pages, with at least one 0 behind it. False if
-// it can't be read, is empty or is too large to be a library.
+// Bytes that the pointers of a library take.
+static size_t pointerSize() {
+  return size_t(stringRows) * sizeof(const char*);
+}
+
+// Reads the file `path` into fresh pages, behind the pointers and with at least one 0
+// behind it. False if it can't be read, is empty or is too large to be a library.
 static bool loadLibraryPages(const char* path, StringLibrary& library, size_t& textSize) {
   const int handle = openSettings(path);
   if (handle < 0) return false;
   const int64_t size = sizeOfFile(handle);
   if (size > 0 && size <= librarySizeLimit) {
     textSize = size_t(size);
-    library.size = (textSize / pageSize() + 1) * pageSize();
+    library.size = ((pointerSize() + textSize) / pageSize() + 1) * pageSize();
     library.pages = static_cast<Byte*>(allocatePages(library.size));
-    if (library.pages != nullptr && readFile(handle, library.pages, textSize) != size) {
+    if (library.pages != nullptr && readFile(handle, library.pages + pointerSize(), textSize) != size) {
       releasePages(library.pages, library.size);
       library.pages = nullptr;
     }
@@ -144,7 +140,7 @@ bool openStringLibrary(const char* path) {
   StringLibrary library = {};
   size_t textSize = 0;
   if (!loadLibraryPages(path, library, textSize)) return false;
-  if (!readLibrary(library.pages, textSize, library.texts)) {
+  if (!readLibrary(library.pages + pointerSize(), textSize, library.texts())) {
     releasePages(library.pages, library.size);
     return false;
   }
@@ -162,7 +158,7 @@ size_t loadString(int id, char* buffer, size_t size) {
   const int row = findStringRow(id);
   const char* text = row < 0                        ? nullptr
                      : openLibrary.pages == nullptr ? ownStrings[row].text
-                                                    : openLibrary.texts[row];
+                                                    : openLibrary.texts()[row];
   if (text == nullptr) text = "";
   const size_t length = std::min(std::strlen(text), size - 1);
   std::memcpy(buffer, text, length);

@@ -12,6 +12,9 @@
 // The library in force; null for the program file.
 static constinit HMODULE openLibrary = nullptr;
 
+// They are in the resources of the program file.
+void setOwnStrings(const StringRow*, int) {}
+
 bool openStringLibrary(const char* path) {
   const HMODULE library = LoadLibraryExA(path, nullptr, LOAD_LIBRARY_AS_DATAFILE);
   static_assert(LOAD_LIBRARY_AS_DATAFILE == 2);
