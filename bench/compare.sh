@@ -1,57 +1,36 @@
 #!/usr/bin/env bash
-# Runs the program and the preprocessors of the two compilers that the system has on the same work and
-# prints the best time of each and the ratio to ours:  bench/compare.sh [ RUNS ]
-# The three take turns, so that a slow moment of the machine falls on all of them. For the 200 small files
-# vsp32 runs once, the compilers once for each, since they put all outputs of one call into one stream.
+# Puts the program beside other preprocessors of the system on the same texts and prints one table:
+#   bench/compare.sh [ --rounds N ] [ --rows name,name ] [ --program PATH ]... [ --install ]
+# Without --program the release build is made and measured; with two of them two builds are compared. The
+# others are gcc, clang, tcc, pcc-cpp, sdcpp, mcpp and ucpp, as far as they are there; --install gets them
+# and the two packages with real sources from Debian. compare.py measures.
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/../scripts/common.sh"
 
-runs=${1:-7}
-cd "$root" || exit 1
-buildPreset release --target vsp32 make_source || exit 1
-program=$root/build/release/vsp32
-work=$root/build/compare
-rm -rf "$work"
-
-# Each takes the kind and leaves its output in the directory of the kind.
-ours() { if [ "$1" = small ]; then "$program" -q 's*.c'; else "$program" -q "$1.c"; fi >/dev/null; }
-gccRun() {
-  if [ "$1" = small ]; then
-    for file in s*.c; do gcc -E "$file" -o "${file%.c}.gcc" || return; done
-  else
-    gcc -E "$1.c" -o "$1.gcc"
-  fi
-}
-clangRun() {
-  if [ "$1" = small ]; then
-    for file in s*.c; do clang -E "$file" -o "${file%.c}.clang" || return; done
-  else
-    clang -E "$1.c" -o "$1.clang"
-  fi
-}
-
-# Microseconds of one run.
-measure() {
-  local start=$EPOCHREALTIME end
-  "$@" 2>/dev/null || echo "$* failed" >&2
-  end=$EPOCHREALTIME
-  echo $((${end/./} - ${start/./}))
-}
-
-echo "best of $runs runs, milliseconds; in brackets: times as long as vsp32"
-printf '%-10s %10s %18s %18s\n' text vsp32 "gcc -E" "clang -E"
-for pair in large:8192 headers:4096 macros:4096 skipped:8192 small:400; do
-  kind=${pair%:*}
-  "$root/build/release/make_source" "$kind" "${pair#*:}" "$work/$kind" || exit 1
-  cd "$work/$kind" || exit 1
-  best=(999999999 999999999 999999999)
-  for ((run = 0; run < runs; run++)); do
-    index=0
-    for tool in ours gccRun clangRun; do
-      taken=$(measure "$tool" "$kind")
-      [ "$taken" -ge "${best[index]}" ] || best[index]=$taken
-      index=$((index + 1))
-    done
-  done
-  awk -v kind="$kind" -v a="${best[0]}" -v b="${best[1]}" -v c="${best[2]}" 'BEGIN {
-    printf "%-10s %10.1f %10.1f (%4.1f) %10.1f (%4.1f)\n", kind, a / 1000, b / 1000, b / a, c / 1000, c / a }'
+install=no
+ownBuild=yes
+arguments=()
+for argument in "$@"; do
+  case $argument in
+    --install) install=yes; continue ;;
+    --program | --program=*) ownBuild=no ;;
+  esac
+  arguments+=("$argument")
 done
+missing=()
+command -v python3 >/dev/null || missing+=(python3-minimal)
+if [ "$install" = yes ]; then
+  mapfile -t -O "${#missing[@]}" missing < <(missingPackages gcc gcc clang clang tcc tcc pcc-cpp pcc \
+    sdcpp sdcc mcpp mcpp ucpp ucpp)
+  [ -e /usr/i686-w64-mingw32/include/windows.h ] || missing+=(mingw-w64-i686-dev)
+  [ -e /usr/share/duktape/duktape.c ] || missing+=(duktape-dev)
+fi
+installPackages "${missing[@]}" || exit 1
+
+targets=(make_source)
+if [ "$ownBuild" = yes ]; then
+  targets+=(vsp32)
+  arguments+=(--program "$root/build/release/vsp32")
+fi
+buildPreset release --target "${targets[@]}" || exit 1
+exec python3 "$root/bench/compare.py" --make-source "$root/build/release/make_source" \
+  --work "$root/build/compare" "${arguments[@]}"

@@ -81,6 +81,12 @@ addTestProgram(wine_test tests/wine_test.cpp)
 add_executable(start tests/windows/start.cpp)
 target_link_libraries(start PRIVATE vspFlags)
 
+# Compares this build with one that has the fast paths; scripts/compare_paths.sh runs it.
+if(NOT VSP_FAST_PATHS)
+  file(GLOB pathSources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/paths/*.cpp")
+  addTestProgram(compare_paths ${pathSources})
+endif()
+
 if(EXISTS "${PROJECT_SOURCE_DIR}/tests/rules_test.cpp")
   add_executable(rules_test tests/rules_test.cpp)
   target_link_libraries(rules_test PRIVATE vspFlags GTest::gtest GTest::gtest_main)

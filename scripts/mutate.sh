@@ -9,14 +9,15 @@ seed=${1:-1}
 count=${2:-50}
 tree=$root/build/mutants/tree
 
-# Makes the copy anew, with the times of the originals, and builds and tests it as it is.
+# Makes the copy anew and builds and tests it as it is. The copies get new times, so that nothing is left
+# of the last fault of an earlier run.
 prepare() {
   local missing
   mapfile -t missing < <(missingPackages cmake cmake g++ g++ ninja ninja-build python3 python3)
   [ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
   installPackages "${missing[@]}" || return
   rm -rf "$tree" && mkdir -p "$tree" &&
-    find "$root" -mindepth 1 -maxdepth 1 ! -name build ! -name .git -exec cp -rp -t "$tree" {} + &&
+    find "$root" -mindepth 1 -maxdepth 1 ! -name build ! -name .git -exec cp -r -t "$tree" {} + &&
     cmake -S "$tree" -B "$tree/../build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O1 \
       -DVSP_BENCH=OFF &&
     cmake --build "$tree/../build" &&

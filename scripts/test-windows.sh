@@ -75,8 +75,8 @@ count() {
   failed=$((failed + bad))
   skipped=$((skipped + left))
   echo "$name: $ok passed, $bad failed, $left skipped"
-  # The reason stands in the line behind that of the place.
-  grep -a -B 2 '^\[  SKIPPED \].*ms)' "$log" | grep -av '^\[\|^--' | sort | uniq -c | sed 's/^ */  skipped: /'
+  # The reason stands behind the line of the place.
+  awk '/: Skipped$/ { getline reason } /^\[  SKIPPED \].*ms\)/ { sub(/ \([^(]*$/, ""); sub(/^[^]]*\] /, ""); print "  skipped: " $0 ": " reason }' "$log"
 }
 
 # The cases, in four parts at once: most of a run is waiting for Wine.
@@ -85,7 +85,7 @@ runCases() {
   local shard pids=() status=0
   for ((shard = 0; shard < shards; shard++)); do
     wineVariables=(GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard VSP_TWIN="$wine/programs/vsp32")
-    asTester 500 "$wine/programs/run_cases" "$wine"/programs/cases/*.case </dev/null >"$logs/cases.$shard" 2>&1 &
+    asTester 900 "$wine/programs/run_cases" "$wine"/programs/cases/*.case </dev/null >"$logs/cases.$shard" 2>&1 &
     pids+=($!)
   done
   wineVariables=()

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the tests need, builds and tests with each preset of the list, checks the format and
-# runs clang-tidy:  scripts/test.sh [ preset... ]
+# Installs what the tests need, builds and tests with each preset of the list, checks the format, compares
+# the release build's instruction counts with their budgets and runs clang-tidy:  scripts/test.sh [ preset... ]
 # Without a list also the checks of what no preset covers: a build within another project, the scripts.
 # The last line tells how many tests and checks passed and failed; the exit status is 1 if any did.
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/common.sh"
@@ -9,10 +9,10 @@ presets=("$@")
 wholeRun=false
 if [ "${#presets[@]}" = 0 ]; then
   wholeRun=true
-  presets=(release dev clang small-blocks)
+  presets=(release dev clang ordinary)
 fi
 mapfile -t missing < <(missingPackages cmake cmake g++ g++ clang++ clang ninja ninja-build \
-  clang-format clang-format clang-tidy clang-tidy)
+  clang-format clang-format clang-tidy clang-tidy valgrind valgrind)
 [ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
 [ -e /usr/include/benchmark/benchmark.h ] || missing+=(libbenchmark-dev)
 installPackages "${missing[@]}" || exit 1
@@ -85,11 +85,13 @@ buildWithin() {
 }
 if [ "$wholeRun" = true ]; then
   check "build within another project" alone within buildWithin
+  check "fast paths" scripts/compare_paths.sh
   check "scripts" alone scripts tests/scripts_test.sh
 fi
+if [[ " ${presets[*]} " == *" release "* ]]; then check "instructions" bench/instructions.sh; fi
 if [ -f build/clang/compile_commands.json ]; then
   tidy() {
-    find src -name '*.cpp' -print0 |
+    find src -name '*.cpp' ! -name '*_win32.cpp' -print0 |
       xargs -0 -n 4 -P "$jobs" clang-tidy --quiet --warnings-as-errors='*' -p build/clang
   }
   check "clang-tidy" tidy

@@ -83,7 +83,7 @@ makePrefix() {
 
 # Keeps Wine's services up while the tests run.
 startSession() {
-  asTester 1200 "$wine/hold.exe" </dev/null >/dev/null 2>&1 &
+  asTester 1800 "$wine/hold.exe" </dev/null >/dev/null 2>&1 &
   local tries
   for tries in $(seq 100); do
     asTester 20 "$wine/start" -q </dev/null 2>/dev/null | grep -q 'E2266' && return 0

@@ -2,7 +2,7 @@
 // code, and the assumptions about the host that the code is written against.
 //
 // Source text is Byte everywhere, never plain char: class tables are indexed by
-// it, and a plain char of 0x80 or more would read in front of them. Plain char
+// it, and a plain char of 0x80 or more would read before them. Plain char
 // is for names handed to the system and for literals of the program itself.
 
 #pragma once
@@ -31,6 +31,15 @@ using std::uint64_t;
 
 // A fast path that must be part of its caller.
 #define VSP_INLINE [[gnu::always_inline]] inline
+
+// Whether the fast paths are there. Each is a shortcut for the common case and has
+// an ordinary way that serves every case; a build without them must give the same
+// bytes, messages and status, which the tests compare.
+#ifdef VSP_ORDINARY_WAYS
+constexpr bool fastPaths = false;
+#else
+constexpr bool fastPaths = true;
+#endif
 
 static_assert(sizeof(int) == 4 && (sizeof(void*) == 8 || sizeof(void*) == 4),
               "written for 32-bit int, and for pointers of 32 or 64 bits");

@@ -246,6 +246,30 @@ TEST(Memory, RunsOutInOrder) {
   EXPECT_GT(exhausted, 0);
 }
 
+// What a unit has used serves the next one: twelve units of some megabytes run in room for a few.
+TEST(Memory, OfAUnitIsGivenBack) {
+  if (sanitized) GTEST_SKIP() << "the sanitizer needs more address space than any limit leaves";
+  const ScratchDirectory scratch;
+  std::string text;
+  // Blocks of the pool, names and macros of the region.
+  for (int i = 0; i < 200; i++) {
+    text += "#line 1 \"" + std::string(15000, 'l') + std::to_string(i) + "\"\n";
+    text += "#define " + std::string(200, 'n') + std::to_string(i) + " " + std::string(10000, 'x') + "\n";
+  }
+  // Chunks of the arena.
+  std::string sum = "#if 0";
+  for (int i = 0; i < 60000; i++) sum += "+1";
+  writeFile(scratch.path() / "a.c", text + sum + "\nend\n#endif\n");
+  RunSetup setup;
+  setup.directory = scratch.path();
+  setup.arguments = std::vector<std::string>(12, "a.c");
+  setup.arguments.insert(setup.arguments.begin(), "-q");
+  setup.inChild = [] { setLimit(RLIMIT_AS, rlim_t{88} << 20); };
+  const RunResult result = run(setup);
+  EXPECT_EQ("", messagesOf(result.out));
+  EXPECT_EQ(0, result.status);
+}
+
 // Deep recursion of the expression reader and of macro arguments ends the file and no more.
 TEST(Stack, DeepNesting) {
   const std::string deepExpression =

@@ -4,6 +4,8 @@
 // Each test runs a copy of the program in a directory `bin` of its own, from a directory `work` next to
 // it, and compares one text: the component's record of its calls, the output, or the messages.
 
+#include <sys/stat.h>
+
 #include "check.h"
 
 namespace {
@@ -284,6 +286,14 @@ TEST_F(Languages, Order) {
   EXPECT_EQ("three" + rest, runNow());
 }
 
+// A pipe in the place of a library is none: an open of it could wait for ever.
+TEST_F(Languages, PipeIsNoLibrary) {
+  ASSERT_EQ(0, mkfifo((bin_ / "vsp32.DEU").c_str(), 0600));
+  library("DE", "224 E2209 x\n4143 two\n");
+  setup_.inChild = [] { alarm(20); };
+  EXPECT_EQ("two E2209 a.c 1: x\n", splitLines(runOver("#include \"none.h\"\n").out).at(1) + "\n");
+}
+
 // What a library leaves out is empty, and no text of a library reads what wasn't given.
 TEST_F(Languages, HostileTexts) {
   library("DEU", "224 E2209 %s|%s|%n|%99999d|%*s|%c|%ls|%\n4143 %s%n\n4142 %d%s%n\n540\n9999999999 x\n");
@@ -313,6 +323,25 @@ TEST_F(BesideProgram, ConfigurationFile) {
   file("own.cfg", "-DB=own\n");
   setup_.arguments.insert(setup_.arguments.begin(), "+own.cfg");
   EXPECT_EQ("A own\r", outputNow());
+}
+
+// What a run uses beside its sources is not to be written over: the program, its component, what the
+// component was given and has made, and its language.
+TEST_F(Import, NoneOfItBecomesTheOutput) {
+  writeFile(bin_ / "vsp32.DEU", readFile(VSP_SOURCE_DIR "/languages/vsp32.DEU"));
+  std::filesystem::create_symlink(setup_.program, work_ / "program.i");
+  setup_.environment["LC_ALL"] = "de_DE";
+  for (const auto& [name, path] :
+       {std::pair{"../bin/tlbreader.so", bin_ / "tlbreader.so"},
+        std::pair{"../bin/vsp32.DEU", bin_ / "vsp32.DEU"}, std::pair{"program.i", Path(setup_.program)},
+        std::pair{"x.tlb", work_ / "x.tlb"}, std::pair{"types.tlh", work_ / "types.tlh"}}) {
+    const std::string before = readFile(path);
+    setup_.arguments = {std::string("-o") + name, "a.c"};
+    const RunResult result = runOver("#import \"x.tlb\"\n");
+    EXPECT_EQ(1, result.status) << name;
+    EXPECT_NE(std::string::npos, result.out.find("F1002")) << name << result.out;
+    EXPECT_TRUE(before == readFile(path)) << name;
+  }
 }
 
 }  // namespace

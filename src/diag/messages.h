@@ -1,5 +1,5 @@
 // The message catalogue: identifiers, built-in texts, and the lookup through a
-// language library that may stand beside the program.
+// language library that may lie in the directory of the program.
 
 #pragma once
 

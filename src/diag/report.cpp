@@ -29,7 +29,7 @@ constinit MessageLimits messageLimits{};
 // have the room of any text.
 constexpr size_t diagnosticTextSize = 512;
 
-// The code in front of a diagnostic's text, and the blank behind it.
+// The code before a diagnostic's text, and the blank after it.
 constexpr size_t codeLength = 5;
 
 void resetCounters() {

@@ -37,7 +37,7 @@ struct Skip {
 
 // An #elif of the skipped level. True if its group is to be read.
 static bool elifEndsSkip(Skip& skip) {
-  // The record may be gone behind a condition that runs into the file's end.
+  // The record may be gone after a condition that runs into the file's end.
   if (skip.candidate != nullptr) skip.candidate->guardName = nullptr;
   skip.candidate = nullptr;
   if (!skip.elseAllowed) {
@@ -108,7 +108,7 @@ static const Byte* plainLiteralEnd(const Byte* cursor, const Byte* limit) {
 }
 
 // The line end that ends a line of skipped text from `cursor` on, with a byte
-// behind it; null if the line is not wholly in the buffer, or is not plain.
+// after it; null if the line is not wholly in the buffer, or is not plain.
 static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
   for (;;) {
     cursor = findSkippedLineStop(cursor, limit);
@@ -130,9 +130,9 @@ static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
 
 // Skips whole lines straight from the buffer, as far as they are no directives
 // and hold nothing unusual. A line that is not plain is left untouched for the
-// ordinary road.
+// ordinary path.
 VSP_HOT static void skipPlainLines() {
-  if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments != 0 ||
+  if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments ||
       pendingText != nullptr)
     return;
   for (;;) {
@@ -159,7 +159,7 @@ static void skipGroup(bool groupTaken, bool elseAllowed, ConditionRecord* candid
   Skip skip{groupTaken, elseAllowed, 0, candidate};
   const int32_t startLine = currentLine;
   for (;;) {
-    skipPlainLines();
+    if (fastPaths) skipPlainLines();
     Byte c = skipSpaceFrom(nextChar());
     if (c == endOfTextByte) {
       reportError(msgEndInConditional, startLine);

@@ -5,7 +5,7 @@
 
 #include "base.h"
 
-// Handlers of the directives; `c` is the first significant character behind the
+// Handlers of the directives; `c` is the first significant character after the
 // name. May change the input stack.
 void ifDirective(Byte c);
 void ifdefDirective(Byte c);

@@ -45,7 +45,7 @@ static const DirectiveRow* findDirective(size_t length) {
 
 constexpr size_t longestName = 16;  // that is worth reading in one run
 
-// Collects the name that begins with `c`, in hand. Returns the byte behind it.
+// Collects the name that begins with `c`, in hand. Returns the byte after it.
 static Byte collectName(Byte c) {
   tokenText.clear();
   // The byte at the limit belongs to no name.
@@ -53,7 +53,7 @@ static Byte collectName(Byte c) {
   const Byte* cursor = start;
   while (isNameByte(*cursor)) ++cursor;
   const size_t rest = size_t(cursor - start);
-  if (isNameByte(c) && cursor < inputLimit && rest < longestName) {
+  if (fastPaths && isNameByte(c) && cursor < inputLimit && rest < longestName) {
     tokenText.append(c);
     std::memcpy(tokenText.end, start, rest);
     tokenText.keep(rest);

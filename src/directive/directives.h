@@ -1,4 +1,4 @@
-// Dispatch of directives: the name behind a '#', and the handler that it runs.
+// Dispatch of directives: the name after a '#', and the handler that it runs.
 
 #pragma once
 
@@ -16,7 +16,7 @@ extern DirectiveId directiveId;
 
 // Reads the directive whose '#' has just been read. With `run` its handler runs,
 // and leaves the line end unread; without, only directiveId is set, the cursor
-// being at the first significant character behind the name. `firstInFile` says
+// being at the first significant character after the name. `firstInFile` says
 // that it is the first directive of an included file, which may be the file's
 // guard. May change the input stack.
 void processDirective(bool firstInFile, bool run);

@@ -32,7 +32,7 @@ struct AttributeText {
 
 constexpr uint32_t firstAttributeCapacity = 4096;
 
-// Appends a piece with a blank behind it.
+// Appends a piece with a blank after it.
 static void addPiece(AttributeText& attributes, const char* piece, size_t length) {
   uint32_t capacity = attributes.capacity;
   while (capacity <= attributes.used + length + 2) capacity *= 2;

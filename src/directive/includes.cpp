@@ -3,6 +3,7 @@
 #include "directive/includes.h"
 
 #include <cstring>
+#include <span>
 
 #include "diag/position.h"
 #include "diag/report.h"
@@ -26,9 +27,9 @@ static char* workingName() {
 
 // --- The name ---
 
-// With -idl a ',' behind a name announces another: an #include of it is put in
+// With -idl a ',' after a name announces another: an #include of it is put in
 // front of what follows.
-static void readBehindName() {
+static void readAfterName() {
   const Byte c = skipSpaceFrom(0);
   if (c != ',') {
     checkLineEnd(c);
@@ -61,7 +62,7 @@ static void copyLiteralName(Byte c, IncludeDirective directive) {
   }
   if ((optionImage.outputFlags & idlFlag) != 0) {
     if (!closed) ungetChar();
-    readBehindName();
+    readAfterName();
   } else {
     checkLineEnd(closed ? Byte(' ') : c);
   }
@@ -74,6 +75,25 @@ static void expandName() {
   tokenText.end = dropEscapes(tokenText.bytes);
 }
 
+// The collected name without the blanks around it.
+static std::span<const Byte> trimmedName() {
+  const Byte* start = tokenText.bytes;
+  const Byte* end = tokenText.end;
+  while (start < end && (*start == ' ' || *start == '\t')) ++start;
+  while (end > start && (end[-1] == ' ' || end[-1] == '\t')) --end;
+  return {start, end};
+}
+
+// Makes the working copy of a name, and puts the name to the start of tokenText for
+// messages.
+static char* makeWorkingCopy(std::span<const Byte> name) {
+  char* const working = workingName();
+  std::memmove(working, name.data(), name.size());
+  working[name.size()] = 0;
+  std::memcpy(tokenText.bytes, working, name.size() + 1);
+  return working;
+}
+
 char* readIncludeName(Byte c, IncludeDirective directive, Byte& delimiter) {
   tokenText.clear();
   if (c == '<' || c == '"')
@@ -81,38 +101,29 @@ char* readIncludeName(Byte c, IncludeDirective directive, Byte& delimiter) {
   else
     expandName();
 
-  const Byte* start = tokenText.bytes;
-  const Byte* end = tokenText.end;
+  const std::span<const Byte> name = trimmedName();
   tokenText.rewind();
-  while (start < end && (*start == ' ' || *start == '\t')) ++start;
-  while (end > start && (end[-1] == ' ' || end[-1] == '\t')) --end;
-  if (start == end || (*start != '"' && *start != '<')) {
+  if (name.empty() || (name.front() != '"' && name.front() != '<')) {
     reportError(msgBadFileNameFormat, directive == isImport ? "import" : "include");
     return nullptr;
   }
-  delimiter = *start;
-  const Byte closing = delimiter == '<' ? '>' : '"';
-  if (end - start < 2 || end[-1] != closing) {
+  delimiter = name.front();
+  if (name.size() < 2 || name.back() != (delimiter == '<' ? '>' : '"')) {
     reportError(msgNoFileNameEnding);
     return nullptr;
   }
-  const size_t length = size_t(end - start) - 2;
-  if (length > pathLimit) {
+  if (name.size() - 2 > pathLimit) {
     reportError(msgFileNameTooLong);
     return nullptr;
   }
-  char* const working = workingName();
-  std::memmove(working, start + 1, length);
-  working[length] = 0;
-  std::memcpy(tokenText.bytes, working, length + 1);
-  return working;
+  return makeWorkingCopy(name.subspan(1, name.size() - 2));
 }
 
 // --- The directive ---
 
 // Reads the empty and comment-only lines at the start of the file just pushed,
 // up to its first token; a directive there may be the file's guard.
-static void enterFile() {
+static void readFileStart() {
   for (;;) {
     emitChar('\r');
     emitChar('\n');
@@ -138,7 +149,7 @@ void includeDirective(Byte c) {
     case unreadable: reportError(msgCannotOpenInclude, tokenText.bytes); break;
     case skipped: break;
     case pushed:
-      if (includeDepth >= 2) enterFile();
+      if (includeDepth >= 2) readFileStart();
       break;
   }
 }

@@ -20,8 +20,8 @@
 // --- #line ---
 
 // Decodes the name between the quotes as a character constant's escapes are, by
-// reading it like input with a closing quote behind it. Returns the decoded name,
-// behind the line's text.
+// reading it like input with a closing quote after it. Returns the decoded name,
+// after the line's text.
 static const char* decodeName(const Byte* name, size_t length) {
   Byte* const decoded = tokenText.bytes + (name - tokenText.bytes) + length + 1;
   tokenText.end = decoded;
@@ -48,7 +48,7 @@ static const char* decodeName(const Byte* name, size_t length) {
   return asChars(decoded);
 }
 
-// Makes `name` the present file's name, unless it is the same but for case.
+// Makes `name` the current file's name, unless it is the same but for case.
 static void setFileName(const char* name) {
   if (sameFileName(name, currentFileName)) return;
   currentFileName = memCopy(name, std::strlen(name));

@@ -47,7 +47,7 @@ static bool openOutput(const char* name) {
 
 // The output's name: that of -o, or the source's in the directory of -n.
 static const char* outputNameOf(const char* path) {
-  if (optionImage.outputFile != nullptr && optionImage.viaAssembler == 0)
+  if (optionImage.outputFile != nullptr && !optionImage.viaAssembler)
     return memCopy(optionImage.outputFile, std::strlen(optionImage.outputFile));
   const PathParts parts = splitPath(path);
   const char* const directory = optionImage.outputDirectory == nullptr ? "" : optionImage.outputDirectory;
@@ -76,5 +76,5 @@ void ensureOutputOpen() {
   outputNamed = true;
   const char* const name = outputNameOf(sourcePath);
   if (!openOutput(name)) reportFatal(msgCannotCreateOutput, name);
-  if (optionImage.showDefines != 0) dumpDefinedMacros();
+  if (optionImage.showDefines) dumpDefinedMacros();
 }

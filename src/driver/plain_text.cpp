@@ -49,8 +49,8 @@ VSP_INLINE void wrote(PlainRun& run, int code) {
 }
 
 bool mayPassPlainText() {
-  return (optionImage.outputFlags & readableFlag) == 0 && !keepComments() && output.buffer != nullptr &&
-         !anyLeadBytes && optionImage.languageLevel != levelAnsi;
+  return fastPaths && (optionImage.outputFlags & readableFlag) == 0 && !keepComments() &&
+         output.buffer != nullptr && !anyLeadBytes && optionImage.languageLevel != levelAnsi;
 }
 
 // Writes the blank that keeps a token which begins with a word byte apart.
@@ -197,7 +197,7 @@ VSP_INLINE const Byte* skipPlainSpace(const Byte* next, const Byte* limit) {
     while (*next == ' ' || *next == '\t') ++next;
     if (next + 1 >= limit || *next != '/') return next;
     if (next[1] != '*' && next[1] != '/') return next;
-    if (optionImage.nestedComments != 0 || !lineCommentsAllowed()) return nullptr;
+    if (optionImage.nestedComments || !lineCommentsAllowed()) return nullptr;
     next = findPlainCommentEnd(next, limit);
     if (next == nullptr) return nullptr;
   }

@@ -1,4 +1,4 @@
-// The fast road of the token pass: text in which nothing happens.
+// The fast path of the token pass: text in which nothing happens.
 
 #pragma once
 

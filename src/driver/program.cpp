@@ -1,6 +1,6 @@
 // The process.
 //
-// The arguments in front of the first file name are switches; what they set is
+// The arguments before the first file name are switches; what they set is
 // the same for every file. Each file is a translation unit of its own, and a
 // file that fails does not keep the next from running.
 
@@ -77,7 +77,7 @@ static bool isConsoleName(const char* text) {
   return sameFileName(text, "con.") || sameFileName(text, "con");
 }
 
-// `name` with `extension` behind it if it has none.
+// `name` with `extension` after it if it has none.
 static const char* addDefaultExtension(const char* extension, const char* name) {
   const PathParts parts = splitPath(name);
   if (parts.extension != parts.length) return name;
@@ -115,9 +115,9 @@ static void processFile(const char* path) {
     printText(path);
     printText(":\r\n");
   }
-  const Byte outer = optionImage.forceCplusplus;
+  const bool outer = optionImage.forceCplusplus;
   const PathParts parts = splitPath(path);
-  if (sameFileName(path + parts.extension, ".cpp")) optionImage.forceCplusplus = 1;
+  if (sameFileName(path + parts.extension, ".cpp")) optionImage.forceCplusplus = true;
   translateFile(path);
   optionImage.forceCplusplus = outer;
 }
@@ -176,7 +176,7 @@ static bool stopsTheRun() {
   return (optionImage.batchFlags & stopOnWarningFlag) != 0 && messageCount > errorCount;
 }
 
-// A switch behind the first file name: one that begins with 'v' acts on the
+// A switch after the first file name: one that begins with 'v' acts on the
 // files that follow, every other is passed over.
 static void applyLateSwitch(const char* argument) {
   if (argument[1] == 'v' && !parseOption(secondLook, argument + 1)) refuseOption(textCommandLine, argument);

@@ -1,7 +1,7 @@
 // The token pass.
 //
 // The scanner has expanded all macros by the time a token arrives, and has written
-// the blanks, line ends and markers in front of it. So the pass writes each token
+// the blanks, line ends and markers before it. So the pass writes each token
 // after them, with a blank between two that would read as one. A directive comes
 // as a token too, and is run here.
 
@@ -46,7 +46,7 @@ static void writeString() {
   if (wideString) emitChar('L');
   emitChar('"');
   for (;;) {
-    if (pendingText == nullptr && !anyLeadBytes) emitPlainRun();
+    if (fastPaths && pendingText == nullptr && !anyLeadBytes) emitPlainRun();
     const int c = nextStringChar();
     if (c == -1 || c == endOfTextByte) break;
     if (c == '"' && pendingText != nullptr) emitChar('\\');
@@ -73,7 +73,7 @@ static void readAsmLineEnd(int& c) {
   currentLine = int32_t(uint32_t(currentLine) + 1);
 }
 
-// Copies what stands behind the keyword as text: a braced block, or one line.
+// Copies what stands after the keyword as text: a braced block, or one line.
 static void writeAsm() {
   emitText("asm");
   bool leading = true;

@@ -58,7 +58,7 @@ static void beginUnit(const char* path) {
 static void endUnit(bool failed) {
   if (!failed) ensureOutputOpen();
   if (isOutputNamed()) {
-    if (failed && optionImage.keepOutput == 0)
+    if (failed && !optionImage.keepOutput)
       abandonOutput();
     else
       closeOutput();
@@ -102,7 +102,7 @@ static void abortUnit() {
 }
 
 static void translationUnit(UnitRun& unit) {
-  cplusplusMode = optionImage.forceCplusplus != 0;
+  cplusplusMode = optionImage.forceCplusplus;
   optionSave = optionImage;
   if (!runProtected(runUnit, &unit)) abortUnit();
   optionImage = optionSave;

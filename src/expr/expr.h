@@ -5,25 +5,22 @@
 #include "base.h"
 
 // How evaluateConstant is called.
-enum EvaluateMode : int {
-  evaluateBound = 1,     // inside a declarator; the first token is current
-  evaluateDirective = 5  // a directive's line
+enum EvaluateMode {
+  evaluateBound,     // inside a declarator; the first token is current
+  evaluateDirective  // a directive's line
 };
 
 // Reads and folds an expression. True when a value, perhaps a substitute after
 // an error, stands in `result`; false when the line was not a well-formed
-// expression, with 0 in `result`. In directive mode the token behind the line,
+// expression, with 0 in `result`. In directive mode the token after the line,
 // tokEndOfLine, has consumed the line end. May change the input stack.
 bool evaluateConstant(int32_t& result, EvaluateMode mode);
 
-// The kind of type of the expression that evaluateConstant folded last.
-extern int16_t lastConstantKind;
-
-// Sets the expression arena, the type table and the state of the declaration
-// reader up for a unit, whatever a fatal error has left behind.
+// Resets the state of the evaluator, whatever a fatal error has left in it; the
+// start of a unit.
 void beginExpressions();
 
-// Releases the arena.
+// Releases the memory of the expression trees.
 void endExpressions();
 
 // The types that only C++ has; the start of the token pass.

@@ -17,7 +17,7 @@
 #include "options/option_image.h"
 #include "scanner/literals.h"
 
-uint32_t wrapToType(int kind, uint32_t value) {
+uint32_t wrapToType(TypeKind kind, uint32_t value) {
   switch (kind) {
     case kindChar: return optionImage.unsignedChar ? value & 0xFF : uint32_t(int32_t(int8_t(value)));
     case kindSignedChar: return uint32_t(int32_t(int8_t(value)));
@@ -34,35 +34,35 @@ static long double floatOf(const ExprNode* node) {
   return floatOfBytes(node->floatBytes);
 }
 
-// Gives an opFloatConst `value`, rounded to the width of `kind`.
-static void setFloat(ExprNode* node, int kind, long double value) {
-  if (kind == kindFloat) value = static_cast<float>(value);
-  if (kind == kindDouble) value = static_cast<double>(value);
-  bytesOfFloat(value, node->floatBytes);
+// A floating value rounded to the width of `kind`.
+static long double roundTo(TypeKind kind, long double value) {
+  if (kind == kindFloat) return static_cast<float>(value);
+  if (kind == kindDouble) return static_cast<double>(value);
+  return value;
 }
 
 // The 64-bit value of an integer constant; a word is extended by its own type.
 static uint64_t longOf(const ExprNode* node) {
   if (node->op == opLongConst) return node->longValue;
-  return isUnsigned(node->typeKind) ? uint64_t{node->value} : uint64_t(int64_t{int32_t(node->value)});
+  return isUnsigned(kindOf(node)) ? uint64_t{node->value} : uint64_t(int64_t{int32_t(node->value)});
 }
 
 // The value of an integer constant in extended precision, which holds it exactly.
 static long double floatOfInteger(const ExprNode* node) {
   const uint64_t value = longOf(node);
-  return isUnsigned(node->typeKind) ? static_cast<long double>(value)
-                                    : static_cast<long double>(int64_t(value));
+  return isUnsigned(kindOf(node)) ? static_cast<long double>(value)
+                                  : static_cast<long double>(int64_t(value));
 }
 
 // A floating value cut to a 64-bit integer; what does not fit, and no number,
 // gives the smallest one, as the processor has it.
 static uint64_t truncateFloat(long double value) {
-  constexpr long double limit = 9223372036854775808.0L;
+  constexpr long double limit = 0x1p63L;
   return value >= -limit && value < limit ? uint64_t(int64_t(value)) : uint64_t{1} << 63;
 }
 
 // The truth of `left op right`, given the sign of their difference.
-static bool compares(int op, int sign) {
+static bool compares(ExprOp op, int sign) {
   switch (op) {
     case opEq: return sign == 0;
     case opNe: return sign != 0;
@@ -91,31 +91,30 @@ static ExprNode* foldFloating(ExprNode* node) {
       if (!isComparison(node->op)) return node;
       const long double difference = a - b;
       const int sign = difference > 0 ? 1 : difference == 0 ? 0 : -1;
-      return newIntConst(basicTypes[kindInt], compares(node->op, sign));
+      return newIntConst(basicType(kindInt), compares(node->op, sign));
     }
   }
-  setFloat(left, left->typeKind, result);
-  return left;
+  return newFloatConst(left->type, roundTo(kindOf(left), result));
 }
 
-// The quotient or remainder of 64-bit values.
-static uint64_t divideLong(bool quotient, bool isSigned, uint64_t a, uint64_t b) {
+// The quotient (opDiv) or the remainder of 64-bit values.
+static uint64_t divideLong(ExprOp op, bool isSigned, uint64_t a, uint64_t b) {
   if (b == 0) {
     reportWarning(warnDivisionByZero);
     return a;
   }
-  if (!isSigned) return quotient ? a / b : a % b;
+  if (!isSigned) return op == opDiv ? a / b : a % b;
   // The one quotient that overflows: negation wraps, and nothing remains.
-  if (b == ~uint64_t{0}) return quotient ? 0 - a : 0;
-  return uint64_t(quotient ? int64_t(a) / int64_t(b) : int64_t(a) % int64_t(b));
+  if (b == ~uint64_t{0}) return op == opDiv ? 0 - a : 0;
+  return uint64_t(op == opDiv ? int64_t(a) / int64_t(b) : int64_t(a) % int64_t(b));
 }
 
 // A 64-bit shift: the count is a signed byte, and only from 64 up it clears all.
-static uint64_t shiftLong(bool leftward, bool isSigned, uint64_t a, uint64_t b) {
+static uint64_t shiftLong(ExprOp op, bool isSigned, uint64_t a, uint64_t b) {
   const int8_t count = int8_t(b);
   const int by = count < 32 ? count & 31 : count;
-  if (by >= 64) return leftward || !isSigned ? 0 : uint64_t(int64_t(a) >> 63);
-  if (leftward) return a << by;
+  if (by >= 64) return op == opShl || !isSigned ? 0 : uint64_t(int64_t(a) >> 63);
+  if (op == opShl) return a << by;
   return isSigned ? uint64_t(int64_t(a) >> by) : a >> by;
 }
 
@@ -128,7 +127,7 @@ static int signOf(Integer a, Integer b) {
 // A 64-bit result of the type of `node`; one that fits a word becomes a word.
 static ExprNode* narrowed(const ExprNode* node, uint64_t value) {
   const uint64_t extended =
-      node->typeKind == kindUnsignedInt64 ? uint64_t{uint32_t(value)} : uint64_t(int64_t{int32_t(value)});
+      kindOf(node) == kindUnsignedInt64 ? uint64_t{uint32_t(value)} : uint64_t(int64_t{int32_t(value)});
   return extended == value ? newIntConst(node->type, uint32_t(value)) : newLongConst(node->type, value);
 }
 
@@ -137,27 +136,27 @@ static ExprNode* foldLong(ExprNode* node) {
   const ExprNode* const left = node->operand.left;
   const uint64_t a = longOf(left);
   const uint64_t b = node->operand.right != nullptr ? longOf(node->operand.right) : 0;
-  const bool isSigned = !isUnsigned(node->typeKind);
+  const bool isSigned = !isUnsigned(kindOf(node));
   switch (node->op) {
     case opAdd: return narrowed(node, a + b);
     case opSub: return narrowed(node, a - b);
     case opMul: return narrowed(node, a * b);
-    case opDiv: return narrowed(node, divideLong(true, isSigned, a, b));
-    case opMod: return narrowed(node, divideLong(false, isSigned, a, b));
-    case opShl: return narrowed(node, shiftLong(true, isSigned, a, b));
-    case opShr: return narrowed(node, shiftLong(false, isSigned, a, b));
+    case opDiv:
+    case opMod: return narrowed(node, divideLong(node->op, isSigned, a, b));
+    case opShl:
+    case opShr: return narrowed(node, shiftLong(node->op, isSigned, a, b));
     case opAnd: return narrowed(node, a & b);
     case opOr: return narrowed(node, a | b);
     case opXor: return narrowed(node, a ^ b);
     case opNeg: return narrowed(node, 0 - a);
     case opBitNot: return narrowed(node, ~a);
     case opLogNot: return narrowed(node, a == 0);
-    case opLogAnd: return newIntConst(basicTypes[kindInt], a != 0 && b != 0);
-    case opLogOr: return newIntConst(basicTypes[kindInt], a != 0 || b != 0);
+    case opLogAnd: return newIntConst(basicType(kindInt), a != 0 && b != 0);
+    case opLogOr: return newIntConst(basicType(kindInt), a != 0 || b != 0);
     default: {
       if (!isComparison(node->op)) return node;
-      const int sign = isUnsigned(left->typeKind) ? signOf(a, b) : signOf(int64_t(a), int64_t(b));
-      return newIntConst(basicTypes[kindInt], compares(node->op, sign));
+      const int sign = isUnsigned(kindOf(left)) ? signOf(a, b) : signOf(int64_t(a), int64_t(b));
+      return newIntConst(basicType(kindInt), compares(node->op, sign));
     }
   }
 }
@@ -178,17 +177,17 @@ static uint32_t checkedWord(bool isSigned, int64_t exact) {
   return 1;
 }
 
-// The quotient or remainder of words.
-static uint32_t divideWord(bool quotient, bool isSigned, uint32_t a, uint32_t b) {
+// The quotient (opDiv) or the remainder of words.
+static uint32_t divideWord(ExprOp op, bool isSigned, uint32_t a, uint32_t b) {
   if (b == 0) {
     reportWarning(warnDivisionByZero);
     return a;
   }
-  if (!isSigned) return quotient ? a / b : a % b;
+  if (!isSigned) return op == opDiv ? a / b : a % b;
   // In 64 bits, where the one quotient that overflows a word is harmless.
   const int64_t dividend = int32_t(a);
   const int64_t divisor = int32_t(b);
-  return uint32_t(quotient ? dividend / divisor : dividend % divisor);
+  return uint32_t(op == opDiv ? dividend / divisor : dividend % divisor);
 }
 
 // Folds an operator over words: the left node becomes the result.
@@ -196,7 +195,7 @@ static ExprNode* foldWord(ExprNode* node) {
   ExprNode* const left = node->operand.left;
   const uint32_t a = left->value;
   const uint32_t b = node->operand.right != nullptr ? node->operand.right->value : 0;
-  const bool isSigned = !isUnsigned(node->typeKind);
+  const bool isSigned = !isUnsigned(kindOf(node));
   const int64_t wideA = int32_t(a);
   const int64_t wideB = int32_t(b);
   uint32_t result;
@@ -204,8 +203,8 @@ static ExprNode* foldWord(ExprNode* node) {
     case opAdd: result = checkedWord(isSigned, wideA + wideB); break;
     case opSub: result = checkedWord(isSigned, wideA - wideB); break;
     case opMul: result = checkedWord(isSigned, wideA * wideB); break;
-    case opDiv: result = divideWord(true, isSigned, a, b); break;
-    case opMod: result = divideWord(false, isSigned, a, b); break;
+    case opDiv:
+    case opMod: result = divideWord(node->op, isSigned, a, b); break;
     case opShl: result = a << (b & 31); break;
     case opShr: result = isSigned ? uint32_t(int32_t(a) >> (b & 31)) : a >> (b & 31); break;
     case opAnd: result = a & b; break;
@@ -219,18 +218,18 @@ static ExprNode* foldWord(ExprNode* node) {
     default: {
       if (!isComparison(node->op)) return node;
       // The type of the comparison itself is int: its operands tell how to compare.
-      result = compares(node->op, isUnsigned(left->typeKind) ? signOf(a, b) : signOf(wideA, wideB));
+      result = compares(node->op, isUnsigned(kindOf(left)) ? signOf(a, b) : signOf(wideA, wideB));
     }
   }
-  left->flags = 0;
-  retag(left, node->type);
-  left->value = wrapToType(left->typeKind, result);
+  left->promoted = false;
+  left->type = node->type;
+  left->value = wrapToType(kindOf(left), result);
   return left;
 }
 
 ExprNode* foldOperator(ExprNode* node) {
-  const int left = node->operand.left->op;
-  const int right = node->operand.right != nullptr ? node->operand.right->op : left;
+  const ExprOp left = node->operand.left->op;
+  const ExprOp right = node->operand.right != nullptr ? node->operand.right->op : left;
   if (left == opFloatConst && right == opFloatConst) return foldFloating(node);
   const bool integers =
       (left == opIntConst || left == opLongConst) && (right == opIntConst || right == opLongConst);
@@ -252,7 +251,7 @@ static ExprNode* foldSub(ExprNode* node) {
   ExprNode* const right = node->operand.right;
   if (right->op == opIntConst) {
     if (right->value == 0) return node->operand.left;
-    if (!isUnsigned(node->typeKind)) {
+    if (!isUnsigned(kindOf(node))) {
       right->value = 0 - right->value;
       node->op = opAdd;
     }
@@ -266,7 +265,7 @@ static ExprNode* foldCond(ExprNode* node) {
   if (condition->op != opIntConst) return node;
   const ExprOperands& branches = node->operand.right->operand;
   ExprNode* const chosen = condition->value != 0 ? branches.left : branches.right;
-  retag(chosen, node->type);
+  chosen->type = node->type;
   return chosen;
 }
 
@@ -274,7 +273,7 @@ static ExprNode* foldCond(ExprNode* node) {
 static ExprNode* foldCast(ExprNode* node) {
   ExprNode* const operand = node->operand.left;
   if (node->type == operand->type) return operand;
-  if (node->typeKind != kindVoid && (operand->op == opIntConst || operand->op == opFloatConst))
+  if (kindOf(node) != kindVoid && (operand->op == opIntConst || operand->op == opFloatConst))
     return castNode(node->type, operand);
   return node;
 }
@@ -297,7 +296,7 @@ static ExprNode* foldNode(ExprNode* node) {
 
 // Nothing is left to fold in `node`.
 static bool isSettled(const ExprNode* node) {
-  return node == nullptr || isError(node) || isConstant(node->op) || (node->flags & foldedNode) != 0;
+  return node == nullptr || isError(node) || isConstant(node->op) || node->folded;
 }
 
 // A chain of operators of one level hangs on left operands and may have any
@@ -315,7 +314,7 @@ ExprNode* foldTree(ExprNode* node) {
   for (;;) {
     node->operand.right = foldTree(node->operand.right);
     ExprNode* const folded = foldNode(node);
-    if (!isConstant(folded->op)) folded->flags |= foldedNode;
+    if (!isConstant(folded->op)) folded->folded = true;
     if (parent == nullptr) return folded;
     node = parent;
     parent = node->operand.left;
@@ -325,56 +324,37 @@ ExprNode* foldTree(ExprNode* node) {
 
 // A word as a value of `type`.
 static ExprNode* castWord(TypeNode* type, ExprNode* node) {
-  switch (type->kind) {
-    case kindInt64:
-    case kindUnsignedInt64: return newLongConst(type, longOf(node));
-    case kindFloat:
-    case kindDouble:
-    case kindLongDouble: {
-      ExprNode* const result = newLeaf(opFloatConst, type);
-      setFloat(result, type->kind, floatOfInteger(node));
-      return result;
-    }
-    default:
-      node->value = wrapToType(type->kind, node->value);
-      retag(node, type);
-      return node;
-  }
+  if (isInt64(type->kind)) return newLongConst(type, longOf(node));
+  if (isFloating(type->kind)) return newFloatConst(type, roundTo(type->kind, floatOfInteger(node)));
+  node->value = wrapToType(type->kind, node->value);
+  node->type = type;
+  return node;
 }
 
 // A floating value as a value of `type`. A narrow integer type does not reduce
 // the word.
-static ExprNode* castFloat(TypeNode* type, ExprNode* node) {
+static ExprNode* castFloat(TypeNode* type, const ExprNode* node) {
   const long double value = floatOf(node);
-  if (isFloating(type->kind)) {
-    setFloat(node, type->kind, value);
-    retag(node, type);
-    return node;
-  }
+  if (isFloating(type->kind)) return newFloatConst(type, roundTo(type->kind, value));
   const uint64_t cut = truncateFloat(value);
-  if (type->kind == kindInt64 || type->kind == kindUnsignedInt64) return newLongConst(type, cut);
-  return newIntConst(type, uint32_t(cut));
+  return isInt64(type->kind) ? newLongConst(type, cut) : newIntConst(type, uint32_t(cut));
 }
 
 // A 64-bit value as a value of `type`. It is not rounded to the width of a
 // floating type, nor reduced to that of a narrow integer type.
 static ExprNode* castLong(TypeNode* type, ExprNode* node) {
   if (isFloating(type->kind)) return newFloatConst(type, floatOfInteger(node));
-  if (isIntegral(type->kind) && type->kind != kindInt64 && type->kind != kindUnsignedInt64)
-    return newIntConst(type, uint32_t(node->longValue));
-  retag(node, type);
+  if (isIntegral(type->kind) && !isInt64(type->kind)) return newIntConst(type, uint32_t(node->longValue));
+  node->type = type;
   return node;
 }
 
 ExprNode* castNode(TypeNode* type, ExprNode* node) {
-  if (isError(node)) return node;
   node = foldTree(node);
   if (isError(node) || type == node->type) return node;
   if (optionImage.languageLevel != levelAnsi &&
-      kindInfo[type->kind].canonical == kindInfo[node->typeKind].canonical) {
-    // One representation: the value stays as it is.
-    if (isPointer(type->kind)) node->flags &= ~uint32_t{bothQualifiers};
-    retag(node, type);
+      kindInfo[type->kind].representation == kindInfo[kindOf(node)].representation) {
+    node->type = type;
     return node;
   }
   switch (node->op) {
@@ -383,9 +363,9 @@ ExprNode* castNode(TypeNode* type, ExprNode* node) {
     case opLongConst: return castLong(type, node);
     default: break;
   }
-  if (node->typeKind == kindVoid && type->kind != kindVoid) {
+  if (kindOf(node) == kindVoid && type->kind != kindVoid) {
     reportError(msgVoidValue);
     return newError();
   }
-  return newOperator(opCast, type, node, nullptr);
+  return newOperator(opCast, type, node);
 }

@@ -17,4 +17,4 @@ ExprNode* foldOperator(ExprNode* node);
 ExprNode* castNode(TypeNode* type, ExprNode* node);
 
 // A word reduced to the width of a narrow type.
-uint32_t wrapToType(int kind, uint32_t value);
+uint32_t wrapToType(TypeKind kind, uint32_t value);

@@ -1,7 +1,7 @@
 // The storage of expression trees.
 //
 // Nodes are never freed one by one. A typical expression fills a small part of
-// the first chunk, so the arena is emptied only behind an expression that grew it
+// the first chunk, so the arena is emptied only after an expression that grew it
 // beyond that; clearing the chunk after each expression would cost more than
 // reading it.
 
@@ -9,56 +9,55 @@
 
 #include <new>
 
+#include "expr/state.h"
 #include "memory/memory.h"
 #include "scanner/literals.h"
 
 constexpr uint32_t nodeChunkSize = 0x5000;
 
-// The nodes of this unit.
-static constinit Arena nodeArena = {};
-
 void initNodes() {
-  arenaInit(nodeArena, nodeChunkSize);
+  arenaInit(evaluator.nodes, nodeChunkSize);
 }
 void freeNodes() {
-  arenaFree(nodeArena);
+  arenaFree(evaluator.nodes);
 }
 
 void trimNodes() {
-  if (nodeArena.head != nodeArena.tail) arenaReset(nodeArena);
+  if (evaluator.nodes.head != evaluator.nodes.tail) arenaReset(evaluator.nodes);
 }
 
-ExprNode* newLeaf(ExprOp op, TypeNode* type) {
-  ExprNode* const node = new (arenaAlloc(sizeof(ExprNode), nodeArena)) ExprNode{};
+// A node without its value.
+static ExprNode* newNode(ExprOp op, TypeNode* type) {
+  ExprNode* const node = new (arenaAlloc(sizeof(ExprNode), evaluator.nodes)) ExprNode{};
   node->op = op;
-  retag(node, type);
+  node->type = type;
   return node;
 }
 
 ExprNode* newOperator(ExprOp op, TypeNode* type, ExprNode* left, ExprNode* right) {
-  ExprNode* const node = newLeaf(op, type);
+  ExprNode* const node = newNode(op, type);
   node->operand = {.left = left, .right = right};
   return node;
 }
 
 ExprNode* newIntConst(TypeNode* type, uint32_t value) {
-  ExprNode* const node = newLeaf(opIntConst, type);
+  ExprNode* const node = newNode(opIntConst, type);
   node->value = value;
   return node;
 }
 
 ExprNode* newLongConst(TypeNode* type, uint64_t value) {
-  ExprNode* const node = newLeaf(opLongConst, type);
+  ExprNode* const node = newNode(opLongConst, type);
   node->longValue = value;
   return node;
 }
 
 ExprNode* newFloatConst(TypeNode* type, long double value) {
-  ExprNode* const node = newLeaf(opFloatConst, type);
+  ExprNode* const node = newNode(opFloatConst, type);
   bytesOfFloat(value, node->floatBytes);
   return node;
 }
 
 ExprNode* newError() {
-  return newLeaf(opError, basicTypes[kindError]);
+  return newNode(opError, basicType(kindError));
 }

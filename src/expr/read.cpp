@@ -10,108 +10,105 @@
 // A condition with an error in it counts as true, unless the reader stopped short
 // of the line's end: then it counts as false.
 
-#include "expr/expr.h"
+#include <array>
 
+#include "diag/position.h"
 #include "diag/report.h"
 #include "expr/declarations.h"
+#include "expr/expr.h"
 #include "expr/fold.h"
 #include "expr/nodes.h"
 #include "expr/operators.h"
 #include "expr/recovery.h"
+#include "expr/specifiers.h"
+#include "expr/state.h"
 #include "input/guard.h"
-#include "diag/position.h"
 #include "options/option_image.h"
+#include "scanner/literals.h"
 #include "scanner/token.h"
 
-constinit int16_t lastConstantKind = kindError;
+constinit EvaluatorState evaluator = {};
 
-// The expressions being read: a bound inside a directive's line is a second one.
-static constinit int readingDepth = 0;
-
-// The token that ends an expression, besides those that no operator begins with.
-enum StopMode : Byte {
-  stopNowhere = 0,   // inside parentheses
-  stopAtComma = 2,   // a bound
-  stopAtColon = 3,   // between '?' and ':'
-  stopAtLineEnd = 4  // a directive's line
+// Levels of precedence; a higher one binds tighter.
+enum Precedence : Byte {
+  levelNone,  // of a token that ends an expression
+  levelComma,
+  levelAssign,
+  levelCondition,
+  levelLogOr,
+  levelLogAnd,
+  levelOr,
+  levelXor,
+  levelAnd,
+  levelEquality,
+  levelOrder,
+  levelShift,
+  levelSum,
+  levelProduct,
+  levelMember
 };
 
-// By StopMode; a token that can't be met stands for none.
-constexpr TokenCode stopToken[] = {tokNone, tokNone, tokComma, tokColon, tokEndOfLine};
+// Levels whose operators group to the right.
+constexpr bool groupsRight(Precedence level) {
+  return level == levelAssign || level == levelCondition;
+}
 
 // A token as a binary operator.
 struct BinaryOperator {
   ExprOp op;
-  Byte level;  // of precedence, 0 for a token that ends an expression
+  Precedence level;
 };
 
-constexpr int binaryTokenCount = tokExclaim;  // tokens from here on are no binary operators
-
-constexpr auto binaryOperator = [] {
-  struct Table {
-    BinaryOperator row[binaryTokenCount];
-  } table{};
-  struct Row {
-    TokenCode token;
-    BinaryOperator row;
-  };
-  constexpr Row rows[] = {
-      {tokPlus, {opAdd, 13}},
-      {tokMinus, {opSub, 13}},
-      {tokStar, {opMul, 14}},
-      {tokSlash, {opDiv, 14}},
-      {tokPercent, {opMod, 14}},
-      {tokShl, {opShl, 12}},
-      {tokShr, {opShr, 12}},
-      {tokAmpersand, {opAnd, 9}},
-      {tokBar, {opOr, 7}},
-      {tokCaret, {opXor, 8}},
-      {tokAssign, {opAssign, 2}},
-      {tokAddAssign, {opAddAssign, 2}},
-      {tokSubAssign, {opSubAssign, 2}},
-      {tokMulAssign, {opMulAssign, 2}},
-      {tokDivAssign, {opDivAssign, 2}},
-      {tokModAssign, {opModAssign, 2}},
-      {tokShlAssign, {opShlAssign, 2}},
-      {tokShrAssign, {opShrAssign, 2}},
-      {tokAndAssign, {opAndAssign, 2}},
-      {tokOrAssign, {opOrAssign, 2}},
-      {tokXorAssign, {opXorAssign, 2}},
-      {tokEqual, {opEq, 10}},
-      {tokNotEqual, {opNe, 10}},
-      {tokGreater, {opGt, 11}},
-      {tokLess, {opLt, 11}},
-      {tokGreaterEqual, {opGe, 11}},
-      {tokLessEqual, {opLe, 11}},
-      {tokQuestion, {opCond, 3}},
-      {tokColon, {opColon, 0}},
-      {tokAndAnd, {opLogAnd, 6}},
-      {tokOrOr, {opLogOr, 5}},
-      {tokComma, {opComma, 1}},
-      {tokDotStar, {opDotStar, 15}},
-      {tokArrowStar, {opArrowStar, 15}},
-  };
-  for (const Row& row : rows) table.row[row.token] = row.row;
+constexpr std::array<BinaryOperator, tokenCodeCount> binaryOperator = [] {
+  std::array<BinaryOperator, tokenCodeCount> table{};
+  table[tokComma] = {opComma, levelComma};
+  table[tokAssign] = {opAssign, levelAssign};
+  table[tokAddAssign] = {opAddAssign, levelAssign};
+  table[tokSubAssign] = {opSubAssign, levelAssign};
+  table[tokMulAssign] = {opMulAssign, levelAssign};
+  table[tokDivAssign] = {opDivAssign, levelAssign};
+  table[tokModAssign] = {opModAssign, levelAssign};
+  table[tokShlAssign] = {opShlAssign, levelAssign};
+  table[tokShrAssign] = {opShrAssign, levelAssign};
+  table[tokAndAssign] = {opAndAssign, levelAssign};
+  table[tokOrAssign] = {opOrAssign, levelAssign};
+  table[tokXorAssign] = {opXorAssign, levelAssign};
+  table[tokQuestion] = {opCond, levelCondition};
+  table[tokOrOr] = {opLogOr, levelLogOr};
+  table[tokAndAnd] = {opLogAnd, levelLogAnd};
+  table[tokBar] = {opOr, levelOr};
+  table[tokCaret] = {opXor, levelXor};
+  table[tokAmpersand] = {opAnd, levelAnd};
+  table[tokEqual] = {opEq, levelEquality};
+  table[tokNotEqual] = {opNe, levelEquality};
+  table[tokGreater] = {opGt, levelOrder};
+  table[tokLess] = {opLt, levelOrder};
+  table[tokGreaterEqual] = {opGe, levelOrder};
+  table[tokLessEqual] = {opLe, levelOrder};
+  table[tokShl] = {opShl, levelShift};
+  table[tokShr] = {opShr, levelShift};
+  table[tokPlus] = {opAdd, levelSum};
+  table[tokMinus] = {opSub, levelSum};
+  table[tokStar] = {opMul, levelProduct};
+  table[tokSlash] = {opDiv, levelProduct};
+  table[tokPercent] = {opMod, levelProduct};
+  table[tokDotStar] = {opDotStar, levelMember};
+  table[tokArrowStar] = {opArrowStar, levelMember};
   return table;
 }();
 
-static_assert(binaryOperator.row[tokComma].level == 1 && binaryOperator.row[tokCloseParen].level == 0);
+static_assert(binaryOperator[tokColon].level == levelNone && binaryOperator[tokExclaim].level == levelNone &&
+              binaryOperator[tokCloseParen].level == levelNone);
 
-constexpr int conditionLevel = 3;
-constexpr int shiftLevel = 12;
+// Whether a comma is an operator or ends the expression, as in a bound.
+enum CommaUse { commaOperator, commaEnds };
 
-// Levels whose operators group to the right.
-constexpr bool groupsRight(int level) {
-  return level >= 2 && level <= 4;
-}
+static ExprNode* parseExpression(ExprOp prevOp, CommaUse commaUse, Precedence minLevel);
+static ExprNode* parseUnary();
 
-static ExprNode* parseExpression(ExprOp prevOp, StopMode stopMode, int minLevel);
-static ExprNode* parseUnary(StopMode stopMode);
-
-// Reports `id` at the current token and skips the line.
-static ExprNode* fail(MessageId id) {
-  syntaxError(id);
-  return nullptr;
+// An expression from its first operand on, with operators of all levels.
+static ExprNode* parseWhole(CommaUse commaUse) {
+  return parseExpression(opError, commaUse, levelNone);
 }
 
 // The line is not the single "!defined(X)" that guards a file.
@@ -120,23 +117,28 @@ static void dropGuardName() {
   notDefinedEntry = nullptr;
 }
 
-// Fetches the token behind a leaf and returns the leaf.
-static ExprNode* leaf(ExprNode* node) {
+// --- Operands ---
+
+// Fetches the token after an operand and returns the operand.
+static ExprNode* passOperand(ExprNode* node) {
   getToken();
   return node;
 }
 
-// The current integer constant as a node.
-static ExprNode* intLeaf() {
-  return newIntConst(basicTypes[tokenState.integer.typeTag], tokenState.integer.value);
+// The type of the current constant, by its tag.
+static TypeNode* tagType(Byte typeTag) {
+  return basicType(TypeKind(typeTag));
 }
 
-// A floating constant.
+// The current integer constant as a node.
+static ExprNode* intOperand() {
+  return newIntConst(tagType(tokenState.integer.typeTag), tokenState.integer.value);
+}
+
 static ExprNode* parseFloat() {
-  if (optionImage.languageLevel == levelAnsi) return fail(msgUseOfFloat);
-  ExprNode* const node = newLeaf(opFloatConst, basicTypes[tokenState.floating.typeTag]);
-  for (size_t i = 0; i < sizeof node->floatBytes; ++i) node->floatBytes[i] = tokenState.floating.bytes[i];
-  return leaf(node);
+  if (optionImage.languageLevel == levelAnsi) return syntaxError(msgUseOfFloat);
+  const FloatTokenValue& token = tokenState.floating;
+  return passOperand(newFloatConst(tagType(token.typeTag), floatOfBytes(token.bytes)));
 }
 
 // A string is refused. Its text has not been read: it comes as tokens.
@@ -148,74 +150,63 @@ static ExprNode* parseString() {
 
 // "!", and with it the recognition of a guard: "!defined(X)" and nothing else,
 // of which the scanner has left "!" and a digit.
-static ExprNode* parseNot(StopMode stopMode) {
+static ExprNode* parseNot() {
   getToken();
   if (notDefinedArmed) {
     if (tokenState.code == tokIntConst && notDefinedEntry != nullptr) {
-      ExprNode* const node = buildOperator(nullptr, intLeaf(), opLogNot);
+      ExprNode* const node = buildUnary(opLogNot, intOperand());
       getToken();
       if (tokenState.code != tokEndOfLine) notDefinedEntry = nullptr;
       return node;
     }
     notDefinedArmed = false;
   }
-  ExprNode* const operand = parseUnary(stopMode);
-  return operand == nullptr ? nullptr : buildOperator(nullptr, operand, opLogNot);
+  ExprNode* const operand = parseUnary();
+  return operand == nullptr ? nullptr : buildUnary(opLogNot, operand);
 }
 
 // "+", "-" and "~".
-static ExprNode* parseSign(StopMode stopMode, ExprOp op) {
+static ExprNode* parseSign(ExprOp op) {
   getToken();
-  ExprNode* const operand = parseUnary(stopMode);
+  ExprNode* const operand = parseUnary();
   if (operand == nullptr) return nullptr;
-  if (op == opPlus && !cplusplusMode && isPointer(operand->typeKind)) reportError(msgUseOfPointer);
-  return buildOperator(nullptr, operand, op);
+  if (op == opPlus && !cplusplusMode && isPointer(operand)) reportError(msgUseOfPointer);
+  return buildUnary(op, operand);
 }
 
 // "(": a cast or an expression in parentheses, inside which no comma ends it.
-static ExprNode* parseParenthesis(StopMode stopMode) {
+static ExprNode* parseParenthesis() {
   getToken();
   if (!startsTypeName(tokenState.code)) {
-    ExprNode* const node = parseExpression(opError, stopNowhere, 0);
+    ExprNode* const node = parseWhole(commaOperator);
     if (node == nullptr) return nullptr;
-    return tokenState.code == tokCloseParen ? leaf(node) : fail(msgCloseParenExpected);
+    return tokenState.code == tokCloseParen ? passOperand(node) : syntaxError(msgCloseParenExpected);
   }
-  uint32_t qualifiers;
-  TypeNode* const type = parseTypeName(qualifiers);
+  TypeNode* const type = parseTypeName();
   if (type == nullptr) return nullptr;
-  ExprNode* const operand = parseUnary(stopMode);
-  if (operand == nullptr || isError(operand)) return operand;
-  ExprNode* const node = convertNode(true, type, operand);
-  node->flags |= qualifiers & bothQualifiers;
-  return node;
+  ExprNode* const operand = parseUnary();
+  return operand == nullptr ? nullptr : convertNode(castConversion, type, operand);
 }
 
 // The type that `sizeof` is asked about; null after an error.
-static TypeNode* parseSizeofOperand(StopMode stopMode) {
+static const TypeNode* parseSizeofOperand() {
   const ExprNode* node;
   if (tokenState.code == tokOpenParen) {
     getToken();
-    if (startsTypeName(tokenState.code)) {
-      uint32_t qualifiers;
-      return parseTypeName(qualifiers);
-    }
-    node = parseExpression(opError, stopNowhere, 0);
+    if (startsTypeName(tokenState.code)) return parseTypeName();
+    node = parseWhole(commaOperator);
     if (node == nullptr) return nullptr;
-    if (tokenState.code != tokCloseParen) {
-      syntaxError(msgExpressionSyntax);
-      return nullptr;
-    }
+    if (tokenState.code != tokCloseParen) return syntaxError(msgExpressionSyntax);
     getToken();
   } else {
-    node = parseUnary(stopMode);
+    node = parseUnary();
   }
   return node == nullptr ? nullptr : node->type;
 }
 
-// "sizeof"
-static ExprNode* parseSizeof(StopMode stopMode) {
+static ExprNode* parseSizeof() {
   getToken();
-  const TypeNode* const type = parseSizeofOperand(stopMode);
+  const TypeNode* const type = parseSizeofOperand();
   if (type == nullptr) return nullptr;
   uint32_t size = 1;
   if (type->kind == kindFunction) {
@@ -224,104 +215,104 @@ static ExprNode* parseSizeof(StopMode stopMode) {
     size = sizeOfType(type);
     if (size == 0) reportError(msgNotAllowedType);
   }
-  return newIntConst(basicTypes[kindUnsignedInt], size);
+  return newIntConst(basicType(kindUnsignedInt), size);
 }
 
 // "__uuidof": nothing gives it a value here. A type name is read and refused; an
 // expression can't denote a variable.
 static ExprNode* parseUuidof() {
-  if (!cplusplusMode) return fail(msgUuidof);
-  if (getToken() != tokOpenParen) return fail(msgUuidof);
+  if (!cplusplusMode || getToken() != tokOpenParen) return syntaxError(msgUuidof);
   getToken();
   if (!startsTypeName(tokenState.code)) {
-    parseUnary(stopNowhere);
-    return fail(msgUuidof);
+    parseUnary();
+    return syntaxError(msgUuidof);
   }
-  uint32_t qualifiers;
-  if (parseTypeName(qualifiers) == nullptr) return fail(msgUuidof);
+  if (parseTypeName() == nullptr) return syntaxError(msgUuidof);
   reportError(msgUuidof);
   return newError();
 }
 
 // Reads a unary expression.
-static ExprNode* parseUnary(StopMode stopMode) {
+static ExprNode* parseUnary() {
   messageLine = tokenState.line;
   switch (tokenState.code) {
-    case tokPlus: return parseSign(stopMode, opPlus);
-    case tokMinus: return parseSign(stopMode, opNeg);
-    case tokTilde: return parseSign(stopMode, opBitNot);
-    case tokExclaim: return parseNot(stopMode);
-    case tokSizeof: return parseSizeof(stopMode);
+    case tokPlus: return parseSign(opPlus);
+    case tokMinus: return parseSign(opNeg);
+    case tokTilde: return parseSign(opBitNot);
+    case tokExclaim: return parseNot();
+    case tokSizeof: return parseSizeof();
     case tokUuidof: return parseUuidof();
-    case tokOpenParen: return parseParenthesis(stopMode);
-    case tokIdent: return leaf(newIntConst(basicTypes[kindInt], 0));
+    case tokOpenParen: return parseParenthesis();
+    case tokIdent: return passOperand(newIntConst(basicType(kindInt), 0));
     case tokCharConst:
-    case tokIntConst: return leaf(intLeaf());
+    case tokIntConst: return passOperand(intOperand());
     case tokLongConst:
-      return leaf(newLongConst(basicTypes[tokenState.longInteger.typeTag], tokenState.longInteger.value));
+      return passOperand(newLongConst(tagType(tokenState.longInteger.typeTag), tokenState.longInteger.value));
     case tokFloatConst: return parseFloat();
     case tokString: return parseString();
-    default: return fail(msgExpressionSyntax);
+    default: return syntaxError(msgExpressionSyntax);
   }
 }
 
-// Two different operators of which one is easily read as binding otherwise.
-static void checkPrecedence(ExprOp prevOp, ExprOp op, int minLevel, int level) {
-  if (prevOp == opError || op == prevOp || minLevel < 7 || level < 7) return;
-  const int lower = minLevel < level ? minLevel : level;
-  const int higher = minLevel < level ? level : minLevel;
-  if (higher <= shiftLevel || (lower == shiftLevel && higher == shiftLevel + 1))
-    reportWarning(warnPrecedence);
+// --- Operators ---
+
+// Warns about two different operators that are easily read as grouping otherwise:
+// two of those from "|" to shifts, or a shift and a sum.
+static void checkPrecedence(ExprOp prevOp, ExprOp op, Precedence minLevel, Precedence level) {
+  if (prevOp == opError || op == prevOp || minLevel < levelOr || level < levelOr) return;
+  const Precedence lower = minLevel < level ? minLevel : level;
+  const Precedence higher = minLevel < level ? level : minLevel;
+  if (higher <= levelShift || (lower == levelShift && higher == levelSum)) reportWarning(warnPrecedence);
 }
 
-// The rest of a condition: "?" is current and `condition` stands in front of it.
-static ExprNode* parseBranches(StopMode stopMode, ExprNode* condition, int32_t line) {
+// The rest of a condition: "?" is current, on `line`, and `condition` has been read.
+static ExprNode* parseBranches(CommaUse commaUse, ExprNode* condition, int32_t line) {
   if (condition->op != opIntConst) condition = toCondition(condition);
   getToken();
-  ExprNode* const middle = parseExpression(opError, stopAtColon, 0);
+  ExprNode* const middle = parseWhole(commaOperator);
   if (middle == nullptr) return nullptr;
-  if (tokenState.code != tokColon) return fail(msgNoColon);
+  if (tokenState.code != tokColon) return syntaxError(msgNoColon);
   getToken();
-  // In C++ an assignment may stand behind the colon.
-  ExprNode* const last =
-      parseExpression(opError, stopMode, cplusplusMode ? conditionLevel - 1 : conditionLevel);
+  // In C++ an assignment may stand after the colon.
+  ExprNode* const last = parseExpression(opError, commaUse, cplusplusMode ? levelAssign : levelCondition);
   if (last == nullptr) return nullptr;
   messageLine = line;
-  return buildOperator(buildOperator(last, middle, opColon), condition, opCond);
+  return buildBinary(opCond, condition, buildBinary(opColon, middle, last));
 }
 
 // Reads an expression of operators of `minLevel` and above. `prevOp` is the
 // operator in front, opError for none.
-static ExprNode* parseExpression(ExprOp prevOp, StopMode stopMode, int minLevel) {
-  ExprNode* left = parseUnary(stopMode);
+static ExprNode* parseExpression(ExprOp prevOp, CommaUse commaUse, Precedence minLevel) {
+  ExprNode* left = parseUnary();
   if (notDefinedArmed && tokenState.code != tokEndOfLine) dropGuardName();
   while (left != nullptr) {
-    const int32_t code = tokenState.code;
-    if (code >= binaryTokenCount || code == stopToken[stopMode]) break;
-    const BinaryOperator row = binaryOperator.row[code];
-    if (row.level == 0) break;
+    if (tokenState.code == tokComma && commaUse == commaEnds) break;
+    const BinaryOperator row = binaryOperator[size_t(tokenState.code)];
+    if (row.level == levelNone) break;
     const int32_t line = tokenState.line;
     messageLine = line;
     // Told also of the operator that ends this operand.
     checkPrecedence(prevOp, row.op, minLevel, row.level);
     if (row.level < minLevel || (row.level == minLevel && !groupsRight(row.level))) break;
     if (row.op == opCond) {
-      left = parseBranches(stopMode, left, line);
+      left = parseBranches(commaUse, left, line);
     } else {
       getToken();
-      ExprNode* const right = parseExpression(row.op, stopMode, row.level);
+      ExprNode* const right = parseExpression(row.op, commaUse, row.level);
       if (right == nullptr) return nullptr;
       messageLine = line;
-      left = buildOperator(right, left, row.op);
+      left = buildBinary(row.op, left, right);
     }
   }
   return left;
 }
 
+// --- The whole expression ---
+
 // Folds a finished tree to its value.
 static int32_t valueOf(ExprNode* node) {
   node = foldTree(node);
-  lastConstantKind = node->typeKind;
+  evaluator.lastConstantKind = kindOf(node);
   if (isError(node)) return 1;
   if (node->op == opIntConst) return int32_t(node->value);
   if (node->op == opLongConst) {
@@ -332,12 +323,12 @@ static int32_t valueOf(ExprNode* node) {
   return 1;
 }
 
-// Reads a directive's line. False if it does not end behind the expression.
+// Reads a directive's line. False if it does not end after the expression.
 static bool readDirective(ExprNode*& node) {
   lineMode = true;
   getToken();
   if (notDefinedArmed && tokenState.code != tokExclaim) dropGuardName();
-  node = parseExpression(opError, stopAtLineEnd, 0);
+  node = parseWhole(commaOperator);
   lineMode = false;
   if (tokenState.code == tokEndOfLine && (node == nullptr || node->op != opComma)) return true;
   reportError(msgExpressionSyntax);
@@ -345,13 +336,13 @@ static bool readDirective(ExprNode*& node) {
 }
 
 bool evaluateConstant(int32_t& result, EvaluateMode mode) {
-  ++readingDepth;
+  ++evaluator.readingDepth;
   ExprNode* node = nullptr;
   bool wellFormed = true;
   if (mode == evaluateDirective) {
     wellFormed = readDirective(node);
   } else {
-    node = parseExpression(opError, stopAtComma, 0);
+    node = parseWhole(commaEnds);
   }
   if (!wellFormed) {
     result = 0;
@@ -359,16 +350,14 @@ bool evaluateConstant(int32_t& result, EvaluateMode mode) {
     result = node == nullptr ? 1 : valueOf(node);
   }
   // The nodes of an outer expression are still in use.
-  if (--readingDepth == 0) trimNodes();
+  if (--evaluator.readingDepth == 0) trimNodes();
   return wellFormed;
 }
 
 void beginExpressions() {
-  readingDepth = 0;
-  lastConstantKind = kindError;
+  evaluator = {};
   initNodes();
   initTypes();
-  initDeclarations();
 }
 
 void endExpressions() {

@@ -1,4 +1,5 @@
-// Recovery from a syntax error: nothing more of the line is read.
+// Recovery from a syntax error. The tokens of the rest are fetched like any others,
+// so what is wrong inside them is still reported.
 
 #include "expr/recovery.h"
 
@@ -6,10 +7,11 @@
 #include "diag/report.h"
 #include "scanner/token.h"
 
-void syntaxError(MessageId id) {
+std::nullptr_t syntaxError(MessageId id) {
   messageLine = tokenState.line;
   reportError(id);
   skipRestOfLine();
+  return nullptr;
 }
 
 void skipRestOfLine() {

@@ -1,154 +1,175 @@
-// The types of the evaluator: the numbering of kinds, the record of one type, the
-// basic types, and the tests on types.
+// The types of the evaluator: kinds, the record of one type, the basic types, and
+// the tests on types.
 //
 // The target is fixed: 32-bit data, pointers of four bytes, long double of ten.
-// The kinds from int to long double stand in the order of their rank; the usual
-// arithmetic conversions compare the numbers. Some numbers belong to types that
-// only the compiler has; they keep their rows so that the numbering holds.
+// Each basic type is one record. The others are made as type names are read: a
+// pointer type once for its contents, found again through the type that it points
+// to, an array or a function anew each time. So two types are compared by address
+// first, and level by level where that fails.
 //
-// const and volatile are no part of a basic type. They stand on the pointer that
-// reaches an object, and beside a type in the flags of a node or in the reader of
-// declarations.
+// const and volatile are no part of a basic type. A pointer type holds those of
+// the object that it points to; those of the type being read stand in the reader
+// of declarations.
 
 #pragma once
 
-#include "base.h"
+#include <array>
 
-enum TypeKind : int16_t {
-  kindError = 0,  // the type of the error node
-  kindChar = 1,
-  kindSignedChar = 2,
-  kindUnsignedChar = 3,
-  kindWchar = 4,
-  kindShort = 5,
-  kindUnsignedShort = 6,
-  kindInt = 7,
-  kindUnsignedInt = 8,
-  kindLong = 9,
-  kindUnsignedLong = 10,
-  kindInt64 = 11,
-  kindUnsignedInt64 = 12,
-  kindFloat = 13,
-  kindDouble = 14,
-  kindLongDouble = 15,
-  kindVoid = 16,
-  kindPointer = 17,
-  kindSegmentPointer = 18,
-  kindFarPointer = 19,
-  kindHugePointer = 20,
-  kindArray = 21,
-  kindFunction = 22,
-  kindStructure = 23,
-  kindEnumeration = 24,
-  kindMemberPointer = 25,
-  kindBool = 26,
-  kindClosure = 27
+#include "base.h"
+#include "scanner/token.h"
+
+// Kinds of types. Those of constants have the scanner's numbers, and from int to
+// long double they stand in the order of their rank, which the usual arithmetic
+// conversions compare.
+enum TypeKind : Byte {
+  kindError,  // the type of the error node
+  kindChar = tagChar,
+  kindSignedChar = tagSignedChar,
+  kindUnsignedChar = tagUnsignedChar,
+  kindWchar = tagWchar,
+  kindShort = tagShort,
+  kindUnsignedShort = tagUnsignedShort,
+  kindInt = tagInt,
+  kindUnsignedInt = tagUnsignedInt,
+  kindLong = tagLong,
+  kindUnsignedLong = tagUnsignedLong,
+  kindInt64 = tagInt64,
+  kindUnsignedInt64 = tagUnsignedInt64,
+  kindFloat = tagFloat,
+  kindDouble = tagDouble,
+  kindLongDouble = tagLongDouble,
+  kindBool,
+  kindVoid,
+  kindPointer,
+  kindArray,
+  kindFunction
 };
 
-constexpr int typeKindCount = 28;
-constexpr int basicTypeCount = 27;
+constexpr size_t basicTypeCount = kindVoid + 1;
+constexpr size_t typeKindCount = kindFunction + 1;
+
+static_assert(kindChar == kindError + 1 && kindInt < kindUnsignedInt && kindUnsignedInt < kindLong &&
+              kindLong < kindUnsignedLong && kindUnsignedLong < kindInt64 && kindInt64 < kindUnsignedInt64 &&
+              kindUnsignedInt64 < kindFloat && kindFloat < kindDouble && kindDouble < kindLongDouble &&
+              kindLongDouble < kindBool);
 
 // What a kind is.
-enum KindFlag : Byte {
-  integralKind = 0x01,
-  floatingKind = 0x02,
-  pointerKinds = 0x14,  // either of two bits
-  unsignedKind = 0x20
-};
+enum KindFlag : Byte { integralKind = 1, floatingKind = 2, unsignedKind = 4 };
 
 // Facts about a kind.
 struct KindInfo {
-  Byte flags;      // KindFlag bits, and those of address and member pointer
-  Byte size;       // in bytes, 0 where the kind alone does not tell
-  Byte canonical;  // the same for kinds with one representation
+  Byte flags;               // KindFlag bits
+  Byte size;                // in bytes, 0 where the kind alone does not tell
+  TypeKind representation;  // the same for kinds that store a value alike
 };
 
-constexpr KindInfo kindInfo[typeKindCount] = {
-    {0x21, 0, 0},  {0x01, 1, 1},   {0x01, 1, 1},  {0x21, 1, 3},  {0x21, 2, 6},  {0x01, 2, 5},  {0x21, 2, 6},
-    {0x01, 4, 9},  {0x21, 4, 10},  {0x01, 4, 9},  {0x21, 4, 10}, {0x01, 8, 11}, {0x21, 8, 12}, {0x02, 4, 13},
-    {0x02, 8, 14}, {0x02, 10, 15}, {0x00, 0, 16}, {0x0C, 4, 17}, {0x18, 2, 18}, {0x0C, 6, 19}, {0x0C, 4, 20},
-    {0x00, 0, 21}, {0x00, 0, 22},  {0x00, 0, 23}, {0x01, 4, 24}, {0x80, 0, 25}, {0x21, 1, 3},  {0x00, 0, 27},
-};
+constexpr Byte wordSize = 4;  // of int, long and pointers
 
-static_assert(kindInfo[kindBool].canonical == kindUnsignedChar &&
-              kindInfo[kindClosure].canonical == kindClosure);
-static_assert(kindInfo[kindLongDouble].size == 10 && kindInfo[kindPointer].flags == 0x0C);
-static_assert(kindInfo[kindInt].canonical == kindInfo[kindLong].canonical);
+constexpr std::array<KindInfo, typeKindCount> kindInfo = [] {
+  constexpr Byte unsignedIntegral = integralKind | unsignedKind;
+  std::array<KindInfo, typeKindCount> table{};
+  table[kindChar] = {integralKind, 1, kindChar};
+  table[kindSignedChar] = {integralKind, 1, kindChar};
+  table[kindUnsignedChar] = {unsignedIntegral, 1, kindUnsignedChar};
+  table[kindWchar] = {unsignedIntegral, 2, kindUnsignedShort};
+  table[kindShort] = {integralKind, 2, kindShort};
+  table[kindUnsignedShort] = {unsignedIntegral, 2, kindUnsignedShort};
+  table[kindInt] = {integralKind, wordSize, kindLong};
+  table[kindUnsignedInt] = {unsignedIntegral, wordSize, kindUnsignedLong};
+  table[kindLong] = {integralKind, wordSize, kindLong};
+  table[kindUnsignedLong] = {unsignedIntegral, wordSize, kindUnsignedLong};
+  table[kindInt64] = {integralKind, 8, kindInt64};
+  table[kindUnsignedInt64] = {unsignedIntegral, 8, kindUnsignedInt64};
+  table[kindFloat] = {floatingKind, 4, kindFloat};
+  table[kindDouble] = {floatingKind, 8, kindDouble};
+  table[kindLongDouble] = {floatingKind, 10, kindLongDouble};
+  table[kindBool] = {unsignedIntegral, 1, kindUnsignedChar};
+  table[kindVoid] = {0, 0, kindVoid};
+  table[kindPointer] = {0, wordSize, kindPointer};
+  table[kindArray] = {0, 0, kindArray};
+  table[kindFunction] = {0, 0, kindFunction};
+  return table;
+}();
 
-constexpr bool isIntegral(int kind) {
+constexpr bool isIntegral(TypeKind kind) {
   return (kindInfo[kind].flags & integralKind) != 0;
 }
-constexpr bool isFloating(int kind) {
+constexpr bool isFloating(TypeKind kind) {
   return (kindInfo[kind].flags & floatingKind) != 0;
 }
-constexpr bool isArithmetic(int kind) {
+constexpr bool isArithmetic(TypeKind kind) {
   return (kindInfo[kind].flags & (integralKind | floatingKind)) != 0;
 }
-constexpr bool isPointer(int kind) {
-  return (kindInfo[kind].flags & pointerKinds) != 0;
-}
-constexpr bool isUnsigned(int kind) {
+constexpr bool isUnsigned(TypeKind kind) {
   return (kindInfo[kind].flags & unsignedKind) != 0;
 }
+constexpr bool isInt64(TypeKind kind) {
+  return kind == kindInt64 || kind == kindUnsignedInt64;
+}
+constexpr bool isCharKind(TypeKind kind) {
+  return kind >= kindChar && kind <= kindUnsignedChar;
+}
 
-// Qualifiers, in pointer types, in nodes and in the reader of declarations.
-enum Qualifier : uint32_t { constQualifier = 1, volatileQualifier = 2, bothQualifiers = 3 };
+// The unsigned kind of an integer kind that has one.
+constexpr TypeKind unsignedOf(TypeKind kind) {
+  return TypeKind(kind + 1);
+}
+static_assert(unsignedOf(kindShort) == kindUnsignedShort && unsignedOf(kindInt) == kindUnsignedInt &&
+              unsignedOf(kindLong) == kindUnsignedLong && unsignedOf(kindInt64) == kindUnsignedInt64 &&
+              unsignedOf(kindSignedChar) == kindUnsignedChar);
 
-// Bits of FunctionType::flags that this program reads or always sets.
+enum Qualifier : Byte { constQualifier = 1, volatileQualifier = 2 };
+
+// Properties of a function. Those of the first group are words of a declarator,
+// which may be that of a pointer as well.
 enum FunctionFlag : uint16_t {
-  variableArguments = 0x0004,
-  noPrototype = 0x0008,
-  anyFunction = 0x0040,
-  constMember = 0x0400,
-  volatileMember = 0x0800
+  zephraClass = 0x0001,
+  zephraReturn = 0x0002,
+  nakedFunction = 0x0004,
+  importedName = 0x0008,
+  exportedName = 0x0010,
+  pascalImplementation = 0x0020,
+  msReturn = 0x0040,
+  selectAny = 0x0080,
+
+  variableArguments = 0x0100,
+  constMember = 0x0200,  // the result was told to be const, or volatile
+  volatileMember = 0x0400
 };
 
-// Calling conventions.
 enum Convention : Byte {
-  conventionNone = 0,
-  conventionCdecl = 1,
-  conventionPascal = 2,
-  conventionFastcall = 3,
-  conventionFortran = 4,
-  conventionStdcall = 5,
-  conventionMsFastcall = 8
+  conventionNone,
+  conventionCdecl,
+  conventionPascal,
+  conventionFastcall,
+  conventionFortran,
+  conventionStdcall,
+  conventionMsFastcall
 };
 
 struct TypeNode;
 
-// One type of a throw clause.
-struct ThrowEntry {
-  TypeNode* type;
-  uint32_t qualifiers;
-  ThrowEntry* next;
-};
-
-// A pointer; unique for its contents.
 struct PointerType {
-  TypeNode* target;
-  TypeNode* next;       // in the chain of its bucket
-  uint32_t qualifiers;  // of the object pointed to
-  Byte width;           // 4 for a pointer to data, 0 to a function or for thread data
+  TypeNode* next;    // the next pointer type to the same type
+  Byte qualifiers;   // Qualifier bits of the object pointed to
+  bool toPlainData;  // it points to data, and not to thread data
 };
 
-// An array; two equal ones are two nodes.
 struct ArrayType {
-  TypeNode* element;
   uint32_t count;  // 0 for an unknown bound
-  Byte qualifiers;
 };
 
-// A function; a parameter list is checked and dropped, so it holds none.
+// A parameter list is checked and dropped, so a function holds none.
 struct FunctionType {
-  TypeNode* result;
-  ThrowEntry* throwSpec;
-  uint16_t flags;
-  Byte convention;
+  uint16_t flags;  // FunctionFlag bits
+  Convention convention;
 };
 
-// A type. Never changed once it is made, but for the throw clause of a function.
+// A type. Nothing but the list of its pointer types changes once it is made.
 struct TypeNode {
-  int16_t kind;  // TypeKind; it tells which of the others is valid, none for a basic type
+  TypeKind kind;       // it tells which of the records below is valid, none for a basic type
+  TypeNode* inner;     // what it points to, its element or its result; null for a basic type
+  TypeNode* pointers;  // the pointer types to this type
   union {
     PointerType pointer;
     ArrayType array;
@@ -156,37 +177,33 @@ struct TypeNode {
   };
 };
 
-// The basic types by kind: 0 to 16, and bool in C++. Valid during a unit.
-extern TypeNode* basicTypes[basicTypeCount];
-
-// The types of plain char and of a wide character.
-extern TypeNode* plainCharType;
-extern TypeNode* wideCharType;
+// The type of `kind`, one of the basic ones. In C plain char is no type of its own:
+// it is the signed one, or the unsigned one with -K.
+TypeNode* basicType(TypeKind kind);
 
 // Makes the basic types anew; the start of a unit.
 void initTypes();
 
 // The one pointer type with these contents.
-TypeNode* internType(Byte width, uint32_t qualifiers, TypeKind kind, TypeNode* target);
+TypeNode* internPointer(bool toPlainData, Byte qualifiers, TypeNode* target);
 
-// The pointer to `target`. `modifier` is 0, or the kind of storage that the
-// pointer reaches.
-TypeNode* makePointerType(Byte modifier, uint32_t qualifiers, TypeNode* target);
+// The pointer to `target`, which is thread data if `isThread` is set.
+TypeNode* makePointerType(bool isThread, Byte qualifiers, TypeNode* target);
 
 // A new array type.
-TypeNode* makeArrayType(Byte qualifiers, TypeNode* element, uint32_t count);
+TypeNode* makeArrayType(TypeNode* element, uint32_t count);
 
-// A new function type; convention 0 is the default one.
-TypeNode* makeFunctionType(uint16_t flags, Byte convention, TypeNode* result);
+// A new function type; conventionNone means the convention of the switches.
+TypeNode* makeFunctionType(uint16_t flags, Convention convention, TypeNode* result);
 
 // The size in bytes, modulo 2^32; 0 where it is unknown.
 uint32_t sizeOfType(const TypeNode* type);
 
 // How two types are compared.
-enum CompatibleMode : int {
-  sameTypes = 0,  // equal
-  usableAs = 1,   // a value reached through the second may be used through the first
-  comparable = 3  // pointers that may be compared
+enum CompatibleMode {
+  sameTypes,  // equal
+  usableAs,   // a value reached through the second may be used through the first
+  comparable  // targets of pointers that may be compared
 };
 
 // True if `a` and `b` agree in the sense of `mode`.

@@ -1,4 +1,4 @@
-// The open conditional groups of the present file. They go with the file: each
+// The open conditional groups of the current file. They go with the file: each
 // has a stack of its own, and what is open at a file's end is dropped there.
 
 #pragma once
@@ -19,14 +19,14 @@ enum ConditionState : Byte {
   conditionElse = 2   // the #else group is being read
 };
 
-// The open groups of the present file, newest first.
+// The open groups of the current file, newest first.
 extern ConditionRecord* condStack;
 
-// Opens a group at the present line.
+// Opens a group at the current line.
 ConditionRecord* pushCondition(ConditionState state);
 
 // Closes the newest group, if there is one.
 void popCondition();
 
-// Closes all groups of the present file.
+// Closes all groups of the current file.
 void dropConditions();

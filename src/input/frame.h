@@ -45,9 +45,9 @@ inline bool isFileFrame(const InputFrame* frame) {
 // One argument of a macro call.
 struct ArgumentNode {
   ArgumentNode* next;    // in the order of the call
-  Byte* rawText;         // as written, with marks; a NUL stands in front of it too
-  uint32_t rawLength;    // of rawText, without the NUL behind it
-  Byte expandedText[1];  // after expansion; the text goes on behind the record
+  Byte* rawText;         // as written, with marks; a NUL stands before it too
+  uint32_t rawLength;    // of rawText, without the NUL after it
+  Byte expandedText[1];  // after expansion; the text goes on after the record
 };
 
 // A macro's body or an argument's text while it is read.
@@ -58,8 +58,8 @@ struct MacroFrame : InputFrame {
 };
 
 // An open source file. Its block of fileFrameSize bytes goes on with the read
-// buffer; in front of that stands the last byte of the block before, so that two
-// steps back are possible behind a refill.
+// buffer; before that stands the last byte of the block before, so that two
+// steps back are possible after a refill.
 struct FileFrame : InputFrame {
   int handle;                        // while kind is frameFile
   const char* openName;              // the name that it was opened under
@@ -84,7 +84,7 @@ constexpr uint32_t fileReadSize = 0x3E00;
 #endif
 
 static_assert(sizeof(FileFrame) + 1 + fileReadSize + 1 <= fileFrameSize,
-              "the read buffer and the NUL behind it fit the block");
+              "the read buffer and the NUL after it fit the block");
 static_assert(std::is_trivially_destructible_v<FileFrame> && std::is_trivially_destructible_v<MacroFrame>);
 
 constexpr uint32_t includeDepthLimit = 1000;
@@ -97,7 +97,7 @@ extern uint32_t includeDepth;        // file frames on the stack
 
 // The next character where the fast path has none. The end of the input is no
 // special value but the character 0x1A, again and again. Leaves the character
-// directly in front of the cursor, so one step back is always legal.
+// directly before the cursor, so one step back is always legal.
 [[gnu::noinline]] Byte refillChar();
 
 // The next character of the input.
@@ -120,8 +120,8 @@ inline void ungetIfPossible() {
 }
 
 // Steps back over the character read last and over `c`, which was read before it
-// when the cursor then stood at `behind`.
-void ungetTwo(Byte c, const Byte* behind);
+// when the cursor then stood at `after`.
+void ungetTwo(Byte c, const Byte* after);
 
 // A line end has been read: takes the other half of a pair, and no more.
 void passPairedLineEnd(Byte c);
@@ -135,13 +135,13 @@ void pushFrame(InputFrame* frame);
 void popFrame();
 
 // Reads `length` bytes of `text` next. The text is not copied; a NUL must stand
-// behind it.
+// after it.
 void pushTextFrame(const Byte* text, size_t length);
 
 // The same with a copy of the text, which lives as long as its frame.
 void pushTextCopy(const Byte* text, size_t length);
 
-// Result of pushSourceFile. Behind `unreadable` a search goes no further: the file
+// Result of pushSourceFile. After `unreadable` a search goes no further: the file
 // may be there, and one of the same name elsewhere may be the wrong one.
 enum PushResult : int { notFound = 0, pushed = 1, skipped = 2, unreadable = 3 };
 
@@ -159,7 +159,7 @@ bool popSourceFile(bool quiet);
 void resetInputStack();
 
 // A reader other than the scanner has consumed the Ctrl-Z that ends the file on
-// top: what stands behind it is not read, and the file's end is delivered again.
+// top: what stands after it is not read, and the file's end is delivered again.
 void endCurrentFile();
 
 // Opens a file, closing outer files of the stack while there are too many. Gives a

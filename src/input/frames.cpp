@@ -4,7 +4,7 @@
 // its own frame; when it ends, the buffer is given the text "line feed, Ctrl-Z",
 // so every file ends in a line end and then in the end-of-text byte, whether or
 // not its last line has one. In the same way every file begins with a line feed
-// pushed in front of it, which puts its first line behind a line end, where the
+// pushed before it, which puts its first line after a line end, where the
 // scanner looks for directives.
 
 #include "input/frame.h"
@@ -28,10 +28,10 @@ constinit const Byte* inputLimit = nullptr;
 constinit FileFrame* currentFileFrame = nullptr;
 constinit uint32_t includeDepth = 0;
 
-// What is read behind the end of all input. The NUL is the byte at the limit.
+// What is read after the end of all input. The NUL is the byte at the limit.
 static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
 
-// What a file delivers in front of its first byte.
+// What a file delivers before its first byte.
 static const Byte newFileString[] = {'\n', 0};
 
 static FileFrame* asFile(InputFrame* frame) {
@@ -55,7 +55,7 @@ static Byte beginBlock(FileFrame* frame, uint32_t count) {
   return storage[0];
 }
 
-// What a file delivers behind its last byte: a line end and the end of text.
+// What a file delivers after its last byte: a line end and the end of text.
 static Byte endFile(FileFrame* frame) {
   keepLastByte(frame);
   frame->ended = true;
@@ -71,7 +71,7 @@ static void failUnreadable(const FileFrame* frame) {
   reportFatal(msgCannotOpenInput, frame->openName);
 }
 
-// Opens a suspended file again at the byte behind the block in memory. If it has
+// Opens a suspended file again at the byte after the block in memory. If it has
 // gone, or no handle is to be had, text would be lost without a word: the unit ends.
 static void resumeFile(FileFrame* frame) {
   const int handle = openSourceFile(frame->openName);
@@ -131,9 +131,9 @@ void endCurrentFile() {
   inputCursor = inputLimit;
 }
 
-void ungetTwo(Byte c, const Byte* behind) {
+void ungetTwo(Byte c, const Byte* after) {
   ungetChar();
-  if (inputCursor == behind) {
+  if (inputCursor == after) {
     ungetChar();
     return;
   }
@@ -217,39 +217,40 @@ PushResult refusalOf(int failure) {
   return failure == openFailed ? notFound : unreadable;
 }
 
+// A frame for an open file, of which nothing has been read.
+static FileFrame* makeFileFrame(int handle) {
+  FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame{};
+  frame->kind = frameFile;
+  frame->handle = handle;
+  frame->buffer = frame->storage();
+  frame->storage()[-1] = ' ';
+  frame->storage()[0] = 0;
+  return frame;
+}
+
+// Keeps the including file's place in `frame`, and begins the file `name`.
+static void enterFile(FileFrame* frame, const char* name) {
+  frame->savedFileName = currentFileName;
+  frame->savedLine = currentLine;
+  frame->savedConditions = condStack;
+  condStack = nullptr;
+  frame->openName = memCopy(name, std::strlen(name));
+  currentFileName = frame->openName;
+  currentLine = 0;
+  currentFileFrame = frame;
+  ++includeDepth;
+}
+
 PushResult pushSourceFile(const char* name) {
   if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
   if (handle < 0) return refusalOf(handle);
-
-  ++includeDepth;
-  FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame;
-  frame->kind = frameFile;
-  frame->handle = handle;
-  frame->length = 0;
-  frame->position = 0;
-  frame->buffer = frame->storage();
-  frame->storage()[-1] = ' ';
-  frame->storage()[0] = 0;
+  FileFrame* const frame = makeFileFrame(handle);
   pushFrame(frame);
-  currentFileFrame = frame;
-
-  frame->savedFileName = currentFileName;
-  frame->savedLine = currentLine;
-  frame->savedConditions = condStack;
-  condStack = nullptr;
-  frame->bytesBefore = 0;
-  frame->guardFirstLine = 0;
-  frame->guardLastLine = 0;
-  frame->headerFlag = false;
-  frame->ended = false;
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     countHeader(name, currentFileName);
-
-  frame->openName = memCopy(name, std::strlen(name));
-  currentFileName = frame->openName;
-  currentLine = 0;
+  enterFile(frame, name);
   pushTextFrame(newFileString, 1);
   return pushed;
 }

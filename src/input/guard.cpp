@@ -45,7 +45,7 @@ void resetGuards() {
   notDefinedEntry = nullptr;
 }
 
-// Ignores the case of letters, as the comparison behind it does.
+// Ignores the case of letters, as the comparison after it does.
 static uint32_t fileNameHash(const char* name) {
   uint32_t sum = 0;
   for (; *name != 0; ++name) sum += uint32_t(Byte(*name) & ~0x20U) - 1;

@@ -1,5 +1,5 @@
 // The fast guard: a header that is one #ifndef group is not read again while its
-// macro is defined. Also the per-file statistics behind -Ss and -Sg.
+// macro is defined. Also the per-file statistics of -Ss and -Sg.
 
 #pragma once
 

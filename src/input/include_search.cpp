@@ -40,7 +40,7 @@ static PushResult tryDirList(const DirNode* list, const char* name, TryFile tryF
 
 // Tries `name` in the directory of the file `base`, unless that is the directory
 // of `refused`, where it has just been tried.
-static PushResult tryBeside(const char* base, const char* refused, const char* name, TryFile tryFile) {
+static PushResult tryDirectoryOf(const char* base, const char* refused, const char* name, TryFile tryFile) {
   if (base == nullptr) return notFound;
   const size_t pathLength = splitPath(base).nameStart;
   if (refused != nullptr && splitPath(refused).nameStart == pathLength &&
@@ -54,23 +54,23 @@ static PushResult tryBeside(const char* base, const char* refused, const char* n
   return tryFile(path);
 }
 
-// Tries `name` in the directories of the present file and of all that include it.
-static PushResult tryBesideIncluders(const char* name, TryFile tryFile) {
+// Tries `name` in the directories of the current file and of all that include it.
+static PushResult tryIncluderDirectories(const char* name, TryFile tryFile) {
   if (isRootedPath(name)) return notFound;
   const char* tried = currentFileName;
-  const PushResult result = tryBeside(tried, nullptr, name, tryFile);
+  const PushResult result = tryDirectoryOf(tried, nullptr, name, tryFile);
   if (result != notFound) return result;
   for (const InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
     if (!isFileFrame(frame)) continue;
     const char* const includer = static_cast<const FileFrame*>(frame)->savedFileName;
-    const PushResult outer = tryBeside(includer, tried, name, tryFile);
+    const PushResult outer = tryDirectoryOf(includer, tried, name, tryFile);
     if (outer != notFound) return outer;
     tried = includer;
   }
   return notFound;
 }
 
-// Cuts the base name to 8 characters and puts `extension` behind it.
+// Cuts the base name to 8 characters and puts `extension` after it.
 static void setExtension(char* name, const PathParts& parts, const char* extension, size_t length) {
   const size_t base = parts.extension - parts.nameStart;
   char* const target = name + parts.nameStart + (base < 8 ? base : 8);
@@ -98,11 +98,11 @@ static bool addHeaderExtension(char* name) {
 // One pass of the search. `headerFlag` is set where a <...> name gets its ".h".
 static PushResult tryIncludePlaces(char* name, bool quoted, bool& headerFlag) {
   PushResult result = notFound;
-  if (quoted && optionImage.searchIncluders != 0) result = tryBesideIncluders(name, pushSourceFile);
-  if (result == notFound && (quoted || isRootedPath(name) || optionImage.includeGiven == 0))
+  if (quoted && optionImage.searchIncluders) result = tryIncluderDirectories(name, pushSourceFile);
+  if (result == notFound && (quoted || isRootedPath(name) || !optionImage.includeGiven))
     result = pushSourceFile(name);
   if (result == notFound && !quoted) {
-    if (optionImage.mfcCompat != 0) result = tryBesideIncluders(name, pushSourceFile);
+    if (optionImage.mfcCompat != 0) result = tryIncluderDirectories(name, pushSourceFile);
     if (result == notFound) result = tryDirList(includeDirs.first, name, pushSourceFile);
     if (result == notFound && addHeaderExtension(name)) headerFlag = true;
   }
@@ -171,13 +171,13 @@ static PushResult tryPath(const char* name) {
 // One pass of the search for a library.
 static PushResult tryLibraryPlaces(const char* name, bool quoted) {
   PushResult result = notFound;
-  if (quoted && optionImage.searchIncluders != 0) result = tryBesideIncluders(name, tryLibrary);
-  if (result == notFound && (quoted || isRootedPath(name) || optionImage.includeGiven == 0))
+  if (quoted && optionImage.searchIncluders) result = tryIncluderDirectories(name, tryLibrary);
+  if (result == notFound && (quoted || isRootedPath(name) || !optionImage.includeGiven))
     result = tryLibrary(name);
   if (result == notFound) result = tryPath(name);
   if (result == notFound) result = tryDirList(libraryDirs.first, name, tryLibrary);
   if (result == notFound && !quoted && optionImage.mfcCompat != 0)
-    result = tryBesideIncluders(name, tryLibrary);
+    result = tryIncluderDirectories(name, tryLibrary);
   return result == notFound ? tryDirList(includeDirs.first, name, tryLibrary) : result;
 }
 

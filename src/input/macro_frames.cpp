@@ -16,8 +16,8 @@ constinit const Byte* pendingText = nullptr;
 // Frames to be used again.
 static constinit MacroFrame* freeMacroFrames = nullptr;
 
-// Bytes of `text` in front of the first control byte. A Ctrl-Z counts as one
-// behind the first stretch only.
+// Bytes of `text` before the first control byte. A Ctrl-Z counts as one
+// after the first stretch only.
 VSP_INLINE uint32_t plainStretch(const Byte* text, bool first) {
   const Byte* end = text;
   while (*end != 0 && *end < 0x80 && (first || *end != endOfTextByte)) ++end;
@@ -51,7 +51,7 @@ static void pushArgumentText(const Byte* text) {
 }
 
 // A string that nobody has read yet may still want the text of an argument that
-// is about to go: the expressions of directives leave such strings behind.
+// is about to go: the expressions of directives leave such strings.
 VSP_COLD static void keepPendingText(const ArgumentNode* node) {
   const Byte* const end = node->rawText + node->rawLength;
   if (pendingText >= node->rawText && pendingText <= end)
@@ -125,7 +125,7 @@ static int takeStringize(MacroFrame* frame, const Byte* control) {
   return noCharacter;
 }
 
-// A parameter: its text is read expanded, but in front of a paste.
+// A parameter: its text is read expanded, but before a paste.
 static int takeParameter(MacroFrame* frame, const Byte* control) {
   const ArgumentNode* const node = argumentOf(frame, control[0]);
   advanceStretch(frame, control + 1);

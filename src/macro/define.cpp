@@ -67,7 +67,7 @@ static bool readBodyHash(Byte terminator) {
   return false;
 }
 
-// A backslash in a body that begins no splice, and the byte behind it.
+// A backslash in a body that begins no splice, and the byte after it.
 static void readBodyBackslash() {
   const Byte c = nextChar();
   if (tokenText.room() < 2) return;
@@ -75,20 +75,20 @@ static void readBodyBackslash() {
   tokenText.appendEscaped(c);
 }
 
-// Collects a body without parameters into tokenText; `terminator` is ')' behind
+// Collects a body without parameters into tokenText; `terminator` is ')' after
 // an empty parameter list. The line end stays unread.
 static void readObjectBody(Byte terminator) {
   lineMode = true;
   tokenText.clear();
-  bool behindPaste = false;  // blanks there are dropped
+  bool afterPaste = false;  // blanks there are dropped
   for (;;) {
     const Byte c = nextChar();
     if (isBlank(c) || (c == '/' && passComment())) {
-      if (!behindPaste) tokenText.appendBlank();
+      if (!afterPaste) tokenText.appendBlank();
       continue;
     }
     if (c == '\\' && passSplice()) continue;
-    behindPaste = false;
+    afterPaste = false;
     if (isLineEnd(c)) {
       ungetChar();
       break;
@@ -100,7 +100,7 @@ static void readObjectBody(Byte terminator) {
     } else if (c == '\\') {
       readBodyBackslash();
     } else if (c == '#') {
-      behindPaste = readBodyHash(terminator);
+      afterPaste = readBodyHash(terminator);
     } else {
       tokenText.appendEscaped(c);
     }
@@ -149,7 +149,7 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
   tokenText.rewind();
 }
 
-// The NUL that ends the text in tokenText: one behind an escape is part of it.
+// The NUL that ends the text in tokenText: one after an escape is part of it.
 static Byte* endOfBody() {
   Byte* end = tokenText.bytes;
   while (*end != 0) end += *end == escapeMark ? 2 : 1;
@@ -181,7 +181,7 @@ TrimmedBody trimBody() {
 
 // --- The store ---
 
-// Bytes that the names of `parameters` take behind a record.
+// Bytes that the names of `parameters` take after a record.
 static uint32_t sizeOfNames(const ParameterNode* parameters) {
   uint32_t size = 0;
   for (; parameters != nullptr; parameters = parameters->next) size += parameters->length + 1;
@@ -229,7 +229,7 @@ static void noteDefinition(const char* word, const IdentEntry* entry) {
 // macroBodyLength bytes with a NUL after them.
 static void storeMacro(const Name& name, Byte paramByte, const ParameterNode* parameters, const Byte* body) {
   IdentEntry* const entry = findEntry(name);
-  if (optionImage.showDefines != 0) noteDefinition("/* define ", entry);
+  if (optionImage.showDefines) noteDefinition("/* define ", entry);
   const bool names = optionImage.languageLevel == levelAnsi && paramByte != 0 && paramByte != objectLike;
   const uint32_t extra = names ? sizeOfNames(parameters) : 0;
   if (entry->isMacro()) {
@@ -303,7 +303,7 @@ static bool readParameters(Byte c, Definition& definition) {
 
 // Turns the references of the collected body, which count from the last
 // parameter, round to count from the first, and looks at the operators. False
-// if a '#' stands in front of anything but a parameter.
+// if a '#' stands before anything but a parameter.
 static bool numberParameters(Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
   for (Byte* text = tokenText.bytes; *text != 0; ++text) {
@@ -339,7 +339,7 @@ static bool readFunctionBody(Definition& definition) {
   return numberParameters(definition);
 }
 
-// Reads what stands behind the name; `c` is the byte there. False if there is no
+// Reads what stands after the name; `c` is the byte there. False if there is no
 // definition.
 static bool readDefinition(Byte c, Definition& definition) {
   definition.paramByte = objectLike;
@@ -403,7 +403,7 @@ void undefDirective(Byte c) {
   }
   IdentEntry* const entry = findEntry(name);
   entry->macroBody = noMacro;
-  if (optionImage.showDefines != 0) noteDefinition("/* undef ", entry);
+  if (optionImage.showDefines) noteDefinition("/* undef ", entry);
 }
 
 // --- Definitions of the command line ---

@@ -5,7 +5,7 @@
 #include "base.h"
 #include "names/names.h"
 
-// Handlers of #define and #undef; `c` is the first significant character behind
+// Handlers of #define and #undef; `c` is the first significant character after
 // the directive's name. May change the input stack.
 void defineDirective(Byte c);
 void undefDirective(Byte c);

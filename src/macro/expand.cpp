@@ -6,6 +6,7 @@
 // result into a node. A name that is no macro when it is collected is marked, so
 // that it stays as it is for the rest of its life in that argument.
 
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -28,7 +29,7 @@
 #include "scanner/upcalls.h"
 
 // Where the expanded text of the innermost argument begins, while it is made.
-static constinit Byte* expansionStart = tokenText.bytes;
+static constinit Byte* expansionStart = nullptr;
 
 // --- Arguments ---
 
@@ -51,7 +52,7 @@ static void collectName(Byte c, bool afterBackslash) {
   takeName(name.length, !entry->isMacro() && !reserved && !afterBackslash);
 }
 
-// The byte behind one that takes the next along, whatever that is. A line end of
+// The byte after one that takes the next along, whatever that is. A line end of
 // two bytes is one: it is counted when the argument's text is read.
 static Byte nextTakenByte() {
   const Byte c = nextChar();
@@ -84,6 +85,48 @@ static void collectOther(Byte c, bool afterBackslash) {
   }
 }
 
+// What a byte means to the reader of an argument's text.
+enum ArgumentByte : Byte {
+  argumentOther,      // a name, a double-byte character, or copied as it stands
+  argumentOpen,       // '('
+  argumentClose,      // ')'
+  argumentComma,      // ','
+  argumentQuote,      // a quote of either kind
+  argumentBlank,      // a space or tab
+  argumentLineEnd,    // CR and LF
+  argumentSlash,      // '/', perhaps of a comment
+  argumentBackslash,  // '\\', perhaps of a splice
+  argumentMark,       // a control byte that is kept
+  argumentEscape,     // the escape: the byte after it is an ordinary one
+  argumentEnd         // Ctrl-Z
+};
+
+constexpr std::array<Byte, 256> argumentBytes = [] {
+  std::array<Byte, 256> table{};
+  table['('] = argumentOpen;
+  table[')'] = argumentClose;
+  table[','] = argumentComma;
+  table['"'] = table['\''] = argumentQuote;
+  table[' '] = table['\t'] = argumentBlank;
+  table['\r'] = table['\n'] = argumentLineEnd;
+  table['/'] = argumentSlash;
+  table['\\'] = argumentBackslash;
+  table[noExpandCode] = table[endOfBodyMark] = argumentMark;
+  table[escapeMark] = argumentEscape;
+  table[endOfTextByte] = argumentEnd;
+  return table;
+}();
+
+// A backslash in an argument. True if it stands for itself and not for a splice.
+static bool collectBackslash() {
+  if (passSplice()) {
+    tokenText.appendBlank();
+    return false;
+  }
+  tokenText.append('\\');
+  return true;
+}
+
 // Reads one argument's text as it is written, up to the ',' or ')' that ends it
 // or to the end of the text; returns that byte.
 static Byte collectRawText() {
@@ -91,53 +134,36 @@ static Byte collectRawText() {
   bool afterBackslash = false;
   *tokenText.end = 0;
   for (;;) {
-    Byte c = nextChar();
+    const Byte c = nextChar();
     const bool marked = afterBackslash;
     afterBackslash = false;
-    switch (c) {
-      case '(':
+    switch (argumentBytes[c]) {
+      case argumentOpen:
         ++depth;
         tokenText.append(c);
         break;
-      case ')':
+      case argumentClose:
         if (depth == 0) return c;
         --depth;
         tokenText.append(c);
         break;
-      case ',':
+      case argumentComma:
         if (depth == 0) return c;
         tokenText.append(c);
         break;
-      case '"':
-      case '\'': copyLiteral(true, appendLiteralByte, c); break;
-      case '\n':
-      case '\r':
-        countNewline(c);
-        tokenText.appendBlank();
-        break;
-      case ' ':
-      case '\t': tokenText.appendBlank(); break;
-      case '/':
+      case argumentQuote: copyLiteral(true, appendLiteralByte, c); break;
+      case argumentLineEnd: countNewline(c); [[fallthrough]];
+      case argumentBlank: tokenText.appendBlank(); break;
+      case argumentSlash:
         if (passComment())
           tokenText.appendBlank();
         else
           tokenText.append(c);
         break;
-      case '\\':
-        if (passSplice()) {
-          tokenText.appendBlank();
-        } else {
-          tokenText.append(c);
-          afterBackslash = true;
-        }
-        break;
-      case endOfTextByte: return c;
-      case noExpandCode:
-      case endOfBodyMark: tokenText.append(c); break;
-      case escapeMark:
-        c = nextTakenByte();
-        collectOther(c, marked);
-        break;
+      case argumentBackslash: afterBackslash = collectBackslash(); break;
+      case argumentMark: tokenText.append(c); break;
+      case argumentEscape: collectOther(nextTakenByte(), marked); break;
+      case argumentEnd: return c;
       default: collectOther(c, marked); break;
     }
   }
@@ -154,7 +180,7 @@ struct CollectedArgument {
 };
 
 // Copies the raw text that ends at the end of tokenText, without spaces at its ends, to
-// a block of its own, with a NUL in front and the end-of-text byte behind.
+// a block of its own, with a NUL before it and the end-of-text byte after it.
 static void keepRawText(const Byte* start, CollectedArgument& argument) {
   const Byte* end = tokenText.end;
   while (start < end && *start == ' ') ++start;
@@ -173,6 +199,7 @@ static void keepRawText(const Byte* start, CollectedArgument& argument) {
 // mark belongs to a name, and no other byte means anything to the copying
 // scanner. Most arguments are so.
 static bool expandsToItself(const Byte* text, uint32_t length) {
+  if constexpr (!fastPaths) return false;
   bool marked = false;
   for (const Byte* const end = text + length; text < end; ++text) {
     const Byte c = *text;
@@ -217,7 +244,7 @@ VSP_COLD static void endInnerText() {
 // frame is then gone. May change the input stack.
 static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
   if (code == tokEndOfLine && !lineMode) {
-    // Behind an unterminated literal: the line end is still to be counted.
+    // After an unterminated literal: the line end is still to be counted.
     ungetChar();
     return false;
   }
@@ -302,7 +329,7 @@ static void expandRawText(const CollectedArgument& argument) {
     scanRawText(argument);
   noExpandMark = false;
   if (argument.cut || tokenText.isFull()) reportError(msgExpansionTooLong);
-  // The byte behind the argument is looked at and stepped back over: marks in
+  // The byte after the argument is looked at and stepped back over: marks in
   // front of it are taken here.
   nextChar();
   ungetChar();
@@ -372,7 +399,7 @@ static Byte findOpenParen() {
   return c;
 }
 
-// Reads the arguments behind the '(' of a call into `list`. True if there are
+// Reads the arguments after the '(' of a call into `list`. True if there are
 // `count` of them.
 static bool collectArguments(int count, ArgumentNode*& list) {
   const bool first = skipSpace() != ')';
@@ -418,7 +445,7 @@ static bool expandMacro(IdentEntry* entry) {
   return true;
 }
 
-// The `defined` operator, behind its name: reads the name that it asks for
+// The `defined` operator, after its name: reads the name that it asks for
 // straight from the input, so that no macro expands. Returns '0' or '1'.
 static Byte definedOperator() {
   Byte c = skipSpace();

@@ -26,7 +26,7 @@ static void defineIfAbsent(const Byte* body, const Byte* name) {
 }
 
 void installPredefinedMacros() {
-  const OptionImage& o = optionImage;
+  const OptionImage& options = optionImage;
 #define PREDEFINED(name, value, condition) \
   if (condition) defineIfAbsent(asBytes(value "\xFB"), asBytes(name));
 #include "macro/predefined.def"
@@ -43,7 +43,7 @@ static Byte beginString(const char* text, size_t length) {
   return '"';
 }
 
-// The name of the present file; what is a separator there is an escape in a
+// The name of the current file; what is a separator there is an escape in a
 // string, so it is doubled.
 static Byte expandFileName() {
   Byte* const start = tokenText.end;

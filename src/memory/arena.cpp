@@ -34,7 +34,7 @@ VSP_COLD static void addArenaChunk(Arena& arena, size_t need) {
   useChunk(arena, chunk);
 }
 
-// Releases `chunk` and all behind it.
+// Releases `chunk` and all after it.
 static void releaseFrom(ArenaChunk* chunk) {
   while (chunk != nullptr) {
     ArenaChunk* const next = chunk->next;

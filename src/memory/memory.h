@@ -38,7 +38,7 @@ Record* permRecord() {
   return new (permAlloc(sizeof(Record))) Record;
 }
 
-// A copy of `length` bytes of `text` with a NUL behind them, for the run.
+// A copy of `length` bytes of `text` with a NUL after them, for the run.
 char* permCopy(const char* text, size_t length);
 
 // A block of `size` bytes.
@@ -47,7 +47,7 @@ void* memAlloc(uint32_t size);
 // Gives a block of memAlloc back; null is ignored.
 void memFree(void* block);
 
-// A copy of `length` bytes of `text` with a NUL behind them, until the unit ends.
+// A copy of `length` bytes of `text` with a NUL after them, until the unit ends.
 char* memCopy(const char* text, size_t length);
 
 // Sets the SAVE region up; empties it. The region is one range of addresses
@@ -60,13 +60,13 @@ constexpr size_t saveRegionSize = 0x4000000;  // 64 MiB, the limit of a unit
 
 extern Byte* saveBase;       // start of the region, null before initSAVEmem
 extern Byte* saveCursor;     // first byte not given out yet
-extern Byte* saveCommitEnd;  // first byte behind the committed part
+extern Byte* saveCommitEnd;  // first byte after the committed part
 extern bool saveClear;       // set when the first unit starts: blobs are cleared
 
 // `size` cleared bytes of the region.
 void* allocateSAVEblob(uint32_t size);
 
-// Commits `size` more bytes behind saveCommitEnd, rounded up to the commit unit.
+// Commits `size` more bytes after saveCommitEnd, rounded up to the commit unit.
 void commitSAVEspace(size_t size);
 
 // Cuts `size` bytes, rounded up to a multiple of 8, off the region: the hot

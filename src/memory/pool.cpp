@@ -65,7 +65,7 @@ static_assert(classFor(0x80000008) == 37 && classFor(0x80000009) == 38 && classF
 struct PoolChunk {
   PoolChunk* next;   // an older chunk
   size_t size;       // of the whole chunk, in bytes
-  size_t freeBytes;  // behind `cursor`
+  size_t freeBytes;  // after `cursor`
   Byte* cursor;      // where the next block begins
 };
 constexpr size_t chunkHeadSize = sizeof(PoolChunk) + 4;
@@ -97,7 +97,7 @@ static void emptyChunk(PoolChunk* chunk) {
   poisonMemory(start + sizeof(PoolChunk), chunk->size - sizeof(PoolChunk));
 }
 
-// Puts a chunk that holds a block of `blockSize` bytes in front of the others.
+// Puts a chunk that holds a block of `blockSize` bytes before the others.
 VSP_COLD static void addChunk(size_t blockSize) {
   const size_t size = (blockSize + chunkHeadSize + chunkRounding - 1) & ~(chunkRounding - 1);
   PoolChunk* const chunk = new (low_level_get(size)) PoolChunk{newestChunk, size, 0, nullptr};
@@ -107,7 +107,7 @@ VSP_COLD static void addChunk(size_t blockSize) {
 
 // Cuts a block of class `index` off the newest chunk with room.
 static Byte* cutBlock(uint32_t index) {
-  // The last class is no multiple of 8; the block behind it must be aligned.
+  // The last class is no multiple of 8; the block after it must be aligned.
   const size_t blockSize = (size_t{sizeClass[index]} + 7) & ~size_t{7};
   for (;;) {
     for (PoolChunk* chunk = newestChunk; chunk != nullptr; chunk = chunk->next) {

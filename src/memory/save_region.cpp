@@ -24,7 +24,7 @@
 constexpr uintptr_t preferredBase = 0x8000000;
 constexpr size_t backingStep = 0x40000;   // asked of the system at once, where the region has it
 constexpr size_t keptBacking = 0x100000;  // stays usable when a unit ends
-constexpr size_t unusedHead = 16;         // in front of the first bytes given out
+constexpr size_t unusedHead = 16;         // before the first bytes given out
 
 constinit Byte* saveBase = nullptr;
 constinit Byte* saveCursor = nullptr;

@@ -78,6 +78,7 @@ bool isSpelled(const Name& name, const char (&text)[size]) {
 // overlap, beat a call; the last ones go first, since names that share a chain
 // often differ in their last digits alone.
 VSP_INLINE bool isSameText(const Byte* a, const Byte* b, uint32_t length) {
+  if constexpr (!fastPaths) return std::memcmp(a, b, length) == 0;
   if (length >= 8) {
     uint64_t x, y;
     for (uint32_t i = length - 8; i != 0; i = i > 8 ? i - 8 : 0) {
@@ -132,7 +133,7 @@ enum DynamicName : Byte {
 // Which dynamic name this is; __STDC__ is one in strict mode, __cplusplus in C++.
 DynamicName dynamicNameOf(const Name& name);
 
-// The test behind `defined`: a macro or a dynamic name.
+// The test that `defined` makes: a macro or a dynamic name.
 bool isDefined(const Name& name);
 
 // How many characters of a name count in this unit.

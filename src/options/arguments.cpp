@@ -1,6 +1,6 @@
 // Response files and the configuration file.
 //
-// A response file is compacted where it stands: its tokens, each with a NUL behind
+// A response file is compacted where it stands: its tokens, each with a NUL after
 // it, move to the front of the block, over what has been read. The new argument
 // vector points into the blocks, so nothing of this is released. Two passes work
 // on the text. The first takes quotes and comments out; the second looks for the
@@ -35,7 +35,7 @@ constexpr uint32_t textStartSize = 4096;
 struct ResponseText {
   ResponseText* next;
   Byte* text;
-  Byte* end;  // behind the last NUL
+  Byte* end;  // after the last NUL
 };
 
 // Where the configuration text is read.
@@ -68,7 +68,7 @@ static Byte* growText(Byte* block, uint32_t& capacity) {
 }
 
 // Reads the rest of the open file `name` into a block of memAlloc, with the
-// end-of-text byte behind its `length` bytes. The size of a pipe is not known
+// end-of-text byte after its `length` bytes. The size of a pipe is not known
 // before, so the block grows as needed.
 static Byte* readAll(int handle, const char* name, size_t& length) {
   uint32_t capacity = textStartSize;
@@ -110,7 +110,7 @@ static Byte* compactToken(const Byte*& from, Byte* to) {
 }
 
 // Compacts the text of a response file, which ends in the end-of-text byte: each
-// token with a NUL behind it. Returns the end of the result. The copy never gets
+// token with a NUL after it. Returns the end of the result. The copy never gets
 // ahead of the reading, since each token is followed by at least one byte.
 static Byte* compactResponse(Byte* text) {
   const Byte* from = text;
@@ -130,7 +130,7 @@ static Byte* compactResponse(Byte* text) {
   }
 }
 
-// The next token of a compacted text, with `cursor` moved behind it; null at the end.
+// The next token of a compacted text, with `cursor` moved after it; null at the end.
 static char* nextResponseToken(Byte*& cursor, const Byte* end) {
   for (;;) {
     while (cursor < end && (isBlank(*cursor) || *cursor == 0)) ++cursor;

@@ -1,7 +1,7 @@
 // What the switches do.
 //
-// Most switches write one byte of OptionImage, at the offset that their row gives;
-// the others have a handler of their own. A number in a switch is read as far as
+// Most switches write one field of OptionImage, which their row names; the others
+// have a handler of their own. A number in a switch is read as far as
 // its digits go. A value that doesn't fit 32 bits stops at the largest, so it is
 // out of every range that is checked.
 
@@ -18,14 +18,12 @@
 #include "options/options.h"
 #include "options/search_lists.h"
 
-// The byte that a row writes.
-static Byte& byteOf(const OptionRow& row) {
-  return reinterpret_cast<Byte*>(&optionImage)[row.target];
-}
-
-// The text that a row writes.
-static const char*& textOf(const OptionRow& row) {
-  return *reinterpret_cast<const char**>(reinterpret_cast<Byte*>(&optionImage) + row.target);
+// Stores a number into the field of a row, a flag or a byte.
+static void storeValue(const OptionRow& row, uint32_t value) {
+  if (row.field.kind == OptionField::flag)
+    row.field.flagOf(optionImage) = value != 0;
+  else
+    row.field.numberOf(optionImage) = Byte(value);
 }
 
 // The decimal number at the start of `text`.
@@ -44,24 +42,24 @@ static bool readSign(const char* rest, bool& on) {
 bool flagSwitch(const char* rest, const OptionRow& row) {
   bool on;
   if (!readSign(rest, on)) return false;
-  byteOf(row) = on;
+  row.field.flagOf(optionImage) = on;
   return *rest == 0 || rest[1] == 0;
 }
 
 bool inverseFlag(const char* rest, const OptionRow& row) {
   bool on;
   if (!readSign(rest, on)) return false;
-  byteOf(row) = !on;
+  row.field.flagOf(optionImage) = !on;
   return true;
 }
 
 bool setValue(const char*, const OptionRow& row) {
-  byteOf(row) = Byte(row.value);
+  storeValue(row, row.value);
   return true;
 }
 
 bool setOnly(const char* rest, const OptionRow& row) {
-  byteOf(row) = Byte(row.value);
+  storeValue(row, row.value);
   return *rest == 0;
 }
 
@@ -77,7 +75,7 @@ bool subTable(const char* rest, const OptionRow& row) {
   return parseTable(rest, row.table);
 }
 
-// Length of the quote at the start of `text`: 2 with a backslash in front of it, 0
+// Length of the quote at the start of `text`: 2 with a backslash before it, 0
 // if there is none.
 static size_t quoteLength(const char* text) {
   if (text[0] == '"') return 1;
@@ -90,7 +88,8 @@ bool copyText(const char* rest, const OptionRow& row) {
   size_t close = 0;
   if (length > open && rest[length - 1] == '"') close = length - open > 1 && rest[length - 2] == '\\' ? 2 : 1;
   const bool quoted = open != 0 && close != 0;
-  textOf(row) = quoted ? permCopy(rest + open, length - open - close) : permCopy(rest, length);
+  row.field.textOf(optionImage) =
+      quoted ? permCopy(rest + open, length - open - close) : permCopy(rest, length);
   return true;
 }
 
@@ -100,7 +99,7 @@ bool stripQuotes(const char* rest, const OptionRow& row) {
   for (const char* from = text; *from != 0; ++from)
     if (*from != '"') *to++ = *from;
   *to = 0;
-  textOf(row) = text;
+  row.field.textOf(optionImage) = text;
   return true;
 }
 
@@ -138,7 +137,7 @@ bool identSwitch(const char* rest, const OptionRow& row) {
   uint32_t length = readDecimal(rest);
   if (length == 0) length = longest;
   if (length < shortest || length > longest) return false;
-  byteOf(row) = Byte(length);
+  row.field.numberOf(optionImage) = Byte(length);
   return true;
 }
 
@@ -151,14 +150,14 @@ bool codePageSwitch(const char* rest, const OptionRow&) {
 
 bool outputSwitch(const char* rest, const OptionRow&) {
   switch (*rest) {
-    case 0: optionImage.lineInfo = 1; return true;
-    case '-': optionImage.lineInfo = 0; break;
+    case 0: optionImage.lineInfo = true; return true;
+    case '-': optionImage.lineInfo = false; break;
     case 'c': optionImage.outputFlags |= keepCommentsFlag; break;
     case 'r': optionImage.outputFlags |= readableFlag; break;
     case 's': optionImage.outputFlags |= headerStatisticsFlag; break;
     case 'g': optionImage.outputFlags |= guardDetailsFlag; break;
-    case 'd': optionImage.showDefines = 1; break;
-    case 'k': optionImage.keepOutput = 1; break;
+    case 'd': optionImage.showDefines = true; break;
+    case 'k': optionImage.keepOutput = true; break;
     case '.': return false;
     default: break;
   }
@@ -195,7 +194,7 @@ bool undefineSwitch(const char* rest, const OptionRow&) {
 }
 
 bool includeSwitch(const char* rest, const OptionRow&) {
-  optionImage.includeGiven = 1;
+  optionImage.includeGiven = true;
   addDirs(includeDirs, rest);
   return true;
 }
@@ -220,7 +219,7 @@ static bool readRuntimeLetters(const char* letters) {
   return true;
 }
 
-// The letter of a row stands right in front of the rest.
+// The letter of a row stands right before the rest.
 bool runtimeLetters(const char* rest, const OptionRow&) {
   return readRuntimeLetters(rest - 1);
 }

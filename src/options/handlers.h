@@ -1,12 +1,13 @@
 // The rows that the tables of switches are made of, and the handlers that they
 // name.
 //
-// A handler gets the text behind the character that its row matched, writes what
+// A handler gets the text after the character that its row matched, writes what
 // the switch sets, and tells whether the rest is well-formed.
 
 #pragma once
 
 #include "base.h"
+#include "options/option_image.h"
 
 struct OptionRow;
 using OptionHandler = bool (*)(const char* rest, const OptionRow& row);
@@ -15,11 +16,28 @@ using OptionHandler = bool (*)(const char* rest, const OptionRow& row);
 constexpr uint16_t endOfSwitch = 0;    // the end of the text
 constexpr uint16_t anyLetter = 0x100;  // any character, and the end
 
+// The field of OptionImage that a row writes; its type decides what it may take.
+struct OptionField {
+  enum Kind : Byte { none, number, flag, text };
+
+  Kind kind;
+  union {
+    Byte& (*numberOf)(OptionImage& image);
+    bool& (*flagOf)(OptionImage& image);
+    const char*& (*textOf)(OptionImage& image);
+  };
+
+  constexpr OptionField() : kind(none), numberOf(nullptr) {}
+  constexpr OptionField(Byte& (*access)(OptionImage&)) : kind(number), numberOf(access) {}
+  constexpr OptionField(bool& (*access)(OptionImage&)) : kind(flag), flagOf(access) {}
+  constexpr OptionField(const char*& (*access)(OptionImage&)) : kind(text), textOf(access) {}
+};
+
 struct OptionRow {
   uint16_t letter;         // the character that the row matches, or one of the two above
-  uint16_t target;         // offset in OptionImage of the field written
+  OptionField field;       // none for a handler that knows its fields
   uint32_t value;          // constant for the handler
-  OptionHandler handler;   // null behind the last row of a table
+  OptionHandler handler;   // null after the last row of a table
   const OptionRow* table;  // of subTable, else null
 };
 
@@ -27,7 +45,8 @@ struct OptionRow {
 // of them names that very character and none was refused.
 bool parseTable(const char* text, const OptionRow* table);
 
-// General handlers: the field's value, and what may follow.
+// General handlers: the field's value, and what may follow. The first two take flags,
+// copyText and stripQuotes texts.
 bool flagSwitch(const char* rest, const OptionRow& row);   // "" and "+" 1, "-" 0; nothing follows
 bool inverseFlag(const char* rest, const OptionRow& row);  // 0 and 1 swapped; anything follows
 bool setValue(const char* rest, const OptionRow& row);     // `value`; anything follows

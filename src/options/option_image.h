@@ -44,29 +44,29 @@ struct StoredSwitches {
   Byte wordAlign;               // -a: 0, 2, 4, 8
   Byte optimize;                // -G: 0, 64
   Byte stringMerge;             // -d: 0, 1, 2
-  Byte stringConstants;         // -dc
-  Byte stackCheck;              // -N
-  Byte registerReload;          // -Z
-  Byte intEnums;                // -b
-  Byte standardFrame;           // -k
-  Byte lineNumbers;             // -y
-  Byte autoConvert;             // -Q
-  Byte noAutoregister;          // -X
-  Byte compileOnly;             // -c
+  bool stringConstants;         // -dc
+  bool stackCheck;              // -N
+  bool registerReload;          // -Z
+  bool intEnums;                // -b
+  bool standardFrame;           // -k
+  bool lineNumbers;             // -y
+  bool autoConvert;             // -Q
+  bool noAutoregister;          // -X
+  bool compileOnly;             // -c
   Byte debugInfo[3];            // -v: 0, 1, and 4 for -v4
-  Byte inlineExpand;            // -vi
-  Byte debugOptions[2];         // -vo, -vu
-  Byte browserInfo;             // -R
-  Byte browserText;             // -RT
-  Byte mapFile[3];              // -M; the third is inverse
+  bool inlineExpand;            // -vi
+  bool debugOptions[2];         // -vo, -vu
+  bool browserInfo;             // -R
+  bool browserText;             // -RT
+  bool mapFile[3];              // -M; the third is inverse
   Byte virtualTables;           // -V: 0 to 3
   Byte memberPointers;          // -Vm: 0 to 3
-  Byte memberPrecision;         // -Vmp
-  Byte oldObjects[7];           // -Vv, -Vp, -Vc, -Vt, -Vd, -Vx and one more: all that -Vo turns on
-  Byte oldLanguage[6];          // -Va, -Ve, -VC, -V?, -V!, -Vl
-  Byte exceptionData;           // -x, beside OptionImage::exceptions
-  Byte exceptionKind[5];        // -xds, -xdg, -xp, -xf, -xs
-  Byte trace[22];               // the letters of -=, in the order of their rows; last -= itself
+  bool memberPrecision;         // -Vmp
+  bool oldObjects[7];           // -Vv, -Vp, -Vc, -Vt, -Vd, -Vx and one more: all that -Vo turns on
+  bool oldLanguage[6];          // -Va, -Ve, -VC, -V?, -V!, -Vl
+  bool exceptionData;           // -x, next to OptionImage::exceptions
+  bool exceptionKind[5];        // -xds, -xdg, -xp, -xf, -xs
+  bool trace[22];               // the letters of -=, in the order of their rows; last -= itself
   const char* segmentNames[9];  // -z; null if not given
   const char* assembler;        // -E
   const char* linkerName;       // -e; null if not given
@@ -74,39 +74,38 @@ struct StoredSwitches {
 
 struct OptionImage {
   Byte processor;               // 3 to 6, 0 for none
-  Byte lineInfo;                // markers as comments; 0: #line lines
+  bool lineInfo;                // markers as comments; 0: #line lines
   Byte outputFlags;             // OutputFlag bits
-  Byte showDefines;             // -Sd
-  Byte keepOutput;              // -Sk
+  bool showDefines;             // -Sd
+  bool keepOutput;              // -Sk
   Byte languageLevel;           // LanguageLevel
-  Byte unsignedChar;            // -K
-  Byte nestedComments;          // -C
+  bool unsignedChar;            // -K
+  bool nestedComments;          // -C
   Byte maxIdentLength;          // -i, 8 to 250
   Byte callConvention;          // -p family, 0 to 4
-  Byte threadedApp;             // -tWM
-  Byte viaAssembler;            // -B
-  Byte underscores;             // -u
+  bool threadedApp;             // -tWM
+  bool viaAssembler;            // -B
+  bool underscores;             // -u
   const char* outputDirectory;  // -n, empty if not given
   const char* outputFile;       // -o, null if not given
-  Byte includeGiven;            // any -I
-  Byte forceCplusplus;          // -P with an extension; for one unit, a .cpp name
+  bool includeGiven;            // any -I
+  bool forceCplusplus;          // -P with an extension; for one unit, a .cpp name
   Byte appKind;                 // -tW family
   Byte runtimeKind;             // -tWC and -tD families
   Byte batchFlags;              // BatchFlag bits
-  Byte exceptions;              // -xd
-  Byte memWardFlags[3];         // -vG family
+  bool exceptions;              // -xd
+  bool memWardFlags[3];         // -vG family
   Byte mfcCompat;               // -VF: 0, 3, 4
   uint32_t codePage;            // -CP, 0 for the system's
-  Byte unicodeApp;              // -tWU
-  Byte searchIncluders;         // -VI
+  bool unicodeApp;              // -tWU
+  bool searchIncluders;         // -VI
   Byte packageFlags;            // PackageFlag bits
   StoredSwitches stored;
 };
 
-// It is copied whole around each unit, and the rows of switches hold offsets into it.
 // The compiler's own block has 278 bytes, for one more copy of most settings. No
 // file and no other program sees ours, so it holds each of them once.
-static_assert(std::is_trivially_copyable_v<OptionImage> && std::is_standard_layout_v<OptionImage>);
+static_assert(std::is_trivially_copyable_v<OptionImage>, "it is copied whole around each unit");
 static_assert(sizeof(OptionImage) == (sizeof(void*) == 8 ? 216 : 156));
 
 extern OptionImage optionImage;

@@ -20,12 +20,14 @@
 #include "platform/paths.h"
 
 #define TABLE(name) static constexpr OptionRow name[] = {
-#define ROW(letter, handler, field, value) {letter, offsetof(OptionImage, field), value, handler, nullptr},
-#define DO(letter, handler, value) {letter, 0, value, handler, nullptr},
-#define SUB(letter, table) {letter, 0, 0, subTable, table},
-#define END_TABLE               \
-  { 0, 0, 0, nullptr, nullptr } \
-  }                             \
+#define ROW(letter, handler, field, value)                                                             \
+  {letter, +[](OptionImage& image) -> decltype((image.field)) { return image.field; }, value, handler, \
+   nullptr},
+#define DO(letter, handler, value) {letter, {}, value, handler, nullptr},
+#define SUB(letter, table) {letter, {}, 0, subTable, table},
+#define END_TABLE                \
+  { 0, {}, 0, nullptr, nullptr } \
+  }                              \
   ;
 #include "options/options.def"
 #undef TABLE
@@ -36,17 +38,33 @@
 
 static_assert(sizeof topForms / sizeof topForms[0] == 55 + 1, "a letter was added or lost");
 
+// True if each row's field has the type that its handler writes.
+static constexpr bool fieldsFit(const OptionRow* table) {
+  for (const OptionRow* row = table; row->handler != nullptr; ++row) {
+    const OptionField::Kind kind = row->field.kind;
+    const bool writesFlag = row->handler == flagSwitch || row->handler == inverseFlag;
+    const bool writesText = row->handler == copyText || row->handler == stripQuotes;
+    const bool writesValue = row->handler == setValue || row->handler == setOnly;
+    if (writesFlag && kind != OptionField::flag) return false;
+    if (writesText && kind != OptionField::text) return false;
+    if (writesValue && kind != OptionField::flag && kind != OptionField::number) return false;
+    if (row->table != nullptr && !fieldsFit(row->table)) return false;
+  }
+  return true;
+}
+static_assert(fieldsFit(topForms));
+
 // All fields that aren't named are 0.
 constexpr OptionImage defaultImage = [] {
   OptionImage image = {};
   image.processor = 3;
-  image.lineInfo = 1;
+  image.lineInfo = true;
   image.maxIdentLength = 250;
-  image.underscores = 1;
+  image.underscores = true;
   image.outputDirectory = "";
   image.runtimeKind = 1;
-  image.exceptions = 1;
-  image.searchIncluders = 1;
+  image.exceptions = true;
+  image.searchIncluders = true;
   image.stored.assembler = "vsasm32.exe";
   return image;
 }();
@@ -132,13 +150,13 @@ static void findProgramDirectory(char* buffer, size_t size) {
   buffer[splitPath(buffer).nameStart] = 0;
 }
 
-// One look at the switches in front of the first file name.
+// One look at the switches before the first file name.
 static void readCommandLine(OptionPhase phase, char** argv, int argc) {
   for (int i = 1; i < argc && isSwitchArgument(argv[i]); ++i)
     if (argv[i][0] != '+' && !parseOption(phase, argv[i] + 1)) refuseOption(textCommandLine, argv[i]);
 }
 
-// The name behind the last '+' among these switches; null if there is none.
+// The name after the last '+' among these switches; null if there is none.
 static const char* findConfigArgument(char** argv, int argc) {
   const char* name = nullptr;
   for (int i = 1; i < argc && isSwitchArgument(argv[i]); ++i)
@@ -149,7 +167,7 @@ static const char* findConfigArgument(char** argv, int argc) {
 void optionBootstrap(char** argv, int argc) {
   char directory[programPathSize];
   resetOptions();
-  // Paths are looked at from now on; the surroundings say how their bytes are read.
+  // Paths are looked at from now on; the environment say how their bytes are read.
   buildLeadByteTable();
   optionImage.codePage = 0;
   loadWarnings();

@@ -26,11 +26,11 @@ bool parseOption(OptionPhase phase, const char* text);
 void optionBootstrap(char** argv, int argc);
 
 // True for an argument that is a switch or names a configuration file, in the
-// run of arguments in front of the first file name. An existing file whose
+// run of arguments before the first file name. An existing file whose
 // absolute path begins with '/' is a file name.
 bool isSwitchArgument(const char* argument);
 
-// True for an argument behind the first file name that is a switch.
+// True for an argument after the first file name that is a switch.
 bool isLateSwitch(const char* argument);
 
 // Reports E2075 for `text` with the source's name and ends the process with

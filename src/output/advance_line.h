@@ -1,4 +1,4 @@
-// The end of a line, on its fast road.
+// The end of a line, on its fast path.
 //
 // Every line end of every file is counted, and ends a line of the output. As a
 // rule the next line's marker is that of the line before with another last digit.
@@ -16,8 +16,8 @@ VSP_INLINE void advanceLine() {
   currentLine = messageLine = int32_t(line);
   ++totalLines;
   const size_t room = size_t(output.limit - output.cursor);
-  if (lineMarker.fileName == currentFileName && uint32_t(lineMarker.line) + 1 == line && int32_t(line) > 0 &&
-      !lineStart && lineMarker.length < room) [[likely]] {
+  if (fastPaths && lineMarker.fileName == currentFileName && uint32_t(lineMarker.line) + 1 == line &&
+      int32_t(line) > 0 && !lineStart && lineMarker.length < room) [[likely]] {
     Byte* const last = lineMarker.text + lineMarker.lastDigit;
     if (*last != '9') [[likely]] {
       ++*last;

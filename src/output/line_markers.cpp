@@ -36,7 +36,7 @@ static void emitNumber(int32_t value) {
   for (const char* digit = digits; digit != end; ++digit) emitChar(Byte(*digit));
 }
 
-// Builds the marker of the present line anew. False if it cannot be kept.
+// Builds the marker of the current line anew. False if it cannot be kept.
 VSP_COLD static bool buildMarker() {
   const size_t nameLength = std::strlen(currentFileName);
   if (nameLength > markerNameLimit) return false;
@@ -87,8 +87,8 @@ void syncLine() {
     output.pendingBlanks = 0;
     return;
   }
-  if (optionImage.lineInfo != 0) {
-    if (buildMarker()) {
+  if (optionImage.lineInfo) {
+    if (fastPaths && buildMarker()) {
       const uint32_t skip = first ? 2 : 0;
       emitRun(lineMarker.text + skip, lineMarker.length - skip);
     } else {

@@ -10,7 +10,7 @@
 // Set at the start of a unit until its first line end has been handled.
 extern bool lineStart;
 
-// The marker of the line written last, with the line end in front of it. It is
+// The marker of the line written last, with the line end before it. It is
 // kept for the comment form alone.
 struct LineMarker {
   const char* fileName;  // of which file; null if there is no marker

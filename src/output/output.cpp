@@ -26,7 +26,7 @@ constexpr Output closedOutput = {.handle = -1,
 
 constinit Output output = closedOutput;
 
-// In readable mode a piece of text goes to the next line behind this many characters.
+// In readable mode a piece of text goes to the next line after this many characters.
 constexpr uint32_t wrapLength = 150;
 
 static bool isReadable() {
@@ -94,7 +94,7 @@ void emitCharSlow(Byte c) {
 
 void emitRunSlow(const Byte* text, size_t length) {
   if (length == 0) return;
-  if (isReadable()) {
+  if (!fastPaths || isReadable()) {
     for (size_t i = 0; i < length; ++i) emitCharSlow(text[i]);
     return;
   }
@@ -116,7 +116,7 @@ void emitRunSlow(const Byte* text, size_t length) {
   }
 }
 
-// A piece of text on the console: it goes there as it stands, behind the blanks
+// A piece of text on the console: it goes there as it stands, after the blanks
 // held back.
 static void printPiece(const Byte* text, size_t length) {
   if (isReadable()) {

@@ -22,7 +22,7 @@ struct Output {
   Byte* limit;             // end of the room for plain bytes; `cursor` itself when each byte is looked at
   Byte lastChar;           // the last character passed on
   uint32_t pendingBlanks;  // held back at the start of a line in readable mode
-  uint32_t lineLength;     // of the present line in readable mode
+  uint32_t lineLength;     // of the current line in readable mode
   const char* name;        // of the file, null for none
 };
 
@@ -41,7 +41,7 @@ void emitCharSlow(Byte c);
 void emitRunSlow(const Byte* text, size_t length);
 
 VSP_INLINE void emitChar(Byte c) {
-  if (output.cursor < output.limit) [[likely]] {
+  if (fastPaths && output.cursor < output.limit) [[likely]] {
     *output.cursor++ = c;
     output.lastChar = c;
   } else {
@@ -78,7 +78,7 @@ VSP_INLINE void copyRun(Byte* target, const Byte* text, size_t length) {
 }
 
 VSP_INLINE void emitRun(const Byte* text, size_t length) {
-  if (length < size_t(output.limit - output.cursor)) [[likely]] {
+  if (fastPaths && length < size_t(output.limit - output.cursor)) [[likely]] {
     if (length == 0) return;
     output.lastChar = text[length - 1];
     copyRun(output.cursor, text, length);
@@ -88,13 +88,13 @@ VSP_INLINE void emitRun(const Byte* text, size_t length) {
   }
 }
 
-// The same as a piece in front of which the readable mode may wrap; for a text
+// The same as a piece before which the readable mode may wrap; for a text
 // that has no room on the fast path.
 void emitTextSlow(const Byte* text, size_t length);
 
-// Writes a text as a piece in front of which the readable mode may wrap.
+// Writes a text as a piece before which the readable mode may wrap.
 VSP_INLINE void emitText(const Byte* text, size_t length) {
-  if (length < size_t(output.limit - output.cursor)) [[likely]]
+  if (fastPaths && length < size_t(output.limit - output.cursor)) [[likely]]
     emitRun(text, length);
   else
     emitTextSlow(text, length);

@@ -4,7 +4,7 @@
 
 #include "base.h"
 
-// Loads the component (beside the program first, then as the system's loader
+// Loads the component (from the program's directory first, then as the system's loader
 // finds it), calls its entry ReadTypeLibrary(path, attributes, 0, generatedName)
 // and unloads it. False if the component or its entry is missing; else true,
 // with the entry's answer in `result`. `generatedName` has room for

@@ -27,7 +27,7 @@ static void noteComponent(void* module) {
     noteReadForRun(identityOf(status));
 }
 
-// Loads the component that stands beside the program, null if none does.
+// Loads the component that lies in the directory of the program, null if none does.
 static void* loadBesideProgram() {
   char path[4096];
   if (!programPath(path, sizeof path)) return nullptr;

@@ -23,7 +23,7 @@
 constexpr size_t consoleRoom = 8192;
 
 // How long a break waits for the reader of a full pipe, in milliseconds.
-constexpr int breakPatience = 500;
+constexpr int breakPatience = 1000;
 
 // The bytes from consoleSent to consoleUsed wait in the buffer. The handler of a
 // break may look at any moment, but for the time of a flush, in which it is held

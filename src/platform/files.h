@@ -8,8 +8,8 @@
 
 #include "base.h"
 
-// Results of an open that did not succeed. Behind the first a search may look
-// elsewhere; behind the others there may be such a file, and a search that went on
+// Results of an open that did not succeed. After the first a search may look
+// elsewhere; after the others there may be such a file, and a search that went on
 // might find the wrong one.
 enum OpenFailure : int {
   openFailed = -1,        // no such file, or a directory

@@ -191,9 +191,9 @@ static const char* findListed(const Listing* listing, const char* name, size_t l
   return best;
 }
 
-// Splits the `length` bytes of `name` in front of the last component: its start
+// Splits the `length` bytes of `name` before the last component: its start
 // goes into `start`, and the result is the length of the directory, without the
-// separators behind it unless it is the root.
+// separators after it unless it is the root.
 static size_t directoryLength(const char* name, size_t length, size_t& start) {
   start = length;
   while (start > 0 && name[start - 1] != '/') --start;
@@ -204,7 +204,7 @@ static size_t directoryLength(const char* name, size_t length, size_t& start) {
 
 static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNode*& found);
 
-// Corrects the last component of the `length` bytes at `name`, and all in front of it.
+// Corrects the last component of the `length` bytes at `name`, and all before it.
 static ResolveOutcome correctName(char* name, size_t length, bool lastToo) {
   size_t start;
   const size_t directory = directoryLength(name, length, start);
@@ -241,35 +241,51 @@ static ResolveOutcome openNode(DirectoryNode* node) {
 }
 
 // Finds or makes the node of the directory that the `length` bytes at `name` spell.
-static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNode*& found) {
-  const uint32_t hash = foldedHash(name, length);
-  DirectoryNode*& chain = nodeChains[hash % nodeChainCount];
-  for (DirectoryNode* node = chain; node != nullptr; node = node->next) {
-    if (node->hash != hash || node->length != length || std::memcmp(node->asked(), name, length) != 0)
-      continue;
-    found = node;
-    return resolveFound;
-  }
+// The node of a directory that has been asked for before; null if there is none.
+static DirectoryNode* findNode(const char* name, size_t length, uint32_t hash) {
+  DirectoryNode* node = nodeChains[hash % nodeChainCount];
+  while (node != nullptr &&
+         (node->hash != hash || node->length != length || std::memcmp(node->asked(), name, length) != 0))
+    node = node->next;
+  return node;
+}
+
+// A node of no chain for a directory that nothing is known of; null without memory.
+static DirectoryNode* makeNode(const char* name, size_t length, uint32_t hash) {
   DirectoryNode* const node =
       static_cast<DirectoryNode*>(std::calloc(1, sizeof(DirectoryNode) + 2 * (length + 1)));
-  if (node == nullptr) return resolveNoMemory;
+  if (node == nullptr) return nullptr;
   node->hash = hash;
   node->length = uint32_t(length);
   std::memcpy(node->asked(), name, length);
   std::memcpy(node->real(), name, length);
+  return node;
+}
+
+// Finds out about the directory of `node`. A directory that isn't there is as good
+// to know as one that is.
+static ResolveOutcome fillNode(DirectoryNode* node) {
   ResolveOutcome outcome = openNode(node);
   // The root and the current directory have no parent to be corrected in.
-  const bool hasParent = length > 1 || (length == 1 && name[0] != '/');
-  if (outcome == resolveFound && !node->exists && hasParent) {
-    outcome = correctName(node->real(), length, true);
-    if (outcome == resolveFound) outcome = openNode(node);
-    // A directory that isn't there is as good to know as one that is.
-    if (outcome == resolveMissing) outcome = resolveFound;
-  }
+  const bool hasParent = node->length > 1 || (node->length == 1 && node->asked()[0] != '/');
+  if (outcome != resolveFound || node->exists || !hasParent) return outcome;
+  outcome = correctName(node->real(), node->length, true);
+  if (outcome == resolveFound) outcome = openNode(node);
+  return outcome == resolveMissing ? resolveFound : outcome;
+}
+
+static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNode*& found) {
+  const uint32_t hash = foldedHash(name, length);
+  found = findNode(name, length, hash);
+  if (found != nullptr) return resolveFound;
+  DirectoryNode* const node = makeNode(name, length, hash);
+  if (node == nullptr) return resolveNoMemory;
+  const ResolveOutcome outcome = fillNode(node);
   if (outcome != resolveFound) {
     std::free(node);
     return outcome;
   }
+  DirectoryNode*& chain = nodeChains[hash % nodeChainCount];
   node->next = chain;
   chain = node;
   found = node;

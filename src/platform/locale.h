@@ -1,4 +1,4 @@
-// What the user's surroundings say of language and character set.
+// What the user's environment say of language and character set.
 
 #pragma once
 
@@ -14,10 +14,10 @@ struct LanguageName {
 // the value is longer than 4 characters.
 LanguageName configuredLocale(const char* programPath);
 
-// Abbreviated name of the language of the surroundings (DEU, ENU, ...), from
+// Abbreviated name of the language of the environment (DEU, ENU, ...), from
 // LC_ALL, LC_MESSAGES and LANG; empty if they name no language.
 LanguageName localeLanguage();
 
-// The code page of the surroundings' character set: 65001 for UTF-8, 932 for
+// The code page of the environment' character set: 65001 for UTF-8, 932 for
 // Shift-JIS, and so on; 1252 when nothing better is said.
 uint32_t systemCodePage();

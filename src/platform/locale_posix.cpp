@@ -1,4 +1,4 @@
-// Language and character set of the surroundings, from the variables that the
+// Language and character set of the environment, from the variables that the
 // C library's locales use. The library itself is not asked: setlocale reads
 // files, and changes how numbers are formatted.
 //
@@ -139,7 +139,7 @@ static bool settingsPath(char* path, size_t size) {
   return true;
 }
 
-// Reads the file at `path` into a block of malloc, with a NUL behind it; null if it cannot be had.
+// Reads the file at `path` into a block of malloc, with a NUL after it; null if it cannot be had.
 static char* readSettings(const char* path) {
   constexpr int64_t sizeLimit = 0x100000;
   const int handle = openSettings(path);
@@ -154,7 +154,7 @@ static char* readSettings(const char* path) {
   return text;
 }
 
-// Cuts blanks, tabs and the line end off both ends of the text from `start` to `end`, and puts a NUL behind
+// Cuts blanks, tabs and the line end off both ends of the text from `start` to `end`, and puts a NUL after
 // it.
 static char* trimmed(char* start, char* end) {
   const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };

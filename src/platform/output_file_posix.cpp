@@ -1,6 +1,6 @@
 // Outputs that are whole or not there.
 //
-// The ordinary way is a new file, ".vsp32-<process>-<number>.tmp" beside the output,
+// The ordinary way is a new file, ".vsp32-<process>-<number>.tmp" in its directory,
 // which rename() puts in its place. A file that already has the name is replaced so
 // if nothing but its text changes by it. So it isn't
 // - if it has other links, which would keep the old text;
@@ -200,7 +200,7 @@ static bool followLinks(char* name) {
 }
 
 // Makes an output whose name is a symbolic link.
-static int createBehindLink() {
+static int createThroughLink() {
   struct stat status;
   const bool exists = stat(created.name, &status) == 0;
   if (!exists && !isMissing(errno)) return -1;
@@ -220,7 +220,7 @@ static int createBehindLink() {
 static int createSpelled() {
   struct stat status;
   if (lstat(created.name, &status) != 0) return isMissing(errno) ? createNew() : -1;
-  if (S_ISLNK(status.st_mode)) return createBehindLink();
+  if (S_ISLNK(status.st_mode)) return createThroughLink();
   if (S_ISREG(status.st_mode)) return createOver(status, true);
   return createInPlace(0);
 }

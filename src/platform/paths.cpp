@@ -1,5 +1,5 @@
 // Paths as text. A drive is one character and a colon; the last component
-// begins behind the last separator, or behind the drive.
+// begins after the last separator, or after the drive.
 
 #include "platform/paths.h"
 

@@ -37,7 +37,7 @@ struct PathParts {
 
 PathParts splitPath(const char* path);
 
-// True if a name can be put behind the `length` bytes of `path` as it stands: it
+// True if a name can be put after the `length` bytes of `path` as it stands: it
 // ends in a separator or in the colon of a drive.
 bool endsInSeparator(const char* path, size_t length);
 

@@ -26,11 +26,11 @@ void beginUnitFiles();
 // Forgets all files; for a run in a process that had one before.
 void forgetReadFiles();
 
-// Notes that `file` is being read, by the present unit or for the whole run.
+// Notes that `file` is being read, by the current unit or for the whole run.
 void noteRead(FileIdentity file);
 void noteReadForRun(FileIdentity file);
 
-// True if `file` was read for the run or by the present unit. Also true for a file
+// True if `file` was read for the run or by the current unit. Also true for a file
 // that nobody knows about, where there was no memory for all the notes.
 bool wasRead(FileIdentity file);
 

@@ -19,9 +19,9 @@ const Byte* findLineCommentStop(const Byte* cursor, const Byte* limit);
 // Ctrl-Z, or `limit`: what skipped lines stop at, without double-byte characters.
 const Byte* findSkippedLineStop(const Byte* cursor, const Byte* limit);
 
-// The end of the comment that begins at `cursor`, with its two bytes in front of
-// `limit`: behind a block comment's close, or at a line comment's line end. Null
-// if it does not end on its line and in front of `limit`, or if it is a line
+// The end of the comment that begins at `cursor`, with its two bytes before
+// `limit`: after a block comment's close, or at a line comment's line end. Null
+// if it does not end on its line and before `limit`, or if it is a line
 // comment with a backslash. Comments do not nest here.
 const Byte* findPlainCommentEnd(const Byte* cursor, const Byte* limit);
 

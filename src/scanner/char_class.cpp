@@ -81,7 +81,7 @@ static constexpr ClassTable makeBodyClasses() {
   return table;
 }
 
-// The Ctrl-Z behind an argument's text ends the copy, as the token ','.
+// The Ctrl-Z after an argument's text ends the copy, as the token ','.
 static constexpr ClassTable makeCopyClasses() {
   ClassTable table = makeCopyingClasses();
   table['"'] = classCopyLiteral;

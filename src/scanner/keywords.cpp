@@ -43,9 +43,9 @@ static void enterKnownNames() {
       "hidesbase", "package",   "selectany", "dynamic", "novtable",    "uuid",         "nothrow",
       "noreturn",  "allocate",  "property"};
   for (const char* const word : words) lookupText(word);
-  const bool wide = optionImage.unicodeApp != 0;
+  const bool wide = optionImage.unicodeApp;
   lookupText(wide ? "wmain" : "main");
-  if (optionImage.underscores == 0) lookupText(wide ? "_wmain" : "_main");
+  if (!optionImage.underscores) lookupText(wide ? "_wmain" : "_main");
   usingStdNames = lookupText("__USING_STD_NAMES__");
 }
 

@@ -192,7 +192,7 @@ VSP_COLD static void keepRest() {
   pushTextCopy(rest, length);
 }
 
-// Pushes the collected text from behind its opening quote. One that fills the
+// Pushes the collected text from after its opening quote. One that fills the
 // buffer may have lost its closing quote and gets one; the result is then true.
 static bool pushCollectedText() {
   Byte* const end = tokenText.end;
@@ -238,7 +238,7 @@ static CharBytes decodeCharConstant() {
 static uint32_t narrowValue(const CharBytes& decoded) {
   uint32_t value;
   std::memcpy(&value, decoded.bytes, 4);
-  if (decoded.count == 1 && optionImage.unsignedChar == 0)
+  if (decoded.count == 1 && !optionImage.unsignedChar)
     value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
   return value;
 }
@@ -298,7 +298,7 @@ TokenCode scanCharConstant() {
 
 // --- Strings ---
 
-// The next byte of pendingText that is no mark; -1 at its end. A byte behind the
+// The next byte of pendingText that is no mark; -1 at its end. A byte after the
 // escape is taken as it is.
 static int nextPendingByte(bool& plain) {
   plain = false;
@@ -337,18 +337,15 @@ int nextStringChar() {
 
 // Copies pendingText as a string's inside: what stands in a string there keeps
 // its quotes and backslashes by a backslash more.
-static void copyPending(void (*append)(Byte)) {
+static void copyPending(AppendByte append) {
   bool inString = false;
   for (;;) {
     bool plain;
     const int c = nextPendingByte(plain);
     if (c == endOfLiteral) break;
-    if (!plain && c == '"') {
-      inString = !inString;
-      append('\\');
-    } else if (!plain && c == '\\' && inString) {
-      append('\\');
-    }
+    const bool isQuote = !plain && c == '"';
+    if (isQuote) inString = !inString;
+    if (isQuote || (!plain && c == '\\' && inString)) append('\\');
     append(Byte(c));
     if (isLeadByte(Byte(c))) {
       const int trail = nextPendingByte(plain);
@@ -359,44 +356,51 @@ static void copyPending(void (*append)(Byte)) {
   pendingText = nullptr;
 }
 
-bool copyLiteral(bool report, void (*append)(Byte), Byte quote) {
+// Copies the escape whose backslash has been read; a splice yields nothing.
+static void copyEscape(AppendByte append) {
+  const Byte c = nextChar();
+  if (isLineEnd(c)) {
+    countNewline(c);
+    return;
+  }
+  append('\\');
+  append(c);
+  if (isLeadByte(c)) append(nextChar());
+}
+
+// Copies a byte, and the trail byte of a double-byte character.
+static void copyCharacter(Byte c, AppendByte append) {
+  append(c);
+  if (!isLeadByte(c)) return;
+  const Byte trail = nextChar();
+  if (trail == endOfTextByte || isLineEnd(trail))
+    ungetChar();
+  else
+    append(trail);
+}
+
+bool copyLiteral(bool report, AppendByte append, Byte quote) {
   append(quote);
-  if (pendingText != nullptr) {
-    copyPending(append);
-    append(quote);
-    return true;
-  }
-  for (;;) {
+  bool closed = pendingText != nullptr;
+  if (closed) copyPending(append);
+  while (!closed) {
     const Byte c = nextChar();
-    if (c == quote) {
-      append(c);
-      return true;
-    }
     if (isLineEnd(c) || c == endOfTextByte) break;
-    if (c == '\\') {
-      const Byte d = nextChar();
-      if (isLineEnd(d)) {
-        countNewline(d);
-        continue;
-      }
-      append(c);
-      append(d);
-      if (isLeadByte(d)) append(nextChar());
-      continue;
-    }
-    append(c);
-    if (isLeadByte(c)) {
-      const Byte trail = nextChar();
-      if (trail == endOfTextByte || isLineEnd(trail))
-        ungetChar();
-      else
-        append(trail);
-    }
+    if (c == quote)
+      closed = true;
+    else if (c == '\\')
+      copyEscape(append);
+    else
+      copyCharacter(c, append);
   }
-  if (report) {
-    reportError(msgUnterminatedLiteral);
-    append(quote);
+  if (!closed) {
+    if (report) {
+      reportError(msgUnterminatedLiteral);
+      append(quote);
+    }
+    ungetChar();
+    return false;
   }
-  ungetChar();
-  return false;
+  append(quote);
+  return true;
 }

@@ -17,7 +17,7 @@ int readLiteralChar(Byte quote);
 // its end. Escapes are not decoded.
 int readStringChar();
 
-// readStringChar, but a quote behind a backslash does not end the string.
+// readStringChar, but a quote after a backslash does not end the string.
 int nextStringChar();
 
 // What nextStringChar returned last.
@@ -26,7 +26,8 @@ extern int lastStringChar;
 // Copies a literal whose opening quote has been read, through `append`. An
 // unterminated one is reported and closed if `report` is set; its line end is
 // left unread. True if it was closed.
-bool copyLiteral(bool report, void (*append)(Byte), Byte quote);
+using AppendByte = void (*)(Byte c);
+bool copyLiteral(bool report, AppendByte append, Byte quote);
 
 // Appends a byte of a literal to tokenText, escaped where appendEscaped does it,
 // except the end mark of bodies.

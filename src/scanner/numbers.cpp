@@ -45,7 +45,7 @@ static bool isLetterOf(Byte c, Byte lower) {
   return c == lower || c == lower - 0x20;
 }
 
-// The width suffix behind 'i', whose bytes are no part of the text. Returns the
+// The width suffix after 'i', whose bytes are no part of the text. Returns the
 // byte in hand.
 static Byte scanWidthSuffix(bool isUnsigned) {
   noExpandMark = false;
@@ -73,7 +73,7 @@ static Byte scanWidthSuffix(bool isUnsigned) {
   return c;
 }
 
-// 'l' or 'u' behind an integer; `c` is in hand. Returns the byte in hand where
+// 'l' or 'u' after an integer; `c` is in hand. Returns the byte in hand where
 // the number stops; `finished` says that it ended with its last byte instead.
 static Byte scanIntegerSuffix(Byte c, bool& finished) {
   takeLetter(c);
@@ -90,7 +90,7 @@ static Byte scanIntegerSuffix(Byte c, bool& finished) {
   return d;
 }
 
-// A decimal point. The number goes on behind it in any case; a wrong one is
+// A decimal point. The number goes on after it in any case; a wrong one is
 // reported where tokens are made.
 static void takePoint(NumberScan& scan) {
   if (!scan.isFloat()) {

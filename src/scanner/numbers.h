@@ -6,7 +6,7 @@
 #include "scanner/token.h"
 
 // Reads the number that begins with `c` (a digit, or '.' with the digit still
-// unread) into tokenText at the end of tokenText, which is left behind it. Returns the
+// unread) to the end of tokenText, which is moved after it. Returns the
 // radix, 0 for a floating number. May change the input stack.
 int scanNumber(Byte c);
 

@@ -19,10 +19,10 @@ Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
       c = nextChar();
     }
     if (c != '\\') break;
-    const Byte* const behind = inputCursor;
+    const Byte* const after = inputCursor;
     const Byte d = nextChar();
     if (!isLineEnd(d)) {
-      ungetTwo('\\', behind);
+      ungetTwo('\\', after);
       target[length] = 0;
       return makeName(target, length, sum);
     }

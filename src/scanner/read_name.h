@@ -17,6 +17,7 @@ VSP_COLD Name readNameSlowly(Byte c, Byte* target, uint32_t room);
 // Of a longer name the first `room` bytes count. The byte after the name stays
 // unread. May change the input stack.
 VSP_INLINE Name readName(Byte c, Byte* target, uint32_t room) {
+  if constexpr (!fastPaths) return readNameSlowly(c, target, room);
   const Byte* const start = inputCursor;
   const Byte* cursor = start;
   uint32_t sum = uint32_t(hashStep[c]);

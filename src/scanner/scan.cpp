@@ -113,17 +113,17 @@ void reportIllegalCharacter(Byte c) {
 }
 
 // The nine operators that may be doubled or followed by '='; `d` is the byte
-// behind `c`, already read.
+// after `c`, already read.
 static Answer scanOperator(Byte c, Byte d) {
   const size_t index = tokenClass[c];
   for (;;) {
     if (d == c && operatorDoubled[index] != 0) return deliver(operatorDoubled[index]);
     if (d == '=') return deliver(operatorWithEqual[index]);
     if (d != '\\') break;
-    const Byte* const behind = inputCursor;
+    const Byte* const after = inputCursor;
     const Byte e = nextChar();
     if (!isLineEnd(e)) {
-      ungetTwo('\\', behind);
+      ungetTwo('\\', after);
       return deliver(operatorAlone[index]);
     }
     countNewline(e);
@@ -147,10 +147,10 @@ static Answer scanSlash() {
       return goOn;
     }
     if (d != '\\') return scanOperator('/', d);
-    const Byte* const behind = inputCursor;
+    const Byte* const after = inputCursor;
     const Byte e = nextChar();
     if (!isLineEnd(e)) {
-      ungetTwo('\\', behind);
+      ungetTwo('\\', after);
       return deliver(tokSlash);
     }
     countNewline(e);
@@ -203,7 +203,7 @@ static Answer scanNumberToken(Byte c) {
   recordTokenPosition();
   const int radix = scanNumber(c);
   if (activeClass != &tokenClass) return goOn;
-  if (lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
+  if (!fastPaths || lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
   tokenText.rewind();
   return deliver(radix == 0 ? tokFloatConst : tokIntConst);
 }
@@ -380,9 +380,9 @@ TokenCode scanToken() {
     Byte entry;
     // Blanks go straight to the output, as long as the input lasts.
     for (;;) {
-      if (cursor >= limit) [[unlikely]] {
+      if (!fastPaths || cursor >= limit) [[unlikely]] {
         inputCursor = cursor;
-        c = refillChar();
+        c = nextChar();
         entry = (*activeClass)[c];
         break;
       }

@@ -50,11 +50,11 @@ void scanBlockComment() {
   uint32_t depth = 1;
   if (keep) emitRun(asBytes("/*"), 2);
   while (depth != 0) {
-    if (!keep) inputCursor = findCommentStop(inputCursor, inputLimit);
+    if (fastPaths && !keep) inputCursor = findCommentStop(inputCursor, inputLimit);
     Byte c = nextCommentByte(keep);
     bool paired = false;
     // A byte that fails to close a pair may open the next one.
-    while (!paired && (c == '*' || (c == '/' && optionImage.nestedComments != 0))) {
+    while (!paired && (c == '*' || (c == '/' && optionImage.nestedComments))) {
       const Byte first = c;
       c = first == '*' ? nextAfterStar(keep) : nextCommentByte(keep);
       paired = first != c && (c == '*' || c == '/');
@@ -72,7 +72,7 @@ void scanBlockComment() {
 
 void scanLineComment() {
   for (;;) {
-    if (!anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
     const Byte c = nextChar();
     if (isLeadByte(c)) {
       nextChar();
@@ -106,30 +106,30 @@ bool passComment() {
   return false;
 }
 
-// Gives back `c`, which was read in front of the byte in hand when the cursor then
-// stood at `behind`. The byte in hand is stepped back over so that the caller can
+// Gives back `c`, which was read before the byte in hand when the cursor then
+// stood at `after`. The byte in hand is stepped back over so that the caller can
 // step back over `c` as well, though the two may come from different frames or
 // blocks.
-VSP_COLD static Byte readAgain(Byte c, const Byte* behind) {
-  ungetTwo(c, behind);
+VSP_COLD static Byte readAgain(Byte c, const Byte* after) {
+  ungetTwo(c, after);
   return nextChar();
 }
 
 Byte skipSpaceFrom(Byte c, bool keep) {
   for (;;) {
     if (c == '/') {
-      const Byte* const behind = inputCursor;
+      const Byte* const after = inputCursor;
       const Byte d = nextChar();
       if (d == '*')
         scanBlockComment();
       else if (d == '/' && lineCommentsAllowed())
         scanLineComment();
       else
-        return readAgain(c, behind);
+        return readAgain(c, after);
     } else if (c == '\\') {
-      const Byte* const behind = inputCursor;
+      const Byte* const after = inputCursor;
       const Byte d = nextChar();
-      if (!isLineEnd(d)) return readAgain(c, behind);
+      if (!isLineEnd(d)) return readAgain(c, after);
       countNewline(d);
     } else if (c != 0) {
       if (tokenClass[c] != classBlank) return c;
@@ -141,6 +141,7 @@ Byte skipSpaceFrom(Byte c, bool keep) {
 
 Byte skipSpace() {
   const bool keep = keepComments();
+  if constexpr (!fastPaths) return skipSpaceFrom(nextChar(), keep);
   Byte c;
   do {
     c = nextChar();
@@ -176,7 +177,7 @@ void skipLine(Byte c) {
         if (isLeadByte(c)) nextChar();
         break;
     }
-    if (!anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
     c = nextChar();
   }
 }

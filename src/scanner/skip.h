@@ -6,7 +6,7 @@
 #include "base.h"
 #include "options/option_image.h"
 
-// Passes blanks, comments and splices of the present line; returns the first
+// Passes blanks, comments and splices of the current line; returns the first
 // byte that is none, consumed. May change the input stack.
 Byte skipSpace();
 

@@ -52,7 +52,7 @@ struct TokenText {
     *end = 0;
   }
 
-  // Appends a byte with the escape in front of it where it would mean something in
+  // Appends a byte with the escape before it where it would mean something in
   // macro text: 0, and a byte with bit 7 set.
   void appendEscaped(Byte c) {
     if (c != 0 && c < firstParameter) {

@@ -157,10 +157,13 @@ ssize_t write(int handle, const void* data, size_t size) {
   return syscall(SYS_write, handle, data, size);
 }
 
-// The descriptor is gone also when the call fails, as the system has it.
+// The descriptor is gone also when the call fails, as the system has it; and so is what was written, where
+// there turns out to be no room for it.
 int close(int handle) {
+  const bool toFail = fails(groupClose);
+  if (toFail && failingError == EDQUOT) syscall(SYS_ftruncate, handle, 0);
   const int result = int(syscall(SYS_close, handle));
-  return fails(groupClose) ? failed(-1) : result;
+  return toFail ? failed(-1) : result;
 }
 
 int fstat(int handle, struct stat* status) noexcept {

@@ -86,6 +86,10 @@ TEST_F(Library, ReplacesAllTexts) {
   // An indented line is a comment, and what is missing is not taken from the program.
   EXPECT_EQ(textOf(textCommandLine), "");
   EXPECT_EQ(textOf(msgOutOfMemory), "");
+  ASSERT_TRUE(
+      use("\xEF\xBB\xBF"
+          "4096 oui"));
+  EXPECT_EQ(textOf(textTrue), "oui");
   useBuiltInMessages();
   EXPECT_EQ(textOf(textTrue), "true");
 }

@@ -35,7 +35,7 @@ class Expr : public testing::Test {
 
 // A node as a text: sort of constant, number of its type, value.
 std::string show(const ExprNode* node) {
-  const std::string kind = " " + std::to_string(node->typeKind) + " ";
+  const std::string kind = " " + std::to_string(kindOf(node)) + " ";
   switch (node->op) {
     case opIntConst: return "word" + kind + std::to_string(int32_t(node->value));
     case opLongConst: return "long" + kind + std::to_string(int64_t(node->longValue));
@@ -46,25 +46,25 @@ std::string show(const ExprNode* node) {
 }
 
 ExprNode* word(TypeKind kind, uint32_t value) {
-  return newIntConst(basicTypes[kind], value);
+  return newIntConst(basicType(kind), value);
 }
 ExprNode* wide(TypeKind kind, uint64_t value) {
-  return newLongConst(basicTypes[kind], value);
+  return newLongConst(basicType(kind), value);
 }
 ExprNode* real(TypeKind kind, long double value) {
-  return newFloatConst(basicTypes[kind], value);
+  return newFloatConst(basicType(kind), value);
 }
 std::string cast(TypeKind kind, ExprNode* node) {
-  return show(castNode(basicTypes[kind], node));
+  return show(castNode(basicType(kind), node));
 }
 
 // An operand that is no constant, of type int.
 ExprNode* comma() {
-  return buildOperator(word(kindInt, 2), word(kindInt, 1), opComma);
+  return buildBinary(opComma, word(kindInt, 1), word(kindInt, 2));
 }
 
 std::string fold(ExprOp op, TypeKind kind, ExprNode* left, ExprNode* right) {
-  return show(foldTree(newOperator(op, basicTypes[kind], left, right)));
+  return show(foldTree(newOperator(op, basicType(kind), left, right)));
 }
 
 TEST_F(Expr, WordsAreReducedToNarrowTypes) {
@@ -130,27 +130,28 @@ TEST_F(Expr, LongShiftsTakeTheCountAsASignedByte) {
 }
 
 TEST_F(Expr, PointerTypesAreUniqueAndArraysAreNot) {
-  TypeNode* const pointer = makePointerType(0, constQualifier, basicTypes[kindInt]);
-  EXPECT_EQ(pointer, makePointerType(0, constQualifier, basicTypes[kindInt]));
-  EXPECT_NE(pointer, makePointerType(0, 0, basicTypes[kindInt]));
-  EXPECT_EQ(pointer->pointer.width, 4);
-  EXPECT_EQ(makePointerType(0, 0, makeFunctionType(0, 0, basicTypes[kindInt]))->pointer.width, 0);
-  TypeNode* const three = makeArrayType(0, basicTypes[kindInt], 3);
-  EXPECT_NE(three, makeArrayType(0, basicTypes[kindInt], 3));
-  EXPECT_TRUE(typesCompatible(sameTypes, three, makeArrayType(0, basicTypes[kindInt], 0)));
-  EXPECT_FALSE(typesCompatible(sameTypes, three, makeArrayType(0, basicTypes[kindInt], 4)));
+  TypeNode* const pointer = makePointerType(false, constQualifier, basicType(kindInt));
+  EXPECT_EQ(pointer, makePointerType(false, constQualifier, basicType(kindInt)));
+  EXPECT_NE(pointer, makePointerType(false, 0, basicType(kindInt)));
+  EXPECT_TRUE(pointer->pointer.toPlainData);
+  EXPECT_FALSE(makePointerType(false, 0, makeFunctionType(0, conventionNone, basicType(kindInt)))
+                   ->pointer.toPlainData);
+  TypeNode* const three = makeArrayType(basicType(kindInt), 3);
+  EXPECT_NE(three, makeArrayType(basicType(kindInt), 3));
+  EXPECT_TRUE(typesCompatible(sameTypes, three, makeArrayType(basicType(kindInt), 0)));
+  EXPECT_FALSE(typesCompatible(sameTypes, three, makeArrayType(basicType(kindInt), 4)));
   // Below a level that is not const, nothing may be added.
-  TypeNode* const added = makePointerType(0, 0, pointer);
-  TypeNode* const plain = makePointerType(0, 0, makePointerType(0, 0, basicTypes[kindInt]));
-  EXPECT_TRUE(typesCompatible(usableAs, pointer, makePointerType(0, 0, basicTypes[kindInt])));
+  TypeNode* const added = makePointerType(false, 0, pointer);
+  TypeNode* const plain = makePointerType(false, 0, makePointerType(false, 0, basicType(kindInt)));
+  EXPECT_TRUE(typesCompatible(usableAs, pointer, makePointerType(false, 0, basicType(kindInt))));
   EXPECT_FALSE(typesCompatible(usableAs, added, plain));
 }
 
 TEST_F(Expr, AChainIsFoldedOnceAndWithoutRecursion) {
   ExprNode* chain = comma();
-  for (int i = 0; i < 1000000; i++) chain = newOperator(opMul, basicTypes[kindInt], chain, word(kindInt, 3));
-  chain = newOperator(opAdd, basicTypes[kindInt], chain,
-                      newOperator(opDiv, basicTypes[kindInt], word(kindInt, 1), word(kindInt, 0)));
+  for (int i = 0; i < 1000000; i++) chain = newOperator(opMul, basicType(kindInt), chain, word(kindInt, 3));
+  chain = newOperator(opAdd, basicType(kindInt), chain,
+                      newOperator(opDiv, basicType(kindInt), word(kindInt, 1), word(kindInt, 0)));
   warningOn[warnDivisionByZero - firstWarningId] = true;
   testing::internal::CaptureStdout();
   for (int i = 0; i < 1000; i++) chain = foldTree(chain);

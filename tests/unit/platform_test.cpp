@@ -1,6 +1,7 @@
 // The platform layer: names of files, searches, surroundings, code pages and faults.
 
 #include <gtest/gtest.h>
+#include <iconv.h>
 #include <setjmp.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -186,6 +187,25 @@ TEST_F(Files, ReadsAndSeeks) {
   EXPECT_EQ(readFile(handle, text, 7), -1);
 }
 
+// A terminal whose other end is gone gives what was typed, and then fails: that is no end of a file.
+TEST_F(Files, PartOfAFailedReadIsNoText) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  const int other = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+  ASSERT_GE(other, 0);
+  ASSERT_EQ(write(other, "abc", 3), 3);
+  ASSERT_TRUE(closeFile(other));
+  char text[8];
+  EXPECT_EQ(readFile(terminal, text, 3), 3);
+  EXPECT_EQ(readFile(terminal, text, 3), -1);
+  const int again = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+  ASSERT_EQ(write(again, "de", 2), 2);
+  closeFile(again);
+  EXPECT_EQ(readFile(terminal, text, sizeof text), -1);
+  EXPECT_TRUE(closeFile(terminal));
+  EXPECT_FALSE(closeFile(terminal));
+}
+
 // An open that waits for a writer would hang the program on a stray pipe.
 TEST_F(Files, PipeWaitsForItsWriter) {
   const std::string name = in("pipe.h");
@@ -346,6 +366,27 @@ TEST(CodePages, Conversion) {
   EXPECT_EQ(wide(65001, ""), "");
   EXPECT_EQ(wide(0, "a"), "");
   EXPECT_EQ(wide(59999, "a"), "");
+}
+
+// The tables of our own hold what the host's converter says; of 1252 a byte without a character stands
+// for itself.
+TEST(CodePages, TablesAgreeWithTheHost) {
+  for (const auto& [page, hostName] : {std::pair(437, "CP437"), std::pair(1252, "CP1252")}) {
+    const iconv_t converter = iconv_open("UTF-16LE", hostName);
+    if (converter == iconv_t(-1)) GTEST_SKIP() << "the host has no converter for " << hostName;
+    for (int b = 0x80; b < 0x100; b++) {
+      char byte = char(b), wideBytes[4];
+      char *from = &byte, *to = wideBytes;
+      size_t fromLeft = 1, toLeft = sizeof wideBytes;
+      int expected = b;
+      if (iconv(converter, &from, &fromLeft, &to, &toLeft) == 0)
+        expected = int(Byte(wideBytes[0])) | int(Byte(wideBytes[1])) << 8;
+      char digits[16];
+      snprintf(digits, sizeof digits, "%x ", unsigned(expected));
+      EXPECT_EQ(wide(uint32_t(page), std::string(1, byte)), digits) << hostName << " " << b;
+    }
+    iconv_close(converter);
+  }
 }
 
 TEST(CodePages, LeadBytes) {
