@@ -1,5 +1,9 @@
 # Test programs: the cases that run the real program, the faults, the rules on the sources, and one
 # unit test program from tests/unit. GoogleTest comes from the system.
+if(WIN32)
+  include(cmake/windows_tests.cmake)
+  return()
+endif()
 find_package(GTest QUIET)
 if(NOT GTest_FOUND)
   message(STATUS "GoogleTest is not installed: no tests are built")
@@ -71,6 +75,11 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/tests/import_test.cpp")
   add_dependencies(import_test tlbreader otherReader)
   gtest_discover_tests(import_test TEST_PREFIX beside. PROPERTIES TIMEOUT 120 DISCOVERY_MODE PRE_TEST)
 endif()
+
+# Of the program for Windows; run by scripts/test-windows.sh alone, which has Wine.
+addTestProgram(wine_test tests/wine_test.cpp)
+add_executable(start tests/windows/start.cpp)
+target_link_libraries(start PRIVATE vspFlags)
 
 # Compares this build with one that has the fast paths; scripts/compare_paths.sh runs it.
 if(NOT VSP_FAST_PATHS)

@@ -91,7 +91,7 @@ fi
 if [[ " ${presets[*]} " == *" release "* ]]; then check "instructions" bench/instructions.sh; fi
 if [ -f build/clang/compile_commands.json ]; then
   tidy() {
-    find src -name '*.cpp' -print0 |
+    find src -name '*.cpp' ! -name '*_win32.cpp' -print0 |
       xargs -0 -n 4 -P "$jobs" clang-tidy --quiet --warnings-as-errors='*' -p build/clang
   }
   check "clang-tidy" tidy

@@ -41,7 +41,8 @@ constexpr bool fastPaths = false;
 constexpr bool fastPaths = true;
 #endif
 
-static_assert(sizeof(int) == 4 && sizeof(void*) == 8, "written for a 64-bit host with 32-bit int");
+static_assert(sizeof(int) == 4 && (sizeof(void*) == 8 || sizeof(void*) == 4),
+              "written for 32-bit int, and for pointers of 32 or 64 bits");
 static_assert(LDBL_MANT_DIG == 64 && LDBL_MAX_EXP == 16384,
               "floating constants are folded in the 80-bit extended format of the x87");
 

@@ -36,12 +36,20 @@ inline void writeFile(const std::filesystem::path& path, const std::string& text
   stream.write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
+// A place of the build, unless the environment names another: the program for Windows is tested by the
+// same tests, through a program that starts it.
+inline std::string placeOf(const char* variable, const char* usual) {
+  const char* const value = std::getenv(variable);
+  return value != nullptr ? value : usual;
+}
+
 // A directory that lasts as long as the object.
 class ScratchDirectory {
  public:
   ScratchDirectory() {
-    std::filesystem::create_directories(VSP_SCRATCH_DIR);
-    std::string pattern = std::string(VSP_SCRATCH_DIR) + "/XXXXXX";
+    std::string pattern = placeOf("VSP_SCRATCH_DIR", VSP_SCRATCH_DIR);
+    std::filesystem::create_directories(pattern);
+    pattern += "/XXXXXX";
     path_ = mkdtemp(pattern.data());
   }
   // With VSP_KEEP in the environment it stays, for a look at what a run left.
@@ -67,7 +75,7 @@ struct RunSetup {
   std::map<std::string, std::string> environment;  // added to the fixed one
   std::function<void()> inChild;                   // limits; runs in the child before the program
   std::function<void(pid_t)> inParent;             // runs beside the program
-  std::string program = VSP_PROGRAM;
+  std::string program = placeOf("VSP_PROGRAM", VSP_PROGRAM);
   unsigned seconds = 60;  // after which the run is killed
 };
 

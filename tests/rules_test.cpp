@@ -147,7 +147,8 @@ TEST(Rules, SystemHeadersStayInPlatform) {
   const std::regex include("^#include <([^>]+)>");
   for (const fs::path& path : sources({".h", ".cpp"})) {
     const std::string own = below(path);
-    const bool platform = own.starts_with("platform/") && own.find("_posix") != std::string::npos;
+    const bool platform = own.starts_with("platform/") && (own.find("_posix") != std::string::npos ||
+                                                           own.find("_win32") != std::string::npos);
     for (const std::string& line : codeLines(path)) {
       std::smatch match;
       if (platform || !std::regex_search(line, match, include)) continue;

@@ -18,6 +18,7 @@
 //   --- status N          the exit status
 //   --- as-is             no second run with other line ends
 //   --- alone             no second run behind a unit that ended in a fatal error
+//   --- linux REASON      no run of the program for Windows (VSP_HOST=windows), where this can't hold
 //
 // One empty line in front of the next case belongs to neither.
 //
@@ -33,6 +34,9 @@
 // stopped by an error limit in the middle of a macro argument within a directive, in one process.
 //
 // A run that takes ten seconds (or $VSP_CASE_SECONDS) is killed and fails its case.
+//
+// With VSP_TWIN another program runs each case as well, and must give the same bytes: all of both streams,
+// and of all files.
 //
 // With --update the cases, or those of --gtest_filter, run as written, and what the program gives takes
 // the place of what the file expects; sections that a case hasn't yet are added.
@@ -65,6 +69,7 @@ struct Case {
   bool hasOut = false, hasErr = false;
   int status = -1;
   bool asIs = false, alone = false;
+  std::string linuxReason;  // why it can't hold on Windows; empty if it can
 };
 
 enum class Variant { plain, crLf, lfCr, cr, second };
@@ -115,6 +120,8 @@ void addSection(Case& result, const std::string& head, const std::string& text) 
     result.asIs = true;
   } else if (keyword == "alone") {
     result.alone = true;
+  } else if (keyword == "linux" && !rest.empty()) {
+    result.linuxReason = rest;
   } else {
     fprintf(stderr, "%s: unknown keyword '%s'\n", result.place.c_str(), keyword.c_str());
     exit(2);
@@ -302,7 +309,8 @@ unsigned caseSeconds() {
 }
 
 // Writes the files of a case and runs the program.
-RunResult runProgram(const Case& one, Variant variant, const std::filesystem::path& directory) {
+RunResult runProgram(const Case& one, Variant variant, const std::filesystem::path& directory,
+                     const std::string& program = RunSetup().program) {
   const std::string lineEnd = variant == Variant::crLf   ? "\r\n"
                               : variant == Variant::lfCr ? "\n\r"
                               : variant == Variant::cr   ? "\r"
@@ -310,6 +318,7 @@ RunResult runProgram(const Case& one, Variant variant, const std::filesystem::pa
   for (const auto& [name, text] : one.files) writeFile(directory / name, decode(text, lineEnd));
   RunSetup setup;
   setup.directory = directory;
+  setup.program = program;
   setup.arguments = one.arguments;
   setup.environment = one.environment;
   setup.seconds = caseSeconds();
@@ -325,11 +334,32 @@ RunResult runProgram(const Case& one, Variant variant, const std::filesystem::pa
   return run(setup);
 }
 
+// The contents of all files below a directory, by their names.
+std::map<std::string, std::string> filesBelow(const std::filesystem::path& directory) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+    if (entry.is_regular_file()) files[entry.path().lexically_relative(directory)] = readFile(entry.path());
+  }
+  return files;
+}
+
+// Runs the case with the other program too, which must give the same bytes everywhere.
+void compareWithTwin(const Case& one, Variant variant, const std::string& twin, const RunResult& result,
+                     const std::filesystem::path& directory) {
+  const ScratchDirectory scratch;
+  const RunResult other = runProgram(one, variant, scratch.path(), twin);
+  EXPECT_EQ(other.out, result.out) << "standard output of the two programs";
+  EXPECT_EQ(other.err, result.err) << "standard error of the two programs";
+  EXPECT_EQ(other.status, result.status) << "status of the two programs";
+  EXPECT_EQ(filesBelow(scratch.path()), filesBelow(directory)) << "files of the two programs";
+}
+
 // Places of the cases that had to be killed; their other variants don't run.
 std::set<std::string> killedCases;
 
 // Runs a case in one of its variants.
 void runCase(const Case& one, Variant variant) {
+  if (!one.linuxReason.empty() && placeOf("VSP_HOST", "linux") == "windows") GTEST_SKIP() << one.linuxReason;
   if (killedCases.contains(one.place)) GTEST_SKIP() << "killed in an earlier variant";
   const ScratchDirectory scratch;
   const RunResult result = runProgram(one, variant, scratch.path());
@@ -348,6 +378,8 @@ void runCase(const Case& one, Variant variant) {
   }
   compareStream(one.err, result.err, "stderr");
   compareOutputs(one, variant, scratch.path());
+  const std::string twin = placeOf("VSP_TWIN", "");
+  if (!twin.empty()) compareWithTwin(one, variant, twin, result, scratch.path());
 }
 
 // --- Writing what a case expects ---

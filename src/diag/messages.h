@@ -22,6 +22,10 @@ constexpr size_t messageTextLimit = 0x1000;  // of a text, with its NUL
 // An identifier that the catalogue in force does not hold gives an empty text.
 char* loadMessageInto(size_t size, char* buffer, int id);
 
+// The same in the console's own character set, where that differs: for the banner,
+// the help, the summary, and texts that become part of another.
+char* loadConsoleMessage(size_t size, char* buffer, int id);
+
 // Puts the language library `path` in force. False, with nothing changed, if
 // there is no such file or if it holds no text of the catalogue.
 bool useLanguageLibrary(const char* path);

@@ -91,7 +91,7 @@ static void writeToConsole(const char* text) {
 
 void writeMessage(MessageId id, DiagArg first) {
   char text[messageTextLimit];
-  formatMessage(loadMessageInto(sizeof text, text, id), &first, 1, writeToConsole);
+  formatMessage(loadConsoleMessage(sizeof text, text, id), &first, 1, writeToConsole);
 }
 
 // Writes the part of a line between the severity and the message: code, file and

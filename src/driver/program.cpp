@@ -45,7 +45,7 @@ static void printText(const char* text) {
 
 static void printMessage(MessageId id) {
   char text[messageTextLimit];
-  printText(loadMessageInto(sizeof text, text, id));
+  printText(loadConsoleMessage(sizeof text, text, id));
 }
 
 static void printBanner() {
@@ -130,12 +130,19 @@ static void reportUnlimited(MessageId id, DiagArg argument) {
   messageLimits = limits;
 }
 
+// Turns the ASCII capitals of `path` into lower case.
+static void toLowerCase(char* path) {
+  for (; *path != 0; path += pathCharLength(path))
+    if (*path >= 'A' && *path <= 'Z') *path = char(*path + ('a' - 'A'));
+}
+
 // Runs every file that `pattern` matches. Where not all of them can be found, none is run.
 static FindOutcome forEachMatch(void (*callback)(const char* path), const char* pattern) {
   FileMatches* matches;
   const FindOutcome outcome = findFiles(pattern, matches);
   if (outcome != filesFound) return outcome;
   const size_t directoryLength = splitPath(pattern).nameStart;
+  const bool folded = foldsFileNames(pattern);
   while (const char* const name = nextMatch(matches)) {
     char path[sourcePathSize];
     const size_t nameLength = std::strlen(name);
@@ -146,6 +153,7 @@ static FindOutcome forEachMatch(void (*callback)(const char* path), const char* 
     }
     std::memcpy(path, pattern, directoryLength);
     std::memcpy(path + directoryLength, name, nameLength + 1);
+    if (folded) toLowerCase(path);
     callback(path);
   }
   closeMatches(matches);

@@ -226,7 +226,7 @@ static DeclaratorNode* readArraySuffix(NameMode nameMode, const DeclModifiers& m
     }
     if (tokenState.code != tokCloseBracket) {
       char text[messageTextLimit];
-      reportError(msgMissingBracket, loadMessageInto(sizeof text, text, textArrayBounds));
+      reportError(msgMissingBracket, loadConsoleMessage(sizeof text, text, textArrayBounds));
       skipRestOfLine();
       return nullptr;
     }

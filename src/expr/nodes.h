@@ -80,7 +80,7 @@ struct ExprNode {
   bool promoted;   // the result of an implicit promotion
   bool folded;     // foldTree has done this subtree, and it is no constant
   TypeNode* type;  // of the value
-  union {
+  union alignas(8) {
     ExprOperands operand;  // of operators
     uint32_t value;        // opIntConst: the word, reduced to the width of its type
     uint64_t longValue;    // opLongConst
@@ -88,7 +88,8 @@ struct ExprNode {
   };
 };
 
-static_assert(sizeof(ExprNode) == 32 && offsetof(ExprNode, operand) == 16);
+// Two words for what an operator needs, and the value: 32 bytes, 24 on a 32-bit host.
+static_assert(sizeof(ExprNode) == 2 * sizeof(void*) + 16 && offsetof(ExprNode, operand) == 2 * sizeof(void*));
 
 constexpr bool isComparison(ExprOp op) {
   return op >= opEq && op <= opLe;

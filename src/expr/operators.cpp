@@ -300,7 +300,7 @@ static ExprOp swapComparison(ExprOp op) {
 // Warns that a comparison has the same value for any operand.
 static void reportAlways(bool value) {
   char text[messageTextLimit];
-  reportWarning(warnConditionAlways, loadMessageInto(sizeof text, text, value ? textTrue : textFalse));
+  reportWarning(warnConditionAlways, loadConsoleMessage(sizeof text, text, value ? textTrue : textFalse));
 }
 
 // Looks at `operand op constant`: whether the type of the operand decides it.

@@ -75,7 +75,7 @@ static char* putTwoDigits(char* target, int32_t value, char fill) {
 static Byte expandDate() {
   const LocalTime time = localTimeOf(compileTime);
   char text[messageTextLimit + 32];
-  loadMessageInto(messageTextLimit, text, textMonthJan + time.month);
+  loadConsoleMessage(messageTextLimit, text, textMonthJan + time.month);
   char* end = text + std::strlen(text);
   *end++ = ' ';
   end = putTwoDigits(end, time.day, ' ');

@@ -35,6 +35,10 @@ struct IdentEntry {
   bool isMacro() const { return macroBody != noMacro; }
 };
 
+// Nothing lies between the fields: names are the bulk of a unit's memory. On a
+// 32-bit host the spelling follows ten bytes.
+static_assert(offsetof(IdentEntry, firstByte) == sizeof(void*) + 6);
+
 constexpr int hashChainCount = 32768;
 
 // The longest name that an entry holds.

@@ -112,6 +112,7 @@ static PathKind kindOfArgument(const char* path, const char* argument) {
 // or at least the directory part of it exists, so that a pattern, a name without
 // its extension and a wrong name are taken for names too.
 static bool isAbsolutePath(const char* argument) {
+  if (!slashBeginsPaths()) return false;
   if (kindOfArgument(argument, argument) == pathIsFile) return true;
   const size_t nameStart = splitPath(argument).nameStart;
   char directory[pathLimit + 1];

@@ -25,3 +25,7 @@ FindOutcome findFiles(const char* pattern, FileMatches*& matches);
 const char* nextMatch(FileMatches* matches);
 
 void closeMatches(FileMatches* matches);
+
+// True if the names that `pattern` matches are to be put into lower case, as on a
+// volume that does not keep the case of names.
+bool foldsFileNames(const char* pattern);

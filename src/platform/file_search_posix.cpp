@@ -161,3 +161,7 @@ void closeMatches(FileMatches* matches) {
   std::free(matches->names);
   std::free(matches);
 }
+
+bool foldsFileNames(const char*) {
+  return false;
+}

@@ -63,6 +63,10 @@ enum PathKind {
 
 PathKind kindOfPath(const char* path);
 
+// True where an absolute path of the host begins with a slash, and so looks like a
+// switch.
+bool slashBeginsPaths();
+
 // Standard output, gathered in a buffer that flushConsole empties; messages and
 // -ocon text share it, so they come out in the order in which they arise. Both
 // return false once a write has failed.

@@ -164,3 +164,7 @@ PathKind kindOfPath(const char* path) {
     default: return pathUnknown;
   }
 }
+
+bool slashBeginsPaths() {
+  return true;
+}

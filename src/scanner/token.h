@@ -62,11 +62,13 @@ struct FloatTokenValue {
   Byte typeTag;
 };
 
-// The current token. Copied whole, by assignment.
+// The current token. Copied whole, by assignment: six words on hosts of either
+// pointer size. A floating value is kept as its ten bytes, without the padding that
+// a compiler stores it with.
 struct TokenState {
   TokenCode code;  // tokNone before the first token, and where there is no token
   int32_t line;    // currentLine where the token starts
-  union {
+  union alignas(8) {
     IdentEntry* entry;  // tokIdent and keywords
     IntTokenValue integer;
     LongTokenValue longInteger;
