@@ -4,13 +4,17 @@
 
 #include <time.h>
 
-LocalTime localTimeNow() {
-  // The 64-bit forms: a 32-bit time ends in 2038.
-  const __time64_t now = _time64(nullptr);
-  const struct tm* const broken = _localtime64(&now);
+// The 64-bit forms: a 32-bit time ends in 2038.
+int64_t timeNow() {
+  return int64_t{_time64(nullptr)};
+}
+
+LocalTime localTimeOf(int64_t time) {
+  const __time64_t seconds = time;
+  const struct tm* const broken = _localtime64(&seconds);
   // A clock outside the calendar's years has no local form; the epoch keeps every
   // field within its range, which readers of month names rely on.
-  if (broken == nullptr) return LocalTime{0, 0, 0, 1, 0, 70, 4, 0, 0};
-  return LocalTime{broken->tm_sec,  broken->tm_min,  broken->tm_hour, broken->tm_mday, broken->tm_mon,
-                   broken->tm_year, broken->tm_wday, broken->tm_yday, broken->tm_isdst};
+  if (broken == nullptr) return LocalTime{0, 0, 0, 1, 0, 70};
+  return LocalTime{broken->tm_sec,  broken->tm_min, broken->tm_hour,
+                   broken->tm_mday, broken->tm_mon, broken->tm_year};
 }

@@ -383,7 +383,7 @@ TEST(Locale, CodePages) {
 }
 
 TEST(Clock, LocalTime) {
-  const LocalTime now = localTimeNow();
+  const LocalTime now = localTimeOf(timeNow());
   SYSTEMTIME system;
   GetLocalTime(&system);
   EXPECT_NEAR(now.year + 1900, system.wYear, 1);
