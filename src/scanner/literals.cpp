@@ -238,8 +238,7 @@ static CharBytes decodeCharConstant() {
 static uint32_t narrowValue(const CharBytes& decoded) {
   uint32_t value;
   std::memcpy(&value, decoded.bytes, 4);
-  if (decoded.count == 1 && !optionImage.unsignedChar)
-    value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
+  if (decoded.count == 1 && !optionImage.unsignedChar) value = uint32_t(int32_t(int8_t(decoded.bytes[0])));
   return value;
 }
 
