@@ -63,17 +63,16 @@ VSP_INLINE void separateWord(PlainRun& run) {
 VSP_INLINE bool passName(PlainRun& run) {
   const Byte* const text = run.cursor;
   const Byte* end = text;
-  uint32_t sum = 0;
   // The byte at the limit belongs to no name.
-  for (int32_t step; (step = hashStep[*end]) != 0; ++end) sum += uint32_t(step);
+  while (isNameByte(*end)) ++end;
   const uint32_t length = uint32_t(end - text);
   if (end >= run.limit || *end == '\\' || length > identLimit) return false;
   // A dynamic name, by its length; and the prefix of a wide literal.
   if (text[0] == '_' && text[1] == '_' && (length == 8 || length == 11)) return false;
   if (text[0] == 'L' && length == 1 && (*end == '"' || *end == '\'')) return false;
-  const IdentEntry* const entry = findEntry(makeName(text, length, sum));
-  if (entry->isMacro()) return false;
-  const int code = entry->tokenCode;
+  const IdentEntry* const entry = findKnown(makeName(text, length));
+  if (entry != nullptr && entry->isMacro()) return false;
+  const int code = entry == nullptr ? 0 : entry->tokenCode;
   if (code == 0) {
     separateWord(run);
     copyRun(run.out, text, length);

@@ -108,16 +108,13 @@ Byte expandDynamicName(DynamicName name) {
 // --- The list of -Sd ---
 
 void dumpDefinedMacros() {
-  for (const uint32_t head : hashTable) {
-    for (uint32_t offset = head; offset != 0;) {
-      const IdentEntry* const entry = entryAt(offset);
-      if (entry->isMacro()) {
-        emitText("/* define ");
-        emitText(asChars(entry->spelling()));
-        emitText(" */");
-        emitChar('\n');
-      }
-      offset = entry->next;
-    }
+  size_t count;
+  IdentEntry** const macros = listMacros(count);
+  for (size_t i = 0; i < count; ++i) {
+    emitText("/* define ");
+    emitText(asChars(macros[i]->spelling()));
+    emitText(" */");
+    emitChar('\n');
   }
+  memFree(macros);
 }

@@ -1,65 +1,68 @@
-// The identifier table.
-//
-// Chains hang on 32,768 heads that hold offsets into the SAVE region: half the
-// size of pointers, so half the pages that a unit touches. The hash is a sum of
-// one step per byte.
+// The identifier table: growth, new entries, and the order of -Sd.
 
 #include "names/names.h"
 
+#include <algorithm>
 #include <array>
 #include <new>
 
 #include "options/option_image.h"
 
 constinit const Byte noMacro[1] = {0};
-constinit uint32_t hashTable[hashChainCount] = {};
 constinit uint32_t identLimit = 250;
 
-// The steps come from a fixed generator, so that every run has the same hashes.
-constexpr std::array<int32_t, 256> hashSteps = [] {
-  std::array<int32_t, 256> steps{};
-  uint32_t seed = 1;
-  const auto give = [&](int from, int to) {
-    for (int c = from; c <= to; ++c) {
-      int32_t step = 0;
-      while (step == 0) {
-        seed = seed * 1664525U + 1U;
-        step = int32_t(seed) >> 16;
-      }
-      steps[size_t(c)] = step;
-    }
-  };
-  give('0', '9');
-  give('A', 'Z');
-  give('a', 'z');
-  give('_', '_');
-  return steps;
-}();
-static_assert(hashSteps['0'] == 25 && hashSteps['1'] == 5969 && hashSteps['A'] == -26603);
-static_assert(hashSteps['a'] == 6125 && hashSteps['b'] == -5540 && hashSteps['c'] == -12196);
-static_assert(hashSteps['_'] == -8758 && hashSteps['$'] == 0 && hashSteps[0x80] == 0);
+constexpr bool mayStandInName(int c) {
+  return isDigit(Byte(c)) || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+}
 
-const int32_t* const hashStep = hashSteps.data();
+constinit const std::array<Byte, 256> nameBytes = [] {
+  std::array<Byte, 256> table{};
+  for (int c = 0; c < 256; ++c) table[size_t(c)] = mayStandInName(c);
+  return table;
+}();
+
+// The slots of a unit with few names. A unit of a few lines enters some 200.
+constexpr uint32_t firstSlotCount = 1024;
+static constinit uint32_t firstSlots[firstSlotCount] = {};
+
+constinit NameTable nameTable{firstSlots, firstSlotCount - 1, 0};
 
 Name nameOf(const Byte* text) {
-  uint32_t sum = 0;
-  uint32_t length = 0;
-  for (; text[length] != 0; ++length) sum += uint32_t(hashSteps[text[length]]);
-  return makeName(text, length, sum);
+  return makeName(text, uint32_t(std::strlen(asChars(text))));
+}
+
+// Puts an entry into the first free slot from its place on.
+static void fillSlot(const IdentEntry* entry) {
+  const size_t offset = size_t(reinterpret_cast<const Byte*>(entry) - saveBase);
+  uint32_t place = entry->hash & nameTable.slotMask;
+  while (nameTable.slots[place] != 0) place = (place + 1) & nameTable.slotMask;
+  nameTable.slots[place] = uint32_t(offset / 8) | (entry->hash & ~slotOffsetMask);
+}
+
+// Doubles the number of slots.
+VSP_COLD static void growTable() {
+  const NameTable old = nameTable;
+  const uint32_t size = (old.slotMask + 1) * 2 * uint32_t(sizeof(uint32_t));
+  nameTable.slots = static_cast<uint32_t*>(memAlloc(size));
+  nameTable.slotMask = old.slotMask * 2 + 1;
+  std::memset(nameTable.slots, 0, size);
+  for (uint32_t i = 0; i <= old.slotMask; ++i)
+    if (old.slots[i] != 0) fillSlot(entryOfSlot(old.slots[i]));
+  if (old.slots != firstSlots) memFree(old.slots);
 }
 
 IdentEntry* makeEntry(const Name& name) {
-  uint32_t& head = hashTable[name.hash & (hashChainCount - 1)];
   Byte* const place = carveSAVE(offsetof(IdentEntry, firstByte) + name.length + 1);
   IdentEntry* const entry = new (place) IdentEntry;
   entry->macroBody = noMacro;
-  entry->next = head;
+  entry->hash = name.hash;
   entry->tokenCode = 0;
   entry->nameLength = Byte(name.length);
   Byte* const spelling = place + offsetof(IdentEntry, firstByte);
   std::memcpy(spelling, name.text, name.length);
   spelling[name.length] = 0;
-  head = uint32_t(place - saveBase);
+  if (++nameTable.entryCount > nameTable.slotMask / 2) growTable();
+  fillSlot(entry);
   return entry;
 }
 
@@ -82,8 +85,66 @@ bool isDefined(const Name& name) {
   return dynamicNameOf(name) != dynamicNone || findEntry(name)->isMacro();
 }
 
+// --- The order of -Sd ---
+
+// The order that users of -Sd know is that of a table with 32,768 chains, new names
+// in front, whose hash is a sum of one step per byte less the length. It is worked
+// out when it is asked for. The steps come from a fixed generator.
+constexpr std::array<int32_t, 256> listSteps = [] {
+  std::array<int32_t, 256> steps{};
+  uint32_t seed = 1;
+  const auto give = [&](int from, int to) {
+    for (int c = from; c <= to; ++c) {
+      int32_t step = 0;
+      while (step == 0) {
+        seed = seed * 1664525U + 1U;
+        step = int32_t(seed) >> 16;
+      }
+      steps[size_t(c)] = step;
+    }
+  };
+  give('0', '9');
+  give('A', 'Z');
+  give('a', 'z');
+  give('_', '_');
+  return steps;
+}();
+static_assert(listSteps['0'] == 25 && listSteps['1'] == 5969 && listSteps['A'] == -26603);
+static_assert(listSteps['a'] == 6125 && listSteps['b'] == -5540 && listSteps['c'] == -12196);
+static_assert(listSteps['_'] == -8758);
+
+constexpr uint32_t listChainCount = 32768;
+
+static uint32_t listChain(const IdentEntry* entry) {
+  uint32_t sum = 0;
+  for (const Byte* c = entry->spelling(); *c != 0; ++c) sum += uint32_t(listSteps[*c]) - 1;
+  return sum % listChainCount;
+}
+
+// Entries are cut off the SAVE region one after the other, so a later one stands at
+// a higher address.
+static bool isListedBefore(const IdentEntry* a, const IdentEntry* b) {
+  const uint32_t chainOfA = listChain(a);
+  const uint32_t chainOfB = listChain(b);
+  return chainOfA != chainOfB ? chainOfA < chainOfB : a > b;
+}
+
+IdentEntry** listMacros(size_t& count) {
+  IdentEntry** const macros =
+      static_cast<IdentEntry**>(memAlloc(nameTable.entryCount * uint32_t(sizeof(IdentEntry*))));
+  count = 0;
+  for (uint32_t i = 0; i <= nameTable.slotMask; ++i) {
+    if (nameTable.slots[i] == 0) continue;
+    IdentEntry* const entry = entryOfSlot(nameTable.slots[i]);
+    if (entry->isMacro()) macros[count++] = entry;
+  }
+  std::sort(macros, macros + count, isListedBefore);
+  return macros;
+}
+
 void resetNames() {
-  std::memset(hashTable, 0, sizeof hashTable);
+  std::memset(firstSlots, 0, sizeof firstSlots);
+  nameTable = {firstSlots, firstSlotCount - 1, 0};
   identLimit = optionImage.maxIdentLength;
   if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi)) identLimit = 250;
 }

@@ -1,14 +1,24 @@
 // The identifier table: one entry per name of a unit, which is keyword, macro
 // and name at once.
 //
-// A name on its way is a value: its bytes, their number and their hash, which is
-// made in the loop that finds the name's end. The table turns it into an entry,
-// and entries compare by address. A lookup never fails: a name is entered the
-// first time that it is looked up. Entries live in the SAVE region until the unit
-// ends.
+// A name on its way is a value: its bytes, their number and their hash. The table
+// turns it into an entry, and entries compare by address. A lookup never fails: a
+// name is entered the first time that it is looked up. Entries live in the SAVE
+// region until the unit ends.
+//
+// The table is an array of 32-bit slots, searched from the place that the hash
+// gives on, with an entry in at most every second slot. A slot holds where its
+// entry stands and nine bits of the hash, so nearly every slot of another name is
+// passed without a look at its entry:
+//
+//   | hash bits 31..23 | offset of the entry in the SAVE region / 8, 23 bits |
+//
+// The array is small at first, so that a small unit touches one page of it, and
+// doubles; it is no part of the SAVE region.
 
 #pragma once
 
+#include <array>
 #include <cstring>
 
 #include "base.h"
@@ -26,7 +36,7 @@ extern const Byte noMacro[1];
 
 struct IdentEntry {
   const Byte* macroBody;  // the macro record, or noMacro
-  uint32_t next;          // offset in the SAVE region of the next entry of the chain, 0 at the end
+  uint32_t hash;          // of the spelling
   Byte tokenCode;         // of a keyword, 0 for a plain name
   Byte nameLength;        // of the spelling without its NUL
   Byte firstByte;         // the spelling, NUL-terminated, begins here
@@ -39,30 +49,68 @@ struct IdentEntry {
 // 32-bit host the spelling follows ten bytes.
 static_assert(offsetof(IdentEntry, firstByte) == sizeof(void*) + 6);
 
-constexpr int hashChainCount = 32768;
-
 // The longest name that an entry holds.
 constexpr uint32_t nameLengthLimit = 255;
 
-// Chain heads: offsets of entries in the SAVE region, 0 for an empty chain.
-extern uint32_t hashTable[hashChainCount];
+// Entries stand at multiples of 8, and offset 0 is none, so an empty slot is 0.
+constexpr int slotOffsetBits = 23;
+constexpr uint32_t slotOffsetMask = (1U << slotOffsetBits) - 1;
+static_assert(saveRegionSize / 8 <= size_t{1} << slotOffsetBits);
 
-inline IdentEntry* entryAt(uint32_t offset) {
-  return reinterpret_cast<IdentEntry*>(saveBase + offset);
+// The slots: a power of two of them, `slotMask` + 1.
+struct NameTable {
+  uint32_t* slots;
+  uint32_t slotMask;
+  uint32_t entryCount;
+};
+extern NameTable nameTable;
+
+inline IdentEntry* entryOfSlot(uint32_t slot) {
+  return reinterpret_cast<IdentEntry*>(saveBase + size_t{slot & slotOffsetMask} * 8);
 }
 
-// What each byte of a name adds to its hash; 0 for a byte that no name holds, so
-// one table gives the end of a name and its hash.
-extern const int32_t* const hashStep;
+// 1 for the bytes that a name may hold.
+extern const std::array<Byte, 256> nameBytes;
 
-// True for the bytes that a name may hold.
 VSP_INLINE bool isNameByte(Byte c) {
-  return hashStep[c] != 0;
+  return nameBytes[c] != 0;
 }
 
-// The name of `length` bytes at `text` whose hash steps add up to `sum`.
-VSP_INLINE Name makeName(const Byte* text, uint32_t length, uint32_t sum) {
-  return {text, length, sum - length};
+// The two halves of the product, so that each bit of the result depends on every bit
+// of `word`.
+VSP_INLINE uint64_t mixWord(uint64_t state, uint64_t word) {
+  __extension__ using Wide = unsigned __int128;
+  const Wide product = Wide{state ^ word} * 0x9E3779B97F4A7C15;
+  return uint64_t(product) ^ uint64_t(product >> 64);
+}
+
+// The hash of a name: words of eight bytes, the last one overlapping the one before,
+// each mixed in by a multiplication. It reads no byte after the name.
+VSP_INLINE uint32_t hashName(const Byte* text, uint32_t length) {
+  uint64_t state = length;
+  uint64_t word;
+  if (length >= 8) {
+    for (uint32_t i = 0; i + 8 < length; i += 8) {
+      std::memcpy(&word, text + i, 8);
+      state = mixWord(state, word);
+    }
+    std::memcpy(&word, text + length - 8, 8);
+  } else if (length >= 4) {
+    uint32_t first, last;
+    std::memcpy(&first, text, 4);
+    std::memcpy(&last, text + length - 4, 4);
+    word = first | uint64_t{last} << 32;
+  } else if (length != 0) {
+    word = text[0] | uint64_t{text[length / 2]} << 8 | uint64_t{text[length - 1]} << 16;
+  } else {
+    word = 0;
+  }
+  return uint32_t(mixWord(state, word));
+}
+
+// The name of `length` bytes at `text`.
+VSP_INLINE Name makeName(const Byte* text, uint32_t length) {
+  return {text, length, hashName(text, length)};
 }
 
 // The name that a NUL-terminated text spells.
@@ -75,8 +123,7 @@ bool isSpelled(const Name& name, const char (&text)[size]) {
 }
 
 // True if `length` bytes agree. Names are short, so words of their own, which may
-// overlap, beat a call; the last ones go first, since names that share a chain
-// often differ in their last digits alone.
+// overlap, beat a call.
 VSP_INLINE bool isSameText(const Byte* a, const Byte* b, uint32_t length) {
   if constexpr (!fastPaths) return std::memcmp(a, b, length) == 0;
   if (length >= 8) {
@@ -102,18 +149,27 @@ VSP_INLINE bool isSameText(const Byte* a, const Byte* b, uint32_t length) {
   return length == 0;
 }
 
-// Enters a name that no chain holds; for findEntry.
+// Enters a name that the table does not hold; for findEntry.
 [[gnu::noinline]] IdentEntry* makeEntry(const Name& name);
 
-// Finds or makes the entry of a name of at most nameLengthLimit bytes.
-VSP_INLINE IdentEntry* findEntry(const Name& name) {
-  for (uint32_t offset = hashTable[name.hash & (hashChainCount - 1)]; offset != 0;) {
-    IdentEntry* const entry = entryAt(offset);
+// The entry of a name of at most nameLengthLimit bytes, or null if it has none.
+VSP_INLINE IdentEntry* findKnown(const Name& name) {
+  const uint32_t mask = nameTable.slotMask;
+  const uint32_t* const slots = nameTable.slots;
+  uint32_t place = name.hash & mask;
+  for (uint32_t slot; (slot = slots[place]) != 0; place = (place + 1) & mask) {
+    if (((slot ^ name.hash) & ~slotOffsetMask) != 0) continue;
+    IdentEntry* const entry = entryOfSlot(slot);
     if (entry->nameLength == name.length && isSameText(entry->spelling(), name.text, name.length))
       return entry;
-    offset = entry->next;
   }
-  return makeEntry(name);
+  return nullptr;
+}
+
+// The same, but a name that has no entry is given one.
+VSP_INLINE IdentEntry* findEntry(const Name& name) {
+  IdentEntry* const entry = findKnown(name);
+  return entry != nullptr ? entry : makeEntry(name);
 }
 
 // The same for a NUL-terminated text.
@@ -135,6 +191,10 @@ DynamicName dynamicNameOf(const Name& name);
 
 // The test that `defined` makes: a macro or a dynamic name.
 bool isDefined(const Name& name);
+
+// The macros of the unit in the order in which -Sd lists them, `count` of them, in
+// a block of memAlloc.
+IdentEntry** listMacros(size_t& count);
 
 // How many characters of a name count in this unit.
 extern uint32_t identLimit;

@@ -9,13 +9,9 @@
 
 Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
   uint32_t length = 0;
-  uint32_t sum = 0;
   for (;;) {
     while (isNameByte(c)) {
-      if (length < room) {
-        target[length++] = c;
-        sum += uint32_t(hashStep[c]);
-      }
+      if (length < room) target[length++] = c;
       c = nextChar();
     }
     if (c != '\\') break;
@@ -24,14 +20,14 @@ Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
     if (!isLineEnd(d)) {
       ungetTwo('\\', after);
       target[length] = 0;
-      return makeName(target, length, sum);
+      return makeName(target, length);
     }
     countNewline(d);
     c = nextChar();
   }
   ungetChar();
   target[length] = 0;
-  return makeName(target, length, sum);
+  return makeName(target, length);
 }
 
 Name scanIdentifier(Byte c) {

@@ -18,19 +18,18 @@ VSP_COLD Name readNameSlowly(Byte c, Byte* target, uint32_t room);
 // unread. May change the input stack.
 VSP_INLINE Name readName(Byte c, Byte* target, uint32_t room) {
   if constexpr (!fastPaths) return readNameSlowly(c, target, room);
-  const Byte* const start = inputCursor;
-  const Byte* cursor = start;
-  uint32_t sum = uint32_t(hashStep[c]);
-  // The byte at the limit belongs to no name, so this loop needs no limit test.
-  for (int32_t step; (step = hashStep[*cursor]) != 0; ++cursor) sum += uint32_t(step);
-  const size_t length = size_t(cursor - start) + 1;
-  if (cursor >= inputLimit || *cursor == '\\' || length > room) [[unlikely]]
+  // As a rule the byte in hand stands before the cursor; the byte at the limit belongs
+  // to no name, so this loop needs no limit test.
+  const Byte* const start = inputCursor - 1;
+  const Byte* cursor = inputCursor;
+  while (isNameByte(*cursor)) ++cursor;
+  const size_t length = size_t(cursor - start);
+  if (cursor >= inputLimit || *cursor == '\\' || length > room || *start != c) [[unlikely]]
     return readNameSlowly(c, target, room);
-  target[0] = c;
-  copyRun(target + 1, start, length - 1);
+  copyRun(target, start, length);
   target[length] = 0;
   inputCursor = cursor;
-  return makeName(target, uint32_t(length), sum);
+  return makeName(target, uint32_t(length));
 }
 
 // Reads the name that begins with `c`, already read, to the end of tokenText, which does not
