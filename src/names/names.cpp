@@ -13,6 +13,7 @@
 
 constinit const Byte noMacro[1] = {0};
 constinit uint32_t hashTable[hashChainCount] = {};
+constinit uint64_t nameFilter[nameFilterBits / 64] = {};
 constinit uint32_t identLimit = 250;
 
 // The steps come from a fixed generator, so that every run has the same hashes.
@@ -67,6 +68,22 @@ IdentEntry* lookupName(const Byte* text) {
   return findEntry(nameOf(text));
 }
 
+void noteSpecialName(const Byte* text, uint32_t length) {
+  const uint32_t part = length < 8 ? length : 8;
+  uint64_t first = 0, last = 0;
+  std::memcpy(&first, text, part);
+  std::memcpy(&last, text + length - part, part);
+  const uint32_t index = filterIndex(first, last);
+  nameFilter[index / 64] |= uint64_t{1} << (index % 64);
+}
+
+// The names that dynamicNameOf may know, and the prefix of wide literals.
+static void noteDynamicNames() {
+  for (const char* const name :
+       {"__STDC__", "__FILE__", "__LINE__", "__DATE__", "__TIME__", "__cplusplus", "L"})
+    noteSpecialName(asBytes(name), uint32_t(std::strlen(name)));
+}
+
 DynamicName dynamicNameOf(const Name& name) {
   if (name.length < 2 || name.text[0] != '_' || name.text[1] != '_') return dynamicNone;
   if (isSpelled(name, "__STDC__")) return optionImage.languageLevel == levelAnsi ? dynamicStdc : dynamicNone;
@@ -84,6 +101,8 @@ bool isDefined(const Name& name) {
 
 void resetNames() {
   std::memset(hashTable, 0, sizeof hashTable);
+  std::memset(nameFilter, 0, sizeof nameFilter);
+  noteDynamicNames();
   identLimit = optionImage.maxIdentLength;
   if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi)) identLimit = 250;
 }
