@@ -19,7 +19,7 @@
 #include "names/names.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"
-#include "output/advance_line.h"
+#include "output/line_markers.h"
 #include "scanner/byte_search.h"
 #include "scanner/char_class.h"
 #include "scanner/skip.h"
@@ -128,28 +128,72 @@ static const Byte* plainLineEnd(const Byte* cursor, const Byte* limit) {
   }
 }
 
+// True if nothing but blanks stands between `cursor` and the line's start before it,
+// where `start` counts as one. Blanks are what skipSpace passes.
+static bool beginsLine(const Byte* start, const Byte* cursor) {
+  while (cursor > start && (tokenClass[cursor[-1]] == classBlank || cursor[-1] == 0)) --cursor;
+  return cursor == start || isLineEnd(cursor[-1]);
+}
+
+// The end of the comment at `cursor` in skipped text; null if a directive may follow
+// it, or it is not plain.
+static const Byte* skippedCommentEnd(const Byte* start, const Byte* cursor, const Byte* limit) {
+  const Byte* const end = findPlainCommentEnd(cursor, limit);
+  if (end == nullptr || !beginsLine(start, cursor)) return end;
+  const Byte* next = end;
+  while (*next == ' ' || *next == '\t') ++next;
+  const bool mayHide = next >= limit || *next == '#' || *next == '/' || *next == '\\' ||
+                       tokenClass[*next] == classBlank || *next == 0;
+  return mayHide ? nullptr : end;
+}
+
+// The start of the line that `cursor` is on, where `start` counts as one. Says
+// whether a quote stands between.
+static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& quotes) {
+  quotes = false;
+  for (; cursor > start && !isLineEnd(cursor[-1]); --cursor)
+    if (cursor[-1] == '"' || cursor[-1] == '\'') quotes = true;
+  return cursor;
+}
+
+// Where skipped text goes on after the stop at `cursor`; null if the line with the
+// stop is a directive, is not plain, or may not be wholly in the buffer. The text
+// begins at `start`.
+static const Byte* passSkippedStop(const Byte* start, const Byte* cursor, const Byte* limit) {
+  if (cursor + 1 >= limit) return nullptr;
+  if (cursor[1] == '#') return beginsLine(start, cursor + 1) ? nullptr : cursor + 1;
+  if (*cursor != '/') return nullptr;
+  // A quote matters only where it may make a comment a part of a literal.
+  bool quotes;
+  const Byte* const line = lineStartBefore(start, cursor, quotes);
+  return quotes ? plainLineEnd(line, limit) : skippedCommentEnd(line, cursor, limit);
+}
+
 // Skips whole lines straight from the buffer, as far as they are no directives
 // and hold nothing unusual. A line that is not plain is left untouched for the
 // ordinary path.
 VSP_HOT static void skipPlainLines() {
   if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments ||
-      pendingText != nullptr)
+      pendingText != nullptr || *inputCursor == '#')
     return;
-  for (;;) {
-    const Byte* const limit = inputLimit;
-    const Byte* cursor = inputCursor;
-    while (*cursor == ' ' || *cursor == '\t') ++cursor;
-    // What skipSpace passes in its own way may hide a directive.
-    if (cursor >= limit || *cursor == '#' || *cursor == '/' || tokenClass[*cursor] == classBlank ||
-        *cursor == '\\' || *cursor == 0)
-      return;
-    const Byte* const end = plainLineEnd(cursor, limit);
-    if (end == nullptr) return;
-    const bool paired = isLineEnd(end[1]) && end[0] != end[1];
-    if (paired && end + 2 >= limit) return;
-    inputCursor = end + (paired ? 2 : 1);
-    advanceLine();
+  const Byte* const start = inputCursor;
+  const Byte* cursor = start;
+  uint32_t lines = 0;
+  for (const Byte* next = start; next != nullptr; next = passSkippedStop(start, cursor, inputLimit)) {
+    const PassedText passed = passSkippedText(next, inputLimit);
+    lines += passed.lines;
+    cursor = passed.end;
   }
+  const bool paired = cursor + 2 < inputLimit && cursor[0] == '\r' && cursor[1] == '\n';
+  if (cursor + 1 < inputLimit && cursor[paired] == '\n' && cursor[paired + 1] == '#') {
+    cursor += paired + 1;
+    ++lines;
+  } else {
+    bool quotes;
+    cursor = lineStartBefore(start, cursor, quotes);
+  }
+  inputCursor = cursor;
+  advanceLines(lines);
 }
 
 // Skips lines up to the directive that ends the skip; directiveId says which one

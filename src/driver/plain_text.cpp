@@ -27,6 +27,10 @@
 #include "scanner/literals.h"
 #include "scanner/scan.h"
 
+#if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
+#include <emmintrin.h>
+#endif
+
 // Room that must be left for the next token: a separator, and the longest name
 // or keyword.
 constexpr size_t plainRoom = 272;
@@ -89,13 +93,29 @@ VSP_INLINE bool passName(PlainRun& run) {
   return true;
 }
 
-// A decimal number of digits alone, or a single 0.
+// The longest number passed as plain text.
+constexpr ptrdiff_t integerLimit = 16;
+
+// True for a run of name bytes that is an ordinary integer as a whole: decimal, or
+// hexadecimal without a suffix. A point after it would belong to it too.
+VSP_INLINE bool isPlainInteger(const Byte* text, const Byte* end) {
+  if (*end == '.' || end - text > integerLimit) return false;
+  if (*text == '0' && end - text > 1) {
+    if ((text[1] | 0x20) != 'x') return false;
+    for (text += 2; text != end && (isDigit(*text) || Byte((*text | 0x20) - 'a') < 6); ++text) {
+    }
+  } else {
+    while (text != end && isDigit(*text)) ++text;
+  }
+  return text == end;
+}
+
 VSP_INLINE bool passNumber(PlainRun& run) {
   const Byte* end = run.cursor;
-  while (isDigit(*end)) ++end;
+  while (isNameByte(*end)) ++end;
   const size_t length = size_t(end - run.cursor);
-  if (end >= run.limit || isNameByte(*end) || *end == '.' || wideChar || length > 16) return false;
-  if (*run.cursor == '0' && length != 1) return false;
+  if (end >= run.limit || *end == '\\' || wideChar || length > size_t{integerLimit}) return false;
+  if (!isPlainInteger(run.cursor, end)) return false;
   separateWord(run);
   copyRun(run.out, run.cursor, length);
   run.out += length;
@@ -148,10 +168,13 @@ VSP_INLINE bool passOther(PlainRun& run, Byte byteClass) {
   }
 }
 
-// A string without a backslash that ends in the buffer.
+// A string that ends in the buffer. A backslash is written as it stands, and what
+// follows it ends no string.
 VSP_INLINE bool passString(PlainRun& run) {
   if (lastStringChar == '\\') return false;
-  const Byte* const end = findStringStop(run.cursor + 1, run.limit);
+  const Byte* end = run.cursor + 1;
+  while ((end = findStringStop(end, run.limit)) < run.limit && *end == '\\' && end[1] != endOfTextByte)
+    end += 2;
   if (end >= run.limit || *end != '"') return false;
   const size_t length = size_t(end + 1 - run.cursor);
   if (length >= size_t(run.outLimit - run.out)) return false;
@@ -259,6 +282,146 @@ VSP_INLINE bool passOne(PlainRun& run) {
   }
 }
 
+#if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
+
+// --- Stretches ---
+//
+// Names, plain integers, blanks and the punctuators that stand in no pair are the
+// bulk of a text, and are written as they stand. So they are passed in stretches:
+// the bytes are sorted sixteen at a time, a name costs a look at the filter of
+// special names, and the stretch is copied as a whole.
+
+// The bytes from `base` on, sorted: bit i stands for base[i].
+struct ByteWindow {
+  const Byte* base;
+  uint64_t names;     // bytes of names and numbers
+  uint64_t wordless;  // blanks and punctuators that stand in no pair
+};
+
+constexpr size_t windowSize = 64;
+
+// What must be readable from a window's base on: a copy may read 16 bytes too many.
+constexpr ptrdiff_t windowRoom = windowSize + 16;
+
+// What must have been read before a window, for the last bytes of a short name.
+constexpr ptrdiff_t windowLead = 8;
+
+// The bytes of `block` in [low, high], as masks.
+static __m128i bytesBetween(__m128i block, Byte low, Byte high) {
+  const __m128i above = _mm_sub_epi8(block, _mm_set1_epi8(static_cast<char>(low)));
+  return _mm_cmpeq_epi8(_mm_min_epu8(above, _mm_set1_epi8(static_cast<char>(high - low))), above);
+}
+
+static __m128i bytesEqual(__m128i block, char c) {
+  return _mm_cmpeq_epi8(block, _mm_set1_epi8(c));
+}
+
+static __m128i either(__m128i a, __m128i b) {
+  return _mm_or_si128(a, b);
+}
+
+static ByteWindow openWindow(const Byte* base) {
+  ByteWindow window{base, 0, 0};
+  for (unsigned i = 0; i < windowSize; i += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + i));
+    const __m128i folded = _mm_or_si128(block, _mm_set1_epi8(0x20));  // small letters, '{' and '}'
+    const __m128i names =
+        either(either(bytesBetween(folded, 'a', 'z'), bytesBetween(block, '0', '9')), bytesEqual(block, '_'));
+    const __m128i brackets =
+        either(either(bytesEqual(folded, '{'), bytesEqual(folded, '}')), bytesBetween(block, '(', ')'));
+    const __m128i others = either(either(bytesEqual(block, ' '), bytesEqual(block, '\t')),
+                                  either(bytesEqual(block, ','), bytesEqual(block, ';')));
+    window.names |= uint64_t(unsigned(_mm_movemask_epi8(names))) << i;
+    window.wordless |= uint64_t(unsigned(_mm_movemask_epi8(either(brackets, others)))) << i;
+  }
+  return window;
+}
+
+// The end of the longest plain stretch of the window from `from` to `end`, which is
+// the index of a byte that belongs to none, or windowSize.
+VSP_INLINE unsigned plainStretchEnd(const ByteWindow& window, unsigned from, unsigned end) {
+  uint64_t starts = window.names & ~(window.names << 1) & (~uint64_t{0} << from);
+  if (end < windowSize) starts &= (uint64_t{1} << end) - 1;
+  for (; starts != 0; starts &= starts - 1) {
+    const unsigned start = unsigned(__builtin_ctzll(starts));
+    const uint64_t rest = ~(window.names >> start);
+    const unsigned length = unsigned(__builtin_ctzll(rest));
+    // A name at the window's end may go on.
+    if (start + length >= windowSize) return start;
+    const Byte* const text = window.base + start;
+    if (isDigit(*text) ? !isPlainInteger(text, text + length) : isSpecialName(text, length)) return start;
+    if (start + length == end) {
+      // A splice may continue the name, and a quote is set apart from it.
+      const Byte next = text[length];
+      if (next == '\\' || next == '"' || next == '\'') return start;
+    }
+  }
+  return end;
+}
+
+// Notes what a stretch that has been passed ends in. Punctuators that stand in no
+// pair count as one.
+VSP_INLINE void noteStretch(PlainRun& run, const ByteWindow& window, unsigned from, unsigned end) {
+  while (end != from && (window.base[end - 1] == ' ' || window.base[end - 1] == '\t')) --end;
+  if (end == from) return;
+  if ((window.names >> (end - 1) & 1) == 0) {
+    wrote(run, tokSemicolon);
+    return;
+  }
+  const uint64_t after = ~window.names << (windowSize - end);
+  const unsigned length = after == 0 ? end : unsigned(__builtin_clzll(after));
+  wrote(run, isDigit(window.base[end - length]) ? tokIntConst : tokIdent);
+}
+
+// Passes the stretch at the cursor, which is in the window. False if there is none.
+VSP_INLINE bool passStretch(PlainRun& run, const ByteWindow& window) {
+  const unsigned from = unsigned(run.cursor - window.base);
+  const uint64_t others = ~(window.names | window.wordless) >> from;
+  const unsigned end = others == 0 ? unsigned(windowSize) : from + unsigned(__builtin_ctzll(others));
+  const unsigned stop = end == from ? from : plainStretchEnd(window, from, end);
+  if (stop == from) return false;
+  if ((window.names >> from & 1) != 0) separateWord(run);
+  for (unsigned i = from; i < stop; i += 16) std::memcpy(run.out + (i - from), window.base + i, 16);
+  run.out += stop - from;
+  run.cursor = window.base + stop;
+  noteStretch(run, window, from, stop);
+  return true;
+}
+
+// Passes text by stretches, and what stands between them by tokens. Gives up at the
+// first place that is not plain, or near the end of either buffer; true in the second
+// case.
+static bool passStretches(PlainRun& run) {
+  if (wideChar || identLimit < windowSize) return true;
+  if (run.cursor - inputTop->buffer < windowLead) return true;
+  ByteWindow window{run.cursor - windowSize, 0, 0};
+  while (run.out < run.outLimit) {
+    if (run.cursor - window.base >= ptrdiff_t(windowSize)) {
+      if (run.limit - run.cursor < windowRoom) return true;
+      window = openWindow(run.cursor);
+    }
+    if (passStretch(run, window)) continue;
+    const Byte* const before = run.cursor;
+    if (before > window.base && ((window.names >> (before - window.base)) & 1) != 0) {
+      // Perhaps a name that the window cuts.
+      if (run.limit - run.cursor < windowRoom) return true;
+      window = openWindow(run.cursor);
+      if (passStretch(run, window)) continue;
+    }
+    if (!passOne(run)) return false;
+    if (run.out == output.buffer) return false;
+  }
+  return true;
+}
+
+#else
+
+static bool passStretches(PlainRun&) {
+  return true;
+}
+
+#endif
+
 VSP_HOT int passPlainText(int previous) {
   // The separators look at the byte written last, which must be in the buffer.
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
@@ -266,7 +429,9 @@ VSP_HOT int passPlainText(int previous) {
   PlainRun run{inputCursor, inputLimit,  output.cursor,  output.limit - plainRoom,
                previous,    currentLine, tokenState.line};
   // A line end whose marker fills the buffer leaves it empty.
-  while (run.cursor < run.limit && run.out < run.outLimit && passOne(run) && run.out != output.buffer) {
+  if (passStretches(run)) {
+    while (run.cursor < run.limit && run.out < run.outLimit && run.out != output.buffer && passOne(run)) {
+    }
   }
   inputCursor = run.cursor;
   tokenState.line = run.tokenLine;

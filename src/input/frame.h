@@ -57,11 +57,12 @@ struct MacroFrame : InputFrame {
   IdentEntry* hiddenEntry;  // the macro that is no macro while its text is read, or null
 };
 
-// An open source file. Its block of fileFrameSize bytes goes on with the read
-// buffer; before that stands the last byte of the block before, so that two
-// steps back are possible after a refill.
+// An open source file. Its block goes on with the read buffer; before that stands
+// the last byte of the text before, so that two steps back are possible after a
+// refill.
 struct FileFrame : InputFrame {
   int handle;                        // while kind is frameFile
+  uint32_t readSize;                 // bytes of the read buffer
   const char* openName;              // the name that it was opened under
   const char* savedFileName;         // currentFileName of the including file
   int32_t savedLine;                 // currentLine at the push
@@ -75,16 +76,18 @@ struct FileFrame : InputFrame {
   Byte* storage() { return reinterpret_cast<Byte*>(this + 1) + 1; }
 };
 
-constexpr uint32_t fileFrameSize = 16384;
-
+// The size of a read buffer: whole pages of the file, and with the frame a block of
+// the pool that is nearly full. Deep in a nest of includes the buffers are small, so
+// that a thousand of them stay below 20 MB.
+constexpr uint32_t roomyDepth = 32;
 #ifdef VSP_READ_SIZE
-constexpr uint32_t fileReadSize = VSP_READ_SIZE;
+constexpr uint32_t roomyReadSize = VSP_READ_SIZE;
+constexpr uint32_t deepReadSize = VSP_READ_SIZE;
 #else
-constexpr uint32_t fileReadSize = 0x3E00;
+constexpr uint32_t roomyReadSize = 0xF000;
+constexpr uint32_t deepReadSize = 0x3000;
 #endif
 
-static_assert(sizeof(FileFrame) + 1 + fileReadSize + 1 <= fileFrameSize,
-              "the read buffer and the NUL after it fit the block");
 static_assert(std::is_trivially_destructible_v<FileFrame> && std::is_trivially_destructible_v<MacroFrame>);
 
 constexpr uint32_t includeDepthLimit = 1000;

@@ -90,11 +90,11 @@ static Byte refillFile(FileFrame* frame) {
   if (frame->kind == frameSuspended) resumeFile(frame);
   if (frame->kind == frameSuspended) return endFile(frame);
   keepLastByte(frame);
-  const int64_t got = readFile(frame->handle, frame->storage(), fileReadSize);
+  const int64_t got = readFile(frame->handle, frame->storage(), frame->readSize);
   // A failed read must not pass for the end: text would be missing.
   if (got < 0) failUnreadable(frame);
   if (got <= 0) return endFile(frame);
-  frame->ended = got < int64_t{fileReadSize};
+  frame->ended = got < int64_t{frame->readSize};
   frame->bytesBefore += frame->length;
   return beginBlock(frame, uint32_t(got));
 }
@@ -219,8 +219,11 @@ PushResult refusalOf(int failure) {
 
 // A frame for an open file, of which nothing has been read.
 static FileFrame* makeFileFrame(int handle) {
-  FileFrame* const frame = new (memAlloc(fileFrameSize)) FileFrame{};
+  const uint32_t readSize = includeDepth < roomyDepth ? roomyReadSize : deepReadSize;
+  // The byte before the buffer, and the NUL after it.
+  FileFrame* const frame = new (memAlloc(uint32_t(sizeof(FileFrame)) + 1 + readSize + 1)) FileFrame{};
   frame->kind = frameFile;
+  frame->readSize = readSize;
   frame->handle = handle;
   frame->buffer = frame->storage();
   frame->storage()[-1] = ' ';

@@ -126,7 +126,9 @@ PushResult searchInclude(char* name, bool quoted) {
 
 void setStdNames(bool defined) {
   static const Byte record[] = {objectLike, '1', endOfBodyMark, 0};
-  if (usingStdNames != nullptr) usingStdNames->macroBody = defined ? record : noMacro;
+  if (usingStdNames == nullptr) return;
+  usingStdNames->macroBody = defined ? record : noMacro;
+  if (defined) noteSpecialName(usingStdNames->spelling(), usingStdNames->nameLength);
 }
 
 // --- #import ---

@@ -208,6 +208,7 @@ static void writeRecord(IdentEntry* entry, Byte paramByte, const ParameterNode* 
                         const Byte* body) {
   Byte* target = carveSAVE(1 + macroBodyLength + 1 + extra);
   entry->macroBody = target;
+  noteSpecialName(entry->spelling(), entry->nameLength);
   *target++ = paramByte;
   std::memcpy(target, body, macroBodyLength + 1);
   target += macroBodyLength + 1;

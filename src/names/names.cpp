@@ -9,6 +9,7 @@
 #include "options/option_image.h"
 
 constinit const Byte noMacro[1] = {0};
+constinit uint64_t nameFilter[nameFilterBits / 64] = {};
 constinit uint32_t identLimit = 250;
 
 constexpr bool mayStandInName(int c) {
@@ -68,6 +69,22 @@ IdentEntry* makeEntry(const Name& name) {
 
 IdentEntry* lookupName(const Byte* text) {
   return findEntry(nameOf(text));
+}
+
+void noteSpecialName(const Byte* text, uint32_t length) {
+  const uint32_t part = length < 8 ? length : 8;
+  uint64_t first = 0, last = 0;
+  std::memcpy(&first, text, part);
+  std::memcpy(&last, text + length - part, part);
+  const uint32_t index = filterIndex(first, last);
+  nameFilter[index / 64] |= uint64_t{1} << (index % 64);
+}
+
+// The names that dynamicNameOf may know, and the prefix of wide literals.
+static void noteDynamicNames() {
+  for (const char* const name :
+       {"__STDC__", "__FILE__", "__LINE__", "__DATE__", "__TIME__", "__cplusplus", "L"})
+    noteSpecialName(asBytes(name), uint32_t(std::strlen(name)));
 }
 
 DynamicName dynamicNameOf(const Name& name) {
@@ -145,6 +162,8 @@ IdentEntry** listMacros(size_t& count) {
 void resetNames() {
   std::memset(firstSlots, 0, sizeof firstSlots);
   nameTable = {firstSlots, firstSlotCount - 1, 0};
+  std::memset(nameFilter, 0, sizeof nameFilter);
+  noteDynamicNames();
   identLimit = optionImage.maxIdentLength;
   if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi)) identLimit = 250;
 }

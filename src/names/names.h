@@ -76,12 +76,11 @@ VSP_INLINE bool isNameByte(Byte c) {
   return nameBytes[c] != 0;
 }
 
-// The two halves of the product, so that each bit of the result depends on every bit
-// of `word`.
+// One step of the hash. The upper half of the product depends on every bit of `word`
+// and goes into the lower one.
 VSP_INLINE uint64_t mixWord(uint64_t state, uint64_t word) {
-  __extension__ using Wide = unsigned __int128;
-  const Wide product = Wide{state ^ word} * 0x9E3779B97F4A7C15;
-  return uint64_t(product) ^ uint64_t(product >> 64);
+  const uint64_t product = (state ^ word) * 0x9E3779B97F4A7C15;
+  return product ^ product >> 32;
 }
 
 // The hash of a name: words of eight bytes, the last one overlapping the one before,
@@ -174,6 +173,34 @@ VSP_INLINE IdentEntry* findEntry(const Name& name) {
 
 // The same for a NUL-terminated text.
 IdentEntry* lookupName(const Byte* text);
+
+// A filter in front of the table: a bit for every name that is more than plain text,
+// as macros and keywords that are written in another way. A name whose bit is not set
+// need not be looked up. Bits are set in the course of a unit and never cleared, and a
+// plain name may share one, so a set bit says nothing.
+constexpr uint32_t nameFilterBits = 32768;
+extern uint64_t nameFilter[nameFilterBits / 64];
+
+// The bit of a name: `first` holds its first bytes, up to eight, zeros after them,
+// `last` its last ones in the same way.
+VSP_INLINE uint32_t filterIndex(uint64_t first, uint64_t last) {
+  return uint32_t(((first ^ (last << 23 | last >> 41)) * 0x9E3779B97F4A7C15U) >> 49);
+}
+static_assert(nameFilterBits == 1U << (64 - 49));
+
+// Sets the bit of a name.
+void noteSpecialName(const Byte* text, uint32_t length);
+
+// True if the bit of the name is set. The eight bytes before its end, and after its
+// start, can be read.
+VSP_INLINE bool isSpecialName(const Byte* text, uint32_t length) {
+  uint64_t first, last;
+  std::memcpy(&first, text, 8);
+  std::memcpy(&last, text + length - 8, 8);
+  const uint32_t unused = length < 8 ? 64 - 8 * length : 0;
+  const uint32_t index = filterIndex(first << unused >> unused, last >> unused);
+  return (nameFilter[index / 64] >> (index % 64) & 1) != 0;
+}
 
 // Names whose text is made at each use. The table knows nothing of them.
 enum DynamicName : Byte {

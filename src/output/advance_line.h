@@ -10,23 +10,35 @@
 #include "output/line_markers.h"
 #include "output/output.h"
 
+// The markers that may follow the kept one with the number's last digit changed
+// alone, of which one has room for sure; 0 if the next marker is made in another way.
+VSP_INLINE uint32_t readyMarkers() {
+  const size_t room = size_t(output.limit - output.cursor);
+  if (!fastPaths || lineMarker.fileName != currentFileName || lineMarker.line != currentLine ||
+      uint32_t(currentLine) - 1 >= INT32_MAX - 10 || lineStart || lineMarker.length + markerStep >= room)
+    return 0;
+  return uint32_t('9' - lineMarker.digit);
+}
+
+// Writes the kept marker with its next digit to `target`; gives the end. The digit
+// is put in afterwards: a wide load of a byte just stored would wait for it.
+VSP_INLINE Byte* putNextMarker(Byte* target) {
+  const uint32_t length = lineMarker.length;
+  for (uint32_t i = 0; i < length; i += markerStep) std::memcpy(target + i, lineMarker.text + i, markerStep);
+  target[lineMarker.lastDigit] = ++lineMarker.digit;
+  return target + length;
+}
+
 // A line end with its pair has been read: counts it and lets the output follow.
 VSP_INLINE void advanceLine() {
-  const uint32_t line = uint32_t(currentLine) + 1;
-  currentLine = messageLine = int32_t(line);
+  const bool ready = readyMarkers() != 0;
+  currentLine = messageLine = int32_t(uint32_t(currentLine) + 1);
   ++totalLines;
-  const size_t room = size_t(output.limit - output.cursor);
-  if (fastPaths && lineMarker.fileName == currentFileName && uint32_t(lineMarker.line) + 1 == line &&
-      int32_t(line) > 0 && !lineStart && lineMarker.length < room) [[likely]] {
-    Byte* const last = lineMarker.text + lineMarker.lastDigit;
-    if (*last != '9') [[likely]] {
-      ++*last;
-      lineMarker.line = int32_t(line);
-      copyRun(output.cursor, lineMarker.text, lineMarker.length);
-      output.cursor += lineMarker.length;
-      output.lastChar = '/';
-      return;
-    }
+  if (ready) [[likely]] {
+    lineMarker.line = currentLine;
+    output.cursor = putNextMarker(output.cursor);
+    output.lastChar = '/';
+    return;
   }
   syncLine();
 }

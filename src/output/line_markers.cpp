@@ -11,6 +11,7 @@
 
 #include "diag/position.h"
 #include "options/option_image.h"
+#include "output/advance_line.h"
 #include "output/output.h"
 
 constinit bool lineStart = true;
@@ -22,7 +23,7 @@ static constinit char lastSyncName[syncNameSize] = {};
 
 constinit LineMarker lineMarker{};
 
-constexpr size_t markerNameLimit = sizeof lineMarker.text - 32;
+constexpr size_t markerNameLimit = sizeof lineMarker.text - 48;
 
 void resetLineMarkers() {
   lineStart = true;
@@ -48,9 +49,25 @@ VSP_COLD static bool buildMarker() {
   *target++ = ' ';
   target = std::to_chars(target, target + 16, currentLine).ptr;
   lineMarker.lastDigit = uint32_t(reinterpret_cast<Byte*>(target) - lineMarker.text - 1);
+  lineMarker.digit = lineMarker.text[lineMarker.lastDigit];
   std::memcpy(target, ": */", 4);
   lineMarker.length = lineMarker.lastDigit + 5;
   lineMarker.fileName = currentFileName;
+  lineMarker.line = currentLine;
+  return true;
+}
+
+// Makes the kept marker that of the current line, the one after its own, whose last
+// digit is 0. False if it has another file, or the number another length.
+static bool carryMarker() {
+  if (lineMarker.fileName != currentFileName || currentLine <= 0 || lineMarker.line != currentLine - 1 ||
+      lineMarker.digit != '9')
+    return false;
+  Byte* digit = lineMarker.text + lineMarker.lastDigit - 1;
+  while (*digit == '9') *digit-- = '0';
+  if (!isDigit(*digit)) return false;
+  ++*digit;
+  lineMarker.text[lineMarker.lastDigit] = lineMarker.digit = '0';
   lineMarker.line = currentLine;
   return true;
 }
@@ -88,7 +105,7 @@ void syncLine() {
     return;
   }
   if (optionImage.lineInfo) {
-    if (fastPaths && buildMarker()) {
+    if (fastPaths && ((!first && carryMarker()) || buildMarker())) {
       const uint32_t skip = first ? 2 : 0;
       emitRun(lineMarker.text + skip, lineMarker.length - skip);
     } else {
@@ -99,4 +116,26 @@ void syncLine() {
   }
   if (!first) emitRun(asBytes("\r\n"), 2);
   emitLineDirective();
+}
+
+void advanceLines(uint32_t count) {
+  while (count != 0) {
+    const uint32_t ready = readyMarkers();
+    if (ready == 0) {
+      advanceLine();
+      --count;
+      continue;
+    }
+    // The markers of at most ten lines, so the room can be tested for all at once.
+    uint32_t batch = count < ready ? count : ready;
+    const size_t room = size_t(output.limit - output.cursor) - markerStep;
+    if (batch * size_t{lineMarker.length} >= room) batch = 1;
+    count -= batch;
+    totalLines += batch;
+    currentLine = messageLine = lineMarker.line = currentLine + int32_t(batch);
+    Byte* target = output.cursor;
+    for (; batch != 0; --batch) target = putNextMarker(target);
+    output.cursor = target;
+    output.lastChar = '/';
+  }
 }

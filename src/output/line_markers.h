@@ -17,13 +17,20 @@ struct LineMarker {
   int32_t line;          // of which line
   uint32_t length;       // of the text
   uint32_t lastDigit;    // index of the number's last digit
+  Byte digit;            // that digit; in the text it is out of date
   Byte text[400];
 };
 extern LineMarker lineMarker;
 
+// Markers are copied in steps of this many bytes, and so write over what follows.
+constexpr uint32_t markerStep = 16;
+
 // A line end has been counted: ends the output's line and begins the next with
 // its marker, in the form that the switches select.
 void syncLine();
+
+// The same for `count` line ends with nothing between them, which are also counted.
+void advanceLines(uint32_t count);
 
 // Forgets the markers written; the start of a unit.
 void resetLineMarkers();

@@ -11,7 +11,9 @@
 
 #include "base.h"
 
-constexpr uint32_t outputBufferSize = 0xE00;
+// Large enough that the calls of the system don't count: with 3,584 bytes they took a
+// third of the time of a plain text. A small output touches its first pages alone.
+constexpr uint32_t outputBufferSize = 0x10000;
 
 // The sink of the unit.
 struct Output {

@@ -19,6 +19,21 @@ const Byte* findLineCommentStop(const Byte* cursor, const Byte* limit);
 // Ctrl-Z, or `limit`: what skipped lines stop at, without double-byte characters.
 const Byte* findSkippedLineStop(const Byte* cursor, const Byte* limit);
 
+// Text passed, and the line ends in it.
+struct PassedText {
+  const Byte* end;
+  uint32_t lines;
+};
+
+// Passes the text of a block comment from `cursor` on: up to a '*' with '/' or '\\'
+// after it, to Ctrl-Z, or to the last byte before `limit`. A carriage return counts
+// with the line feed after it; one that stands otherwise ends the text too.
+PassedText passCommentText(const Byte* cursor, const Byte* limit);
+
+// The same for skipped text: up to a comment, a splice, Ctrl-Z, or the blank or line
+// end before a '#'.
+PassedText passSkippedText(const Byte* cursor, const Byte* limit);
+
 // The end of the comment that begins at `cursor`, with its two bytes before
 // `limit`: after a block comment's close, or at a line comment's line end. Null
 // if it does not end on its line and before `limit`, or if it is a line

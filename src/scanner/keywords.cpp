@@ -2,6 +2,8 @@
 
 #include "scanner/keywords.h"
 
+#include <cstring>
+
 #include "input/include_search.h"
 #include "names/names.h"
 #include "options/option_image.h"
@@ -31,8 +33,12 @@ static IdentEntry* lookupText(const char* name) {
   return lookupName(asBytes(name));
 }
 
+// A keyword that is written as it is spelled passes for a plain name in text.
 static void installKeyword(const char* spelling, TokenCode code) {
-  lookupText(spelling)->tokenCode = Byte(code);
+  IdentEntry* const entry = lookupText(spelling);
+  entry->tokenCode = Byte(code);
+  if (code == tokAsm || std::strcmp(spelling, tokenSpelling[code]) != 0)
+    noteSpecialName(entry->spelling(), entry->nameLength);
 }
 
 // Enters the names that mean something to other folders. They are entered before

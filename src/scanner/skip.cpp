@@ -11,6 +11,7 @@
 #include "input/macro_text.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "output/line_markers.h"
 #include "output/output.h"
 #include "scanner/byte_search.h"
 #include "scanner/char_class.h"
@@ -44,13 +45,24 @@ static Byte nextAfterStar(bool keep) {
   return c;
 }
 
+// Passes what is in the buffer of a block comment's text.
+static void passPlainComment() {
+  if (optionImage.nestedComments) {
+    inputCursor = findCommentStop(inputCursor, inputLimit);
+    return;
+  }
+  const PassedText passed = passCommentText(inputCursor, inputLimit);
+  inputCursor = passed.end;
+  advanceLines(passed.lines);
+}
+
 void scanBlockComment() {
   const bool keep = keepComments();
   const int32_t firstLine = currentLine;
   uint32_t depth = 1;
   if (keep) emitRun(asBytes("/*"), 2);
   while (depth != 0) {
-    if (fastPaths && !keep) inputCursor = findCommentStop(inputCursor, inputLimit);
+    if (fastPaths && !keep) passPlainComment();
     Byte c = nextCommentByte(keep);
     bool paired = false;
     // A byte that fails to close a pair may open the next one.
