@@ -515,6 +515,9 @@ bool breakAtCall(pid_t child, int count) {
 // system, its handler runs before the program learns what the call has done: nothing may be done twice or
 // be forgotten there.
 TEST_F(Output, BreakAtEachSystemCall) {
+#ifdef VSP_READ_SIZE
+  GTEST_SKIP() << "in this build there are too many: each read gets a byte";
+#endif
   // A few buffers are enough, and each of their writes is a call.
   file("good.c", longText(600));
   file("bad.c", longText(600) + "#include \"none.h\"\n");
@@ -547,6 +550,8 @@ TEST_F(Output, BreakAtEachSystemCall) {
       EXPECT_TRUE(expected.out.starts_with(result.out)) << "call " << count << ": " << result.out.size();
       EXPECT_EQ(std::string::npos, names().find("tmp")) << "call " << count;
       const std::string left = text("a.i");
+      // From the moment at which a break deletes the old output, every later one does.
+      EXPECT_FALSE(removed != 0 && left == oldText) << "call " << count;
       EXPECT_TRUE(left.empty() || left == oldText || left == whole)
           << "call " << count << ": " << left.size();
       if (row.linked) {
