@@ -131,6 +131,11 @@ inline RunResult run(const RunSetup& setup) {
     execve(argv[0], argv.data(), envp.data());
     _exit(97);
   }
+  if (child < 0) {
+    // As the target of a signal this number would mean every process of the user.
+    ADD_FAILURE() << "no process can be made";
+    return {};
+  }
   if (setup.inParent) setup.inParent(child);
   int status = 0;
   waitpid(child, &status, 0);
