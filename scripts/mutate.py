@@ -10,6 +10,7 @@ import os
 import pathlib
 import random
 import re
+import signal
 import subprocess
 import sys
 
@@ -92,12 +93,15 @@ def faults_of(path):
 
 def run(command, seconds, **environment):
     """True if the command ends well and in time."""
-    # A faulty program may ask for all the memory of the machine.
+    # A faulty program may ask for all the memory of the machine, or signal whom it should not.
     limited = ["bash", "-c", 'ulimit -Sv 6000000; exec "$@"', "run"] + command
+    process = subprocess.Popen(limited, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL, env=os.environ | environment, start_new_session=True)
     try:
-        return subprocess.run(limited, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=seconds,
-                              stdin=subprocess.DEVNULL, env=os.environ | environment).returncode == 0
+        return process.wait(seconds) == 0
     except subprocess.TimeoutExpired:
+        os.killpg(process.pid, signal.SIGKILL)
+        process.wait()
         return False
 
 

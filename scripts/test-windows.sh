@@ -67,7 +67,7 @@ count() {
   bad=$(grep -ac '^\[  FAILED  \].*ms)' "$log")
   left=$(grep -ac '^\[  SKIPPED \].*ms)' "$log")
   if [ "$status" != 0 ] || [ "$ok" = 0 ]; then
-    grep -av '\[       OK \]\|\[ RUN      \]' "$log" | head -n 100
+    grep -av '^\[       OK \]\|^\[ RUN      \]\|^\[[-=]\|^\[  SKIPPED\|^Note: ' "$log" | head -n 200
     # A program that ended early has no line for the test that ended it.
     [ "$bad" -gt 0 ] || bad=1
   fi

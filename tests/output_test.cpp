@@ -247,6 +247,11 @@ TEST_F(Output, NameIsGone) {
   EXPECT_EQ("a.i ", names());
 }
 
+// Closes what the test's own caller has left open, so that the numbers of descriptors are known.
+void closeInherited() {
+  if (close_range(3, ~0U, 0) != 0) _exit(96);
+}
+
 // Becomes a user without special rights, if this one has them.
 void dropRights() {
   constexpr uid_t nobody = 65534;
@@ -330,6 +335,7 @@ TEST_F(Output, UnknownStatus) {
   file("a.c", "int a;\n");
   file("a.i", std::string(5000, 'x'));
   setup_.inChild = [] {
+    closeInherited();
     // Fails each fstat of descriptor 4, which the output gets. The C library asks for it by one of two calls.
     sock_filter code[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -435,6 +441,8 @@ TEST_F(Output, OfOneUnitAndHeaderOfAnother) {
 
 // A header that another process puts under the output's name while the unit runs.
 TEST_F(Output, HeaderThatCameLater) {
+  // The directory is not listed while this is found: a listed one is known to lack the header.
+  file("vsc32.cfg", "");
   file("a.c", "#include \"pipe.h\"\n#include \"a.i\"\n");
   ASSERT_EQ(0, mkfifo(in("pipe.h").c_str(), 0600));
   setup_.inParent = [&](pid_t) {
@@ -451,6 +459,7 @@ TEST_F(Output, SourceWithoutItsDescriptor) {
   file("a.c", "int a;\n");
   setup_.arguments = {"-q", "-oa.c", "a.c"};
   setup_.inChild = [] {
+    closeInherited();
     const rlimit limit = {4, 4};
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(96);
   };
@@ -515,6 +524,9 @@ bool breakAtCall(pid_t child, int count) {
 // system, its handler runs before the program learns what the call has done: nothing may be done twice or
 // be forgotten there.
 TEST_F(Output, BreakAtEachSystemCall) {
+#ifdef VSP_READ_SIZE
+  GTEST_SKIP() << "in this build there are too many: each read gets a byte";
+#endif
   // A few buffers are enough, and each of their writes is a call.
   file("good.c", longText(600));
   file("bad.c", longText(600) + "#include \"none.h\"\n");
@@ -547,6 +559,8 @@ TEST_F(Output, BreakAtEachSystemCall) {
       EXPECT_TRUE(expected.out.starts_with(result.out)) << "call " << count << ": " << result.out.size();
       EXPECT_EQ(std::string::npos, names().find("tmp")) << "call " << count;
       const std::string left = text("a.i");
+      // From the moment at which a break deletes the old output, every later one does.
+      EXPECT_FALSE(removed != 0 && left == oldText) << "call " << count;
       EXPECT_TRUE(left.empty() || left == oldText || left == whole)
           << "call " << count << ": " << left.size();
       if (row.linked) {

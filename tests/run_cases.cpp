@@ -369,10 +369,10 @@ void runCase(const Case& one, Variant variant) {
   }
   const std::string messages = messagesOf(result.out);
   if (variant == Variant::second) {
-    EXPECT_EQ(one.messages, ownMessages(messages));
+    EXPECT_EQ(one.messages, ownMessages(messages)) << result.out;
     EXPECT_EQ(1, result.status);
   } else {
-    EXPECT_EQ(one.messages, messages);
+    EXPECT_EQ(one.messages, messages) << result.out;
     EXPECT_EQ(one.status, result.status);
     if (one.hasOut) compareStream(one.out, plainLineEnds(result.out), "stdout");
   }

@@ -342,8 +342,8 @@ static TypeNode* applyFunction(TypeNode* type, DeclaratorNode* node) {
   if (node->modifiers.isThread) reportError(msgConflictingModifiers);
   uint16_t flags = node->modifiers.flags;
   if (node->variableArguments) flags |= variableArguments;
-  if ((evaluator.declQualifiers & constQualifier) != 0) flags |= constMember;
-  if ((evaluator.declQualifiers & volatileQualifier) != 0) flags |= volatileMember;
+  if ((evaluator.declQualifiers & constQualifier) != 0) flags |= constResult;
+  if ((evaluator.declQualifiers & volatileQualifier) != 0) flags |= volatileResult;
   evaluator.declQualifiers = 0;
   return makeFunctionType(flags, node->modifiers.convention, type);
 }

@@ -11,7 +11,7 @@ struct DeclaratorNode;
 struct EvaluatorState {
   Arena nodes;                           // of the expression trees
   TypeNode* basicTypes[basicTypeCount];  // by kind
-  int readingDepth;           // expressions being read: a bound inside a directive's line is a second one
+  int readingDepth;  // expressions being read: a bound and a directive in a macro call are inner ones
   TypeKind lastConstantKind;  // of the expression that evaluateConstant folded last
   Byte declQualifiers;        // Qualifier bits of the declaration being read, at the level reached
   uint16_t declspecFlags;     // FunctionFlag bits of the last __declspec list, for all declarators after it

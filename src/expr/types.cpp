@@ -89,7 +89,7 @@ static bool arraysAgree(const ArrayType& a, const ArrayType& b) {
 // Compares two function types but for their results.
 static bool functionsAgree(const FunctionType& a, const FunctionType& b) {
   constexpr uint16_t comparedFlags =
-      zephraClass | msReturn | selectAny | variableArguments | constMember | volatileMember;
+      zephraClass | msReturn | selectAny | variableArguments | constResult | volatileResult;
   return a.convention == b.convention && ((a.flags ^ b.flags) & comparedFlags) == 0;
 }
 

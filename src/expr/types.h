@@ -133,8 +133,8 @@ enum FunctionFlag : uint16_t {
   selectAny = 0x0080,
 
   variableArguments = 0x0100,
-  constMember = 0x0200,  // the result was told to be const, or volatile
-  volatileMember = 0x0400
+  constResult = 0x0200,
+  volatileResult = 0x0400
 };
 
 enum Convention : Byte {

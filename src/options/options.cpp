@@ -9,6 +9,7 @@
 #include "options/options.h"
 
 #include <cstring>
+#include <type_traits>
 
 #include "diag/fatal.h"
 #include "diag/report.h"
@@ -19,10 +20,36 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 
+// Whether a handler writes fields of a type: flags are bool, texts are pointers, and
+// what sets a value sets either a flag or a number.
+template <OptionHandler handler, typename Field>
+constexpr bool writes = false;
+template <typename Field>
+constexpr bool writes<flagSwitch, Field> = std::is_same_v<Field, bool>;
+template <typename Field>
+constexpr bool writes<inverseFlag, Field> = std::is_same_v<Field, bool>;
+template <typename Field>
+constexpr bool writes<setValue, Field> = !std::is_pointer_v<Field>;
+template <typename Field>
+constexpr bool writes<setOnly, Field> = !std::is_pointer_v<Field>;
+template <typename Field>
+constexpr bool writes<identSwitch, Field> = std::is_same_v<Field, Byte>;
+template <typename Field>
+constexpr bool writes<copyText, Field> = std::is_pointer_v<Field>;
+template <typename Field>
+constexpr bool writes<stripQuotes, Field> = std::is_pointer_v<Field>;
+
+// The field of a row, which must have a type that the row's handler writes.
+template <OptionHandler handler, typename Field>
+constexpr OptionField fieldFor(Field& (*access)(OptionImage& image)) {
+  static_assert(writes<handler, Field>);
+  return access;
+}
+
 #define TABLE(name) static constexpr OptionRow name[] = {
-#define ROW(letter, handler, field, value)                                                             \
-  {letter, +[](OptionImage& image) -> decltype((image.field)) { return image.field; }, value, handler, \
-   nullptr},
+#define ROW(letter, handler, field, value)                                                                \
+  {letter, fieldFor<handler>(+[](OptionImage& image) -> decltype((image.field)) { return image.field; }), \
+   value, handler, nullptr},
 #define DO(letter, handler, value) {letter, {}, value, handler, nullptr},
 #define SUB(letter, table) {letter, {}, 0, subTable, table},
 #define END_TABLE                \
@@ -37,22 +64,6 @@
 #undef END_TABLE
 
 static_assert(sizeof topForms / sizeof topForms[0] == 55 + 1, "a letter was added or lost");
-
-// True if each row's field has the type that its handler writes.
-static constexpr bool fieldsFit(const OptionRow* table) {
-  for (const OptionRow* row = table; row->handler != nullptr; ++row) {
-    const OptionField::Kind kind = row->field.kind;
-    const bool writesFlag = row->handler == flagSwitch || row->handler == inverseFlag;
-    const bool writesText = row->handler == copyText || row->handler == stripQuotes;
-    const bool writesValue = row->handler == setValue || row->handler == setOnly;
-    if (writesFlag && kind != OptionField::flag) return false;
-    if (writesText && kind != OptionField::text) return false;
-    if (writesValue && kind != OptionField::flag && kind != OptionField::number) return false;
-    if (row->table != nullptr && !fieldsFit(row->table)) return false;
-  }
-  return true;
-}
-static_assert(fieldsFit(topForms));
 
 // All fields that aren't named are 0.
 constexpr OptionImage defaultImage = [] {

@@ -32,7 +32,7 @@ void resetLineMarkers() {
 }
 
 static void emitNumber(int32_t value) {
-  char digits[16];
+  char digits[16] = {};
   const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
   for (const char* digit = digits; digit != end; ++digit) emitChar(Byte(*digit));
 }
