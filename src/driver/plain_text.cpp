@@ -31,9 +31,12 @@
 #include <emmintrin.h>
 #endif
 
-// Room that must be left for the next token: a separator, and the longest name
-// or keyword.
-constexpr size_t plainRoom = 272;
+constexpr size_t windowSize = 64;  // of the text that is looked at at once
+
+// Room that must be left for the next step: a separator, and the longest name,
+// keyword or marker. Copies may write 16 bytes too many.
+constexpr size_t plainRoom = 512;
+static_assert(plainRoom > sizeof lineMarker.text + windowSize + 2 * 16);
 
 // The run being passed.
 struct PlainRun {
@@ -42,7 +45,8 @@ struct PlainRun {
   Byte* out;
   Byte* outLimit;     // of the output, less plainRoom
   int previous;       // code of the token written last
-  int32_t line;       // currentLine
+  int32_t line;       // the current line; the counters follow in settleLines
+  uint32_t markers;   // of the lines that follow, how many differ from the kept one in a digit alone
   int32_t tokenLine;  // the line of the token written last
 };
 
@@ -132,12 +136,22 @@ VSP_INLINE bool passPunctuator(PlainRun& run, int code, size_t length) {
   return true;
 }
 
+// A comment of the common kind that ends on its line. It counts as read here.
+VSP_INLINE bool passPlainComment(PlainRun& run) {
+  if (optionImage.nestedComments || !lineCommentsAllowed()) return false;
+  const Byte* const end = findPlainCommentEnd(run.cursor, run.limit);
+  if (end == nullptr) return false;
+  run.cursor = end;
+  run.tokenLine = run.line;
+  return true;
+}
+
 // One of the nine operators that may be doubled or followed by '='.
 VSP_INLINE bool passOperator(PlainRun& run, int index) {
   const Byte c = run.cursor[0];
   const Byte d = run.cursor[1];
   if (run.cursor + 1 >= run.limit || d == '\\') return false;
-  if (c == '/' && (d == '/' || d == '*')) return false;
+  if (c == '/' && (d == '/' || d == '*')) return passPlainComment(run);
   if (d == c && operatorDoubled[index] != 0) return passPunctuator(run, operatorDoubled[index], 2);
   if (d == '=') return passPunctuator(run, operatorWithEqual[index], 2);
   return passPunctuator(run, operatorAlone[index], 1);
@@ -225,6 +239,35 @@ VSP_INLINE const Byte* skipPlainSpace(const Byte* next, const Byte* limit) {
   }
 }
 
+// Lets the counters of lines follow those that the run has passed.
+static void settleLines(const PlainRun& run) {
+  if (run.line == currentLine) return;
+  totalLines += uint32_t(run.line - currentLine);
+  currentLine = messageLine = lineMarker.line = run.line;
+}
+
+// Ends the output's line where the next marker is not ready.
+[[gnu::noinline]] static void advanceSlowly(PlainRun& run) {
+  settleLines(run);
+  output.cursor = run.out;
+  advanceLine();
+  run.out = output.cursor;
+  run.line = currentLine;
+  run.markers = readyMarkers();
+}
+
+// Goes on at `next`, after a line end and what is passed over at the next line's start.
+VSP_INLINE void beginLine(PlainRun& run, const Byte* next) {
+  run.cursor = next;
+  if (run.markers == 0) {
+    advanceSlowly(run);
+    return;
+  }
+  --run.markers;
+  ++run.line;
+  run.out = putNextMarker(run.out);
+}
+
 // A line end and what is passed over at the start of the next line, if plain text
 // follows.
 VSP_INLINE bool passLineEnd(PlainRun& run) {
@@ -233,15 +276,11 @@ VSP_INLINE bool passLineEnd(PlainRun& run) {
   if (next < run.limit && ((c == '\r' && *next == '\n') || (c == '\n' && *next == '\r'))) ++next;
   next = skipPlainSpace(next, run.limit);
   if (next == nullptr || next >= run.limit || !beginsPlainLine(tokenClass[*next])) return false;
-  output.cursor = run.out;
-  advanceLine();
-  run.line = currentLine;
-  run.out = output.cursor;
-  run.cursor = next;
+  beginLine(run, next);
   return true;
 }
 
-// Passes one token, blank or line end.
+// Passes one token, comment, blank or line end.
 VSP_INLINE bool passOne(PlainRun& run) {
   const Byte c = *run.cursor;
   const Byte entry = tokenClass[c];
@@ -286,19 +325,21 @@ VSP_INLINE bool passOne(PlainRun& run) {
 
 // --- Stretches ---
 //
-// Names, plain integers, blanks and the punctuators that stand in no pair are the
-// bulk of a text, and are written as they stand. So they are passed in stretches:
-// the bytes are sorted sixteen at a time, a name costs a look at the filter of
-// special names, and the stretch is copied as a whole.
+// Names, plain integers, blanks and punctuators are the bulk of a text, and are
+// written as they stand. So they are passed in stretches: the bytes are sorted
+// sixteen at a time, a name costs a look at the filter of special names, and the
+// stretch is copied as a whole. An operator with another operator before it, even
+// across blanks, ends the stretch, for only such pairs may need a blank more.
 
 // The bytes from `base` on, sorted: bit i stands for base[i].
 struct ByteWindow {
   const Byte* base;
-  uint64_t names;     // bytes of names and numbers
-  uint64_t wordless;  // blanks and punctuators that stand in no pair
+  uint64_t names;   // bytes of names and numbers
+  uint64_t digits;  // of these the digits
+  uint64_t blanks;
+  uint64_t operators;  // what may stand in a pair
+  uint64_t marks;      // punctuators that stand in none
 };
-
-constexpr size_t windowSize = 64;
 
 // What must be readable from a window's base on: a copy may read 16 bytes too many.
 constexpr ptrdiff_t windowRoom = windowSize + 16;
@@ -307,109 +348,173 @@ constexpr ptrdiff_t windowRoom = windowSize + 16;
 constexpr ptrdiff_t windowLead = 8;
 
 // The bytes of `block` in [low, high], as masks.
-static __m128i bytesBetween(__m128i block, Byte low, Byte high) {
+VSP_INLINE __m128i bytesBetween(__m128i block, Byte low, Byte high) {
   const __m128i above = _mm_sub_epi8(block, _mm_set1_epi8(static_cast<char>(low)));
   return _mm_cmpeq_epi8(_mm_min_epu8(above, _mm_set1_epi8(static_cast<char>(high - low))), above);
 }
 
-static __m128i bytesEqual(__m128i block, char c) {
-  return _mm_cmpeq_epi8(block, _mm_set1_epi8(c));
+template <char... bytes>
+VSP_INLINE __m128i bytesThatAre(__m128i block) {
+  __m128i hits = _mm_setzero_si128();
+  ((hits = _mm_or_si128(hits, _mm_cmpeq_epi8(block, _mm_set1_epi8(bytes)))), ...);
+  return hits;
 }
 
-static __m128i either(__m128i a, __m128i b) {
-  return _mm_or_si128(a, b);
+VSP_INLINE uint64_t maskBits(__m128i mask, unsigned shift) {
+  return uint64_t(unsigned(_mm_movemask_epi8(mask))) << shift;
 }
 
-static ByteWindow openWindow(const Byte* base) {
-  ByteWindow window{base, 0, 0};
+VSP_INLINE void openWindow(ByteWindow& window, const Byte* base) {
+  window = {base, 0, 0, 0, 0, 0};
   for (unsigned i = 0; i < windowSize; i += 16) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + i));
     const __m128i folded = _mm_or_si128(block, _mm_set1_epi8(0x20));  // small letters, '{' and '}'
-    const __m128i names =
-        either(either(bytesBetween(folded, 'a', 'z'), bytesBetween(block, '0', '9')), bytesEqual(block, '_'));
-    const __m128i brackets =
-        either(either(bytesEqual(folded, '{'), bytesEqual(folded, '}')), bytesBetween(block, '(', ')'));
-    const __m128i others = either(either(bytesEqual(block, ' '), bytesEqual(block, '\t')),
-                                  either(bytesEqual(block, ','), bytesEqual(block, ';')));
-    window.names |= uint64_t(unsigned(_mm_movemask_epi8(names))) << i;
-    window.wordless |= uint64_t(unsigned(_mm_movemask_epi8(either(brackets, others)))) << i;
+    const __m128i digits = bytesBetween(block, '0', '9');
+    const __m128i letters = _mm_or_si128(bytesBetween(folded, 'a', 'z'), bytesThatAre<'_'>(block));
+    const __m128i listMarks = bytesThatAre<',', ';'>(block);
+    const __m128i brackets = _mm_or_si128(bytesThatAre<'{', '}'>(folded), bytesBetween(block, '(', ')'));
+    // The ranges hold '*' to '/' and ':' to '?'.
+    const __m128i ranges = _mm_or_si128(bytesBetween(block, '*', '/'), bytesBetween(block, ':', '?'));
+    const __m128i operators =
+        _mm_or_si128(_mm_andnot_si128(listMarks, ranges), bytesThatAre<'!', '%', '&', '|', '^'>(block));
+    window.names |= maskBits(_mm_or_si128(letters, digits), i);
+    window.digits |= maskBits(digits, i);
+    window.blanks |= maskBits(bytesThatAre<' ', '\t'>(block), i);
+    window.operators |= maskBits(operators, i);
+    window.marks |= maskBits(_mm_or_si128(listMarks, brackets), i);
   }
-  return window;
 }
 
-// The end of the longest plain stretch of the window from `from` to `end`, which is
-// the index of a byte that belongs to none, or windowSize.
-VSP_INLINE unsigned plainStretchEnd(const ByteWindow& window, unsigned from, unsigned end) {
-  uint64_t starts = window.names & ~(window.names << 1) & (~uint64_t{0} << from);
-  if (end < windowSize) starts &= (uint64_t{1} << end) - 1;
+// The bits below `index`, which may be windowSize.
+VSP_INLINE uint64_t bitsBelow(unsigned index) {
+  return index >= windowSize ? ~uint64_t{0} : (uint64_t{1} << index) - 1;
+}
+
+VSP_INLINE unsigned lowestBit(uint64_t mask) {
+  return mask == 0 ? unsigned(windowSize) : unsigned(__builtin_ctzll(mask));
+}
+
+// True if the two bytes are one operator that passOne knows.
+VSP_INLINE bool isOperatorPair(Byte c, Byte d) {
+  if (d == '=') return c != ':' && c != '.' && c != '?';
+  if (c == d) return c == '+' || c == '-' || c == '&' || c == '|' || c == ':';
+  return c == '-' && d == '>';
+}
+
+// Where the operators of the stretch from `from` to `end` are no longer plain.
+VSP_INLINE unsigned plainOperatorsEnd(const ByteWindow& window, unsigned from, unsigned end) {
+  const uint64_t part = bitsBelow(end) & (~uint64_t{0} << from);
+  const uint64_t operators = window.operators & part;
+  if (operators == 0) return end;
+  // The bits after blanks that follow an operator: the sum carries through the blanks.
+  const uint64_t blanksAfter = (operators << 1) & window.blanks;
+  const uint64_t afterBlanks = (blanksAfter + window.blanks) & ~window.blanks;
+  uint64_t stops = operators & afterBlanks;
+  for (uint64_t seconds = operators & (operators << 1); seconds != 0; seconds &= seconds - 1) {
+    const unsigned second = unsigned(__builtin_ctzll(seconds));
+    const bool third = (operators << 2 & operators << 1 & (uint64_t{1} << second)) != 0;
+    if (third || !isOperatorPair(window.base[second - 1], window.base[second]))
+      stops |= uint64_t{1} << (second - 1);
+  }
+  // A point before a digit begins a number.
+  for (uint64_t points = operators & (window.digits >> 1); points != 0; points &= points - 1)
+    if (window.base[__builtin_ctzll(points)] == '.') stops |= points & -points;
+  // What stands before the first token, and after the last one, is not in sight.
+  const uint64_t tokens = part & ~window.blanks;
+  if ((tokens & -tokens & operators) != 0) return from;
+  unsigned stop = lowestBit(stops);
+  if (stop > end) stop = end;
+  const uint64_t left = tokens & bitsBelow(stop);
+  if (left == 0) return stop;
+  unsigned last = unsigned(windowSize - 1) - unsigned(__builtin_clzll(left));
+  if ((operators >> last & 1) == 0) return stop;
+  while (last > from && (operators >> (last - 1) & 1) != 0) --last;
+  return last;
+}
+
+// Where the names and numbers of the stretch from `from` to `end` are no longer plain.
+// The byte at `end` belongs to another stretch.
+VSP_INLINE unsigned plainNamesEnd(const ByteWindow& window, unsigned from, unsigned end) {
+  uint64_t starts = window.names & ~(window.names << 1) & (~uint64_t{0} << from) & bitsBelow(end);
   for (; starts != 0; starts &= starts - 1) {
     const unsigned start = unsigned(__builtin_ctzll(starts));
-    const uint64_t rest = ~(window.names >> start);
-    const unsigned length = unsigned(__builtin_ctzll(rest));
     // A name at the window's end may go on.
+    const unsigned length = lowestBit(~(window.names >> start));
     if (start + length >= windowSize) return start;
     const Byte* const text = window.base + start;
-    if (isDigit(*text) ? !isPlainInteger(text, text + length) : isSpecialName(text, length)) return start;
-    if (start + length == end) {
-      // A splice may continue the name, and a quote is set apart from it.
-      const Byte next = text[length];
-      if (next == '\\' || next == '"' || next == '\'') return start;
-    }
+    if ((window.digits >> start & 1) != 0 ? !isPlainInteger(text, text + length)
+                                          : isSpecialName(text, length))
+      return start;
   }
   return end;
 }
 
-// Notes what a stretch that has been passed ends in. Punctuators that stand in no
-// pair count as one.
+// Notes what a stretch that has been passed ends in; it is no operator. Punctuators
+// that stand in no pair count as one.
 VSP_INLINE void noteStretch(PlainRun& run, const ByteWindow& window, unsigned from, unsigned end) {
-  while (end != from && (window.base[end - 1] == ' ' || window.base[end - 1] == '\t')) --end;
-  if (end == from) return;
-  if ((window.names >> (end - 1) & 1) == 0) {
+  const uint64_t tokens = ~window.blanks & bitsBelow(end) & (~uint64_t{0} << from);
+  if (tokens == 0) return;
+  const unsigned last = unsigned(windowSize - 1) - unsigned(__builtin_clzll(tokens));
+  if ((window.names >> last & 1) == 0) {
     wrote(run, tokSemicolon);
     return;
   }
-  const uint64_t after = ~window.names << (windowSize - end);
-  const unsigned length = after == 0 ? end : unsigned(__builtin_clzll(after));
-  wrote(run, isDigit(window.base[end - length]) ? tokIntConst : tokIdent);
+  const uint64_t others = ~window.names & bitsBelow(last);
+  const unsigned start = others == 0 ? 0 : unsigned(windowSize) - unsigned(__builtin_clzll(others));
+  wrote(run, (window.digits >> start & 1) != 0 ? tokIntConst : tokIdent);
 }
 
 // Passes the stretch at the cursor, which is in the window. False if there is none.
 VSP_INLINE bool passStretch(PlainRun& run, const ByteWindow& window) {
   const unsigned from = unsigned(run.cursor - window.base);
-  const uint64_t others = ~(window.names | window.wordless) >> from;
-  const unsigned end = others == 0 ? unsigned(windowSize) : from + unsigned(__builtin_ctzll(others));
-  const unsigned stop = end == from ? from : plainStretchEnd(window, from, end);
-  if (stop == from) return false;
+  const uint64_t plain = window.names | window.blanks | window.operators | window.marks;
+  unsigned end = lowestBit(~plain & (~uint64_t{0} << from));
+  if (end < windowSize && end != from) {
+    // A splice may continue the last name or operator, and a quote is set apart from a name.
+    const Byte next = window.base[end];
+    if (next == '\\' || next == '"' || next == '\'')
+      while (end != from && ((window.names | window.operators) >> (end - 1) & 1) != 0) --end;
+  }
+  end = plainOperatorsEnd(window, from, end);
+  const unsigned names = plainNamesEnd(window, from, end);
+  if (names != end) end = plainOperatorsEnd(window, from, names);
+  if (end == from) return false;
   if ((window.names >> from & 1) != 0) separateWord(run);
-  for (unsigned i = from; i < stop; i += 16) std::memcpy(run.out + (i - from), window.base + i, 16);
-  run.out += stop - from;
-  run.cursor = window.base + stop;
-  noteStretch(run, window, from, stop);
+  for (unsigned i = from; i < end; i += 16) std::memcpy(run.out + (i - from), window.base + i, 16);
+  run.out += end - from;
+  run.cursor = window.base + end;
+  noteStretch(run, window, from, end);
+  return true;
+}
+
+// A line feed and the blanks after it, if the next line begins in the window with a
+// stretch or another line feed.
+VSP_INLINE bool passLineFeed(PlainRun& run, const ByteWindow& window) {
+  const bool paired = run.cursor[0] == '\r' && run.cursor[1] == '\n';
+  if (run.cursor[0] != '\n' && !paired) return false;
+  const unsigned from = unsigned(run.cursor - window.base) + 1 + unsigned(paired);
+  if (from >= windowSize) return false;
+  const unsigned next = lowestBit(~window.blanks & (~uint64_t{0} << from));
+  if (next >= windowSize) return false;
+  if (((window.names | window.marks) >> next & 1) == 0 && window.base[next] != '\n') return false;
+  beginLine(run, window.base + next);
   return true;
 }
 
 // Passes text by stretches, and what stands between them by tokens. Gives up at the
 // first place that is not plain, or near the end of either buffer; true in the second
 // case.
-static bool passStretches(PlainRun& run) {
+VSP_INLINE bool passStretches(PlainRun& run) {
   if (wideChar || identLimit < windowSize) return true;
-  if (run.cursor - inputTop->buffer < windowLead) return true;
-  ByteWindow window{run.cursor - windowSize, 0, 0};
-  while (run.out < run.outLimit) {
-    if (run.cursor - window.base >= ptrdiff_t(windowSize)) {
-      if (run.limit - run.cursor < windowRoom) return true;
-      window = openWindow(run.cursor);
+  while (run.limit - run.cursor >= windowRoom && run.cursor - inputTop->buffer >= windowLead) {
+    ByteWindow window;
+    openWindow(window, run.cursor);
+    // A name that the window cuts is passed in the next one, or by itself.
+    const Byte* const last = window.base + (windowSize - 1) - __builtin_clzll(~window.names | 1);
+    while (run.cursor <= last) {
+      if (run.out >= run.outLimit || run.out == output.buffer) return true;
+      if (!passLineFeed(run, window) && !passStretch(run, window) && !passOne(run)) return false;
     }
-    if (passStretch(run, window)) continue;
-    const Byte* const before = run.cursor;
-    if (before > window.base && ((window.names >> (before - window.base)) & 1) != 0) {
-      // Perhaps a name that the window cuts.
-      if (run.limit - run.cursor < windowRoom) return true;
-      window = openWindow(run.cursor);
-      if (passStretch(run, window)) continue;
-    }
-    if (!passOne(run)) return false;
-    if (run.out == output.buffer) return false;
   }
   return true;
 }
@@ -427,12 +532,13 @@ VSP_HOT int passPlainText(int previous) {
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
   if (noExpandMark || pendingText != nullptr || getToken != scanToken) return previous;
   PlainRun run{inputCursor, inputLimit,  output.cursor,  output.limit - plainRoom,
-               previous,    currentLine, tokenState.line};
+               previous,    currentLine, readyMarkers(), tokenState.line};
   // A line end whose marker fills the buffer leaves it empty.
   if (passStretches(run)) {
     while (run.cursor < run.limit && run.out < run.outLimit && run.out != output.buffer && passOne(run)) {
     }
   }
+  settleLines(run);
   inputCursor = run.cursor;
   tokenState.line = run.tokenLine;
   output.cursor = run.out;

@@ -220,8 +220,9 @@ PushResult refusalOf(int failure) {
 // A frame for an open file, of which nothing has been read.
 static FileFrame* makeFileFrame(int handle) {
   const uint32_t readSize = includeDepth < roomyDepth ? roomyReadSize : deepReadSize;
-  // The byte before the buffer, and the NUL after it.
-  FileFrame* const frame = new (memAlloc(uint32_t(sizeof(FileFrame)) + 1 + readSize + 1)) FileFrame{};
+  // The byte before the buffer, and the NUL after it; endFile puts two bytes into the buffer.
+  FileFrame* const frame =
+      new (memAlloc(uint32_t(sizeof(FileFrame)) + 1 + (readSize < 2 ? 2 : readSize) + 1)) FileFrame{};
   frame->kind = frameFile;
   frame->readSize = readSize;
   frame->handle = handle;

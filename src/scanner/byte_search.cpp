@@ -127,9 +127,10 @@ static PassedText passText(const Byte* const start, const Byte* limit) {
     if (_mm_movemask_epi8(_mm_or_si128(returns, stopping)) != 0 || returnBefore) {
       const uint32_t stop = uint32_t(_mm_movemask_epi8(stopping));
       if (stop != 0) {
-        const uint32_t before = (stop & -stop) - 1;
-        if (returnBefore || (uint32_t(_mm_movemask_epi8(returns)) & before) != 0) break;
-        const uint32_t lines = linesIn(sums) + countBits(uint32_t(_mm_movemask_epi8(feeds)) & before);
+        const uint32_t upToStop = stop ^ (stop - 1);
+        if (returnBefore || (uint32_t(_mm_movemask_epi8(returns)) & upToStop) != 0) break;
+        const uint32_t lines =
+            linesIn(sums) + countBits(uint32_t(_mm_movemask_epi8(feeds)) & (upToStop >> 1));
         return {cursor + __builtin_ctz(stop), lines};
       }
       const bool loneFeed =

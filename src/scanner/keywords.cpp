@@ -2,8 +2,6 @@
 
 #include "scanner/keywords.h"
 
-#include <cstring>
-
 #include "input/include_search.h"
 #include "names/names.h"
 #include "options/option_image.h"
@@ -37,8 +35,9 @@ static IdentEntry* lookupText(const char* name) {
 static void installKeyword(const char* spelling, TokenCode code) {
   IdentEntry* const entry = lookupText(spelling);
   entry->tokenCode = Byte(code);
-  if (code == tokAsm || std::strcmp(spelling, tokenSpelling[code]) != 0)
-    noteSpecialName(entry->spelling(), entry->nameLength);
+  const bool asSpelled = entry->nameLength == tokenSpellingLength[code] &&
+                         isSameText(entry->spelling(), asBytes(tokenSpelling[code]), entry->nameLength);
+  if (code == tokAsm || !asSpelled) noteSpecialName(entry->spelling(), entry->nameLength);
 }
 
 // Enters the names that mean something to other folders. They are entered before
