@@ -1,5 +1,5 @@
-// The store of -D: a list in the order of the switches, and chains by name, since
-// generated command lines hold thousands.
+// The store of -D: a list in the order of the switches, and chains by name, as many
+// as there are definitions or more, since generated command lines hold a million.
 
 #include "options/defines.h"
 
@@ -9,48 +9,75 @@
 #include "memory/memory.h"
 
 constinit CommandDefine* commandDefines = nullptr;
-static constinit CommandDefine** commandDefinesTail = &commandDefines;
+static constinit CommandDefine* lastDefine = nullptr;
 
-constexpr size_t defineChainCount = 1024;
-static constinit CommandDefine* defineChains[defineChainCount] = {};
+constexpr size_t firstChainCount = 64;
+static constinit CommandDefine* firstChains[firstChainCount] = {};
 
-static CommandDefine*& defineChain(const char* name, size_t length) {
+static constinit CommandDefine** chains = firstChains;
+static constinit size_t chainCount = firstChainCount;  // a power of two
+static constinit size_t defineCount = 0;
+
+static CommandDefine*& chainOf(uint32_t hash) {
+  return chains[hash & (chainCount - 1)];
+}
+
+static uint32_t hashOf(const char* name, size_t length) {
   uint32_t hash = 2166136261U;
   for (size_t i = 0; i < length; ++i) hash = (hash ^ Byte(name[i])) * 16777619U;
-  return defineChains[(hash ^ hash >> 15) % defineChainCount];
+  return hash ^ hash >> 15;
 }
 
 void clearCommandDefines() {
-  for (CommandDefine*& chain : defineChains) chain = nullptr;
-  commandDefines = nullptr;
-  commandDefinesTail = &commandDefines;
+  for (CommandDefine*& chain : firstChains) chain = nullptr;
+  chains = firstChains;
+  chainCount = firstChainCount;
+  defineCount = 0;
+  commandDefines = lastDefine = nullptr;
 }
 
-// True if the NUL-terminated `text` consists of these bytes.
-static bool isText(const char* text, const char* bytes, size_t length) {
-  return std::strlen(text) == length && std::memcmp(text, bytes, length) == 0;
+// Doubles the number of chains.
+static void growChains() {
+  chainCount *= 2;
+  chains = static_cast<CommandDefine**>(permAlloc(chainCount * sizeof(CommandDefine*)));
+  std::memset(chains, 0, chainCount * sizeof(CommandDefine*));
+  for (CommandDefine* node = commandDefines; node != nullptr; node = node->next) {
+    CommandDefine*& chain = chainOf(node->hash);
+    node->nextInChain = chain;
+    chain = node;
+  }
 }
 
-static CommandDefine* findCommandDefine(const char* name, size_t length) {
-  CommandDefine* node = defineChain(name, length);
-  while (node != nullptr && !isText(node->name, name, length)) node = node->nextInChain;
+static CommandDefine* findCommandDefine(const char* name, size_t length, uint32_t hash) {
+  CommandDefine* node = chainOf(hash);
+  while (node != nullptr &&
+         (node->hash != hash || node->nameLength != length || std::memcmp(node->name, name, length) != 0))
+    node = node->nextInChain;
   return node;
 }
 
 void addDefine(const char* name, size_t nameLength, const char* value, size_t valueLength) {
-  if (const CommandDefine* const node = findCommandDefine(name, nameLength)) {
-    if (!isText(node->value, value, valueLength)) reportWarning(warnRedefinition, node->name);
+  const uint32_t hash = hashOf(name, nameLength);
+  if (const CommandDefine* const node = findCommandDefine(name, nameLength, hash)) {
+    if (node->valueLength != valueLength || std::memcmp(node->value, value, valueLength) != 0)
+      reportWarning(warnRedefinition, node->name);
     return;
   }
-  CommandDefine*& chain = defineChain(name, nameLength);
+  if (defineCount == chainCount) growChains();
+  ++defineCount;
+  CommandDefine*& chain = chainOf(hash);
   CommandDefine* const node = permRecord<CommandDefine>();
   *node = {.next = nullptr,
+           .previous = lastDefine,
            .nextInChain = chain,
+           .hash = hash,
+           .nameLength = uint32_t(nameLength),
+           .valueLength = valueLength,
            .value = permCopy(value, valueLength),
            .name = permCopy(name, nameLength)};
   chain = node;
-  *commandDefinesTail = node;
-  commandDefinesTail = &node->next;
+  (lastDefine == nullptr ? commandDefines : lastDefine->next) = node;
+  lastDefine = node;
 }
 
 // Adds one item of -D; an empty one says nothing.
@@ -77,13 +104,13 @@ void addCommandDefine(const char* text) {
 
 void removeCommandDefine(const char* name) {
   const size_t length = std::strlen(name);
-  CommandDefine* const node = findCommandDefine(name, length);
+  const uint32_t hash = hashOf(name, length);
+  CommandDefine* const node = findCommandDefine(name, length, hash);
   if (node == nullptr) return;
-  CommandDefine** link = &commandDefines;
-  while (*link != node) link = &(*link)->next;
-  *link = node->next;
-  if (commandDefinesTail == &node->next) commandDefinesTail = link;
-  CommandDefine** chain = &defineChain(name, length);
-  while (*chain != node) chain = &(*chain)->nextInChain;
-  *chain = node->nextInChain;
+  --defineCount;
+  (node->previous == nullptr ? commandDefines : node->previous->next) = node->next;
+  (node->next == nullptr ? lastDefine : node->next->previous) = node->previous;
+  CommandDefine** link = &chainOf(hash);
+  while (*link != node) link = &(*link)->nextInChain;
+  *link = node->nextInChain;
 }

@@ -6,8 +6,12 @@
 
 // One definition.
 struct CommandDefine {
-  CommandDefine* next;  // in the order of the switches
-  CommandDefine* nextInChain;
+  CommandDefine* next;         // in the order of the switches
+  CommandDefine* previous;     // null in the first one
+  CommandDefine* nextInChain;  // of those with one place in the store
+  uint32_t hash;               // of the name
+  uint32_t nameLength;
+  size_t valueLength;
   const char* value;  // as written
   const char* name;
 };
