@@ -76,11 +76,22 @@ VSP_INLINE bool isNameByte(Byte c) {
   return nameBytes[c] != 0;
 }
 
-// One step of the hash. The upper half of the product depends on every bit of `word`
-// and goes into the lower one.
+// The two halves of the product, so that each bit of the result depends on every bit
+// of `word`.
 VSP_INLINE uint64_t mixWord(uint64_t state, uint64_t word) {
-  const uint64_t product = (state ^ word) * 0x9E3779B97F4A7C15;
-  return product ^ product >> 32;
+  constexpr uint64_t factor = 0x9E3779B97F4A7C15;
+#ifdef __SIZEOF_INT128__
+  __extension__ using Wide = unsigned __int128;
+  const Wide product = Wide{state ^ word} * factor;
+  return uint64_t(product) ^ uint64_t(product >> 64);
+#else
+  const uint64_t value = state ^ word;
+  const uint64_t low = (value & 0xFFFFFFFF) * (factor & 0xFFFFFFFF);
+  const uint64_t first = (value >> 32) * (factor & 0xFFFFFFFF) + (low >> 32);
+  const uint64_t second = (value & 0xFFFFFFFF) * (factor >> 32) + (first & 0xFFFFFFFF);
+  const uint64_t high = (value >> 32) * (factor >> 32) + (first >> 32) + (second >> 32);
+  return (value * factor) ^ high;
+#endif
 }
 
 // The hash of a name: words of eight bytes, the last one overlapping the one before,
