@@ -19,6 +19,7 @@
 #include "platform/files.h"
 #include "scanner/literals.h"
 #include "scanner/skip.h"
+#include "scanner/scan.h"
 #include "scanner/token.h"
 #include "scanner/token_text.h"
 

@@ -527,17 +527,27 @@ static bool passStretches(PlainRun&) {
 
 #endif
 
+// Sorting a window pays where plain text goes on: between the calls of a text full of
+// macros it made passPlainText take twice the instructions. So some tokens come first.
+constexpr uint32_t tokensBeforeWindow = 12;
+
+// Passes up to `count` tokens. False if the text stops being plain, or a buffer ends.
+VSP_INLINE bool passTokens(PlainRun& run, uint32_t count) {
+  for (; count != 0; --count) {
+    // A line end whose marker fills the buffer leaves it empty.
+    if (run.cursor >= run.limit || run.out >= run.outLimit || run.out == output.buffer) return false;
+    if (!passOne(run)) return false;
+  }
+  return true;
+}
+
 VSP_HOT int passPlainText(int previous) {
   // The separators look at the byte written last, which must be in the buffer.
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
-  if (noExpandMark || pendingText != nullptr || getToken != scanToken) return previous;
+  if (noExpandMark || pendingText != nullptr) return previous;
   PlainRun run{inputCursor, inputLimit,  output.cursor,  output.limit - plainRoom,
                previous,    currentLine, readyMarkers(), tokenState.line};
-  // A line end whose marker fills the buffer leaves it empty.
-  if (passStretches(run)) {
-    while (run.cursor < run.limit && run.out < run.outLimit && run.out != output.buffer && passOne(run)) {
-    }
-  }
+  if (passTokens(run, tokensBeforeWindow) && passStretches(run)) passTokens(run, UINT32_MAX);
   settleLines(run);
   inputCursor = run.cursor;
   tokenState.line = run.tokenLine;

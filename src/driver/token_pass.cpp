@@ -20,6 +20,7 @@
 #include "output/output.h"
 #include "scanner/byte_search.h"
 #include "scanner/literals.h"
+#include "scanner/scan.h"
 #include "scanner/token.h"
 #include "scanner/token_text.h"
 #include "scanner/upcalls.h"

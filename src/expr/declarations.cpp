@@ -26,6 +26,7 @@
 #include "expr/state.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
+#include "scanner/scan.h"
 #include "scanner/token.h"
 
 enum DeclaratorKind : Byte {

@@ -15,6 +15,7 @@
 #include "names/names.h"
 #include "platform/guid.h"
 #include "scanner/literals.h"
+#include "scanner/scan.h"
 #include "scanner/token.h"
 
 // The spelling of the current token, a name or a keyword.

@@ -25,6 +25,7 @@
 #include "input/guard.h"
 #include "options/option_image.h"
 #include "scanner/literals.h"
+#include "scanner/scan.h"
 #include "scanner/token.h"
 
 constinit EvaluatorState evaluator = {};

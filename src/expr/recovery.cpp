@@ -5,6 +5,7 @@
 
 #include "diag/position.h"
 #include "diag/report.h"
+#include "scanner/scan.h"
 #include "scanner/token.h"
 
 std::nullptr_t syntaxError(MessageId id) {

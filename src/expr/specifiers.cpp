@@ -12,6 +12,7 @@
 #include "diag/report.h"
 #include "expr/state.h"
 #include "options/option_image.h"
+#include "scanner/scan.h"
 #include "scanner/token.h"
 
 constexpr std::array<bool, tokenCodeCount> typeNameStart = [] {

@@ -124,7 +124,7 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
   lineMode = true;
   *tokenText.end = 0;
   for (;;) {
-    const TokenCode code = scanToken();
+    const TokenCode code = getToken();
     if (code == tokEndOfLine) {
       ungetChar();
       break;

@@ -296,7 +296,7 @@ static void scanRawText(const CollectedArgument& argument) {
   activeClass = &copyClass;
   expansionStart = tokenText.end;
   for (;;) {
-    const TokenCode code = scanToken();
+    const TokenCode code = getToken();
     if (code == tokIdent)
       takeName(scannedName.length, plainIdent);
     else if (code == tokDirective)

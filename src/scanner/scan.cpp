@@ -35,8 +35,6 @@ constinit Byte tokenSpellingLength[tokenCodeCount] = {
 };
 
 constinit TokenState tokenState{};
-constinit TokenState heldToken{};
-constinit TokenFetch getToken = scanToken;
 constinit Name scannedName{};
 constinit bool plainIdent = false;
 constinit bool lineMode = false;
@@ -67,8 +65,6 @@ void startScanner() {
   tokenText.clear();
   tokenState = TokenState{};
   tokenState.code = tokNone;
-  heldToken = tokenState;
-  getToken = scanToken;
   lineMode = false;
   wideString = false;
   wideChar = false;
@@ -85,19 +81,6 @@ VSP_INLINE void recordTokenPosition() {
 VSP_INLINE Answer deliver(int code) {
   tokenState.code = TokenCode(code);
   return {Answer::token, 0, int16_t(code)};
-}
-
-void ungetToken() {
-  heldToken = tokenState;
-  getToken = takeHeldToken;
-}
-
-TokenCode takeHeldToken() {
-  if (heldToken.code == tokNone) return scanToken();
-  tokenState = heldToken;
-  heldToken.code = tokNone;
-  getToken = scanToken;
-  return tokenState.code;
 }
 
 // --- Handlers ---
@@ -372,7 +355,7 @@ static Answer handleClass(Byte byteClass, Byte c) {
   }
 }
 
-TokenCode scanToken() {
+TokenCode getToken() {
   for (;;) {
     const Byte* cursor = inputCursor;
     const Byte* const limit = inputLimit;

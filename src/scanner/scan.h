@@ -17,7 +17,7 @@
 void startScanner();
 
 // The next token. May change the input stack.
-TokenCode scanToken();
+TokenCode getToken();
 
 // The name of the last tokIdent, as it stands at the end of tokenText. Tokens name it by
 // its entry; text that is copied takes the bytes.

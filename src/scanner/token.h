@@ -80,16 +80,6 @@ static_assert(std::is_trivially_copyable_v<TokenState>);
 static_assert(sizeof(TokenState) == 24 && offsetof(TokenState, integer) == 8);
 
 extern TokenState tokenState;  // the current token
-extern TokenState heldToken;   // one token of look-ahead
-
-// Fetches the next token into tokenState and returns its code: scanToken, or
-// takeHeldToken while heldToken holds a token. May change the input stack.
-using TokenFetch = TokenCode (*)();
-extern TokenFetch getToken;
-
-// Makes the current token come again at the next fetch.
-void ungetToken();
-TokenCode takeHeldToken();
 
 // A line end is delivered as tokEndOfLine; set while a directive reads its line.
 extern bool lineMode;
