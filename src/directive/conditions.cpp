@@ -160,7 +160,7 @@ static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& 
 // stop is a directive, is not plain, or may not be wholly in the buffer. The text
 // begins at `start`.
 static const Byte* passSkippedStop(const Byte* start, const Byte* cursor, const Byte* limit) {
-  if (cursor + 1 >= limit) return nullptr;
+  if (cursor + 1 >= limit || *cursor == endOfTextByte) return nullptr;
   if (cursor[1] == '#') return beginsLine(start, cursor + 1) ? nullptr : cursor + 1;
   if (*cursor != '/') return nullptr;
   // A quote matters only where it may make a comment a part of a literal.
