@@ -51,7 +51,7 @@ static bool tryLanguage(char* path, size_t stem, const LanguageName& language) {
 }
 
 // Chooses the catalogue: the library that the user's configuration names, else the
-// one of the environment' language, by its three letters or the first two, else
+// one of the environment's language, by its three letters or the first two, else
 // the program's own texts.
 static void findMessageModule() {
   constexpr size_t pathSize = 256;

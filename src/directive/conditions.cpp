@@ -3,7 +3,8 @@
 // A record stands on the stack while a group's text is being read as text. A
 // false group is skipped on raw characters, by a loop that takes no tokens: it
 // looks at the first significant character of each line, and at the names of
-// directives, to count the groups inside.
+// directives, to count the groups inside. skipPlainLines passes whole lines that hold
+// no directive; the loop of skipGroup serves every case.
 
 #include "directive/conditions.h"
 
@@ -171,7 +172,7 @@ static const Byte* passSkippedStop(const Byte* start, const Byte* cursor, const 
 
 // Skips whole lines straight from the buffer, as far as they are no directives
 // and hold nothing unusual. A line that is not plain is left untouched for the
-// ordinary path.
+// ordinary way.
 VSP_HOT static void skipPlainLines() {
   if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments ||
       pendingText != nullptr || *inputCursor == '#')

@@ -9,7 +9,7 @@
 bool mayPassPlainText();
 
 // Writes tokens and blanks straight from the input buffer to the output buffer,
-// up to the first place that needs the scanner: a macro, a directive, a comment,
-// an unusual literal, the end of either buffer. `previous` is the code of the
-// token written last; the result is the same for the caller.
+// up to the first place that needs the scanner: a macro, a directive, a comment that does not end on its
+// line, an unusual literal, the end of either buffer. `previous` is the code of the token written last; the
+// result is the same for the caller.
 int passPlainText(int previous);

@@ -76,7 +76,7 @@ static void guardedTokenPass(void*) {
   tokenPass();
 }
 
-// A unit on its way.
+// A unit that is being translated.
 struct UnitRun {
   const char* path;
   bool failed;
@@ -184,7 +184,6 @@ void removeFaultFilters() {
 
 static void prepareAndTranslate(void* argument) {
   compileTime = timeNow();
-  saveClear = true;
   buildLeadByteTable();
   translationUnit(*static_cast<UnitRun*>(argument));
 }

@@ -3,8 +3,8 @@
 //
 // The bottom frame is the source file; every #include pushes a file, every macro
 // call and a few directives push text. While a frame is on top, inputCursor and
-// inputLimit lie in its buffer, and its own `length` and `position` are stale; a
-// frame below holds its place in `position`.
+// inputLimit lie in its buffer, and its own `position` is stale; a frame below holds
+// its place in `position`.
 //
 // In macro text the limit is not the end of the text but the next control byte,
 // so the fast path of nextChar never meets one. The byte at the limit is always
@@ -24,7 +24,7 @@ struct ConditionRecord;
 enum FrameKind : int32_t {
   frameFile,       // an open file
   frameSuspended,  // a file whose handle was given up; reopened when it is read again
-  frameText,       // plain text, not copied
+  frameText,       // plain text
   frameMacro       // encoded macro text
 };
 
@@ -53,7 +53,7 @@ struct ArgumentNode {
 // A macro's body or an argument's text while it is read.
 struct MacroFrame : InputFrame {
   ArgumentNode* arguments;  // of the call, null if none
-  const Byte* savedBody;    // goes back into hiddenEntry when the frame ends; null for an argument
+  const Byte* savedBody;  // goes back into hiddenEntry when the frame ends; null for the text of a parameter
   IdentEntry* hiddenEntry;  // the macro that is no macro while its text is read, or null
 };
 

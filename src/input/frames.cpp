@@ -49,7 +49,6 @@ static Byte beginBlock(FileFrame* frame, uint32_t count) {
   Byte* const storage = frame->storage();
   storage[count] = 0;
   frame->length = count;
-  frame->position = 1;
   inputCursor = storage + 1;
   inputLimit = storage + count;
   return storage[0];

@@ -83,15 +83,12 @@ static ArgumentNode* argumentOf(const MacroFrame* frame, Byte parameter) {
   return node;
 }
 
-// Makes `text` the frame's new stretch.
+// Makes `text` the new stretch of `frame`, which is on top.
 static void advanceStretch(MacroFrame* frame, const Byte* text) {
   frame->buffer = text;
-  frame->position = 0;
   frame->length = plainStretch(text, false);
-  if (inputTop == frame) {
-    inputCursor = text;
-    inputLimit = text + frame->length;
-  }
+  inputCursor = text;
+  inputLimit = text + frame->length;
 }
 
 // What a control byte stands for: nothing that is read at once.

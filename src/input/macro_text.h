@@ -8,10 +8,9 @@
 
 #include "base.h"
 
-// The first byte of a record.
-constexpr Byte objectLike = 0xFF;          // no parameter list
-constexpr Byte parameterCountMask = 0x7F;  // else the number of parameters, and
-constexpr Byte hasOperators = 0x80;        // set if the body has a '#' or "##"
+// The first byte of a record without a parameter list; of any other it is the number
+// of parameters.
+constexpr Byte objectLike = 0xFF;
 
 // Bytes of a body.
 constexpr Byte firstParameter = 0x80;  // 0x80 + p: parameter p, counted from 0

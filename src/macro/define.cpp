@@ -303,21 +303,16 @@ static bool readParameters(Byte c, Definition& definition) {
 }
 
 // Turns the references of the collected body, which count from the last
-// parameter, round to count from the first, and looks at the operators. False
-// if a '#' stands before anything but a parameter.
-static bool numberParameters(Definition& definition) {
+// parameter, round to count from the first. False if a '#' stands before anything
+// but a parameter.
+static bool numberParameters(const Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
   for (Byte* text = tokenText.bytes; *text != 0; ++text) {
     if (isParameter(*text)) {
       *text = Byte(firstParameter + last - (*text - firstParameter));
-    } else if (*text == pasteMark) {
-      definition.paramByte |= hasOperators;
-    } else if (*text == stringizeMark) {
-      definition.paramByte |= hasOperators;
-      if (!isParameter(text[1])) {
-        reportError(msgBadDirectiveSyntax, "define");
-        return false;
-      }
+    } else if (*text == stringizeMark && !isParameter(text[1])) {
+      reportError(msgBadDirectiveSyntax, "define");
+      return false;
     } else if (*text == escapeMark) {
       ++text;
     }

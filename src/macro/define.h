@@ -27,7 +27,7 @@ struct ParameterNode {
 // function-like body, or with `expand` a directive's line with macros expanded.
 void readBodyTokens(const ParameterNode* parameters, bool expand);
 
-// Takes the escapes of collected text out: what is left is plain bytes. Returns
+// Removes the escapes of collected text: what is left is plain bytes. Returns
 // the new end, where a NUL stands.
 Byte* dropEscapes(Byte* text);
 

@@ -2,7 +2,7 @@
 // text at the time that they are read.
 //
 // Arguments are collected in tokenText, which works as a stack: each level
-// appends at the end of tokenText, and gives the space back when it has copied its
+// appends at its end, and gives the space back when it has copied its
 // result into a node. A name that is no macro when it is collected is marked, so
 // that it stays as it is for the rest of its life in that argument.
 
@@ -348,7 +348,7 @@ static void trimExpanded(CollectedArgument& argument) {
   }
 }
 
-// Reads one argument, with its expansion. the end of tokenText comes back to where it
+// Reads one argument, with its expansion. The end of tokenText is moved back to where it
 // was, and the expanded text stands there.
 static CollectedArgument collectArgument() {
   Byte* const start = tokenText.end;
@@ -436,7 +436,7 @@ static bool expandMacro(IdentEntry* entry) {
     return false;
   }
   ArgumentNode* arguments = nullptr;
-  if (!collectArguments(*record & parameterCountMask, arguments)) {
+  if (!collectArguments(*record, arguments)) {
     freeArguments(arguments);
     reportError(msgArgumentCount, entry->spelling());
     return true;

@@ -33,7 +33,6 @@ void low_level_rls(void* range, size_t size) {
 
 void memoryStart() {
   if (saveBase != nullptr) memoryStop();
-  saveClear = false;
   initSAVEmem();
 }
 

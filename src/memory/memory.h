@@ -61,7 +61,6 @@ constexpr size_t saveRegionSize = 0x4000000;  // 64 MiB, the limit of a unit
 extern Byte* saveBase;       // start of the region, null before initSAVEmem
 extern Byte* saveCursor;     // first byte not given out yet
 extern Byte* saveCommitEnd;  // first byte after the committed part
-extern bool saveClear;       // set when the first unit starts: blobs are cleared
 
 // `size` cleared bytes of the region.
 void* allocateSAVEblob(uint32_t size);

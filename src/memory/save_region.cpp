@@ -29,7 +29,6 @@ constexpr size_t unusedHead = 16;         // before the first bytes given out
 constinit Byte* saveBase = nullptr;
 constinit Byte* saveCursor = nullptr;
 constinit Byte* saveCommitEnd = nullptr;
-constinit bool saveClear = false;
 
 static constinit size_t commitUnit = 0;       // four pages of the host
 static constinit Byte* backedEnd = nullptr;   // first byte that the system has not made usable
@@ -112,6 +111,6 @@ void* allocateSAVEblob(uint32_t size) {
   Byte* const blob = blobCursor;
   blobCursor += rounded;
   unpoisonMemory(blob, rounded);
-  if (saveClear) std::memset(blob, 0, rounded);
+  std::memset(blob, 0, rounded);
   return blob;
 }

@@ -2,8 +2,8 @@
 // and name at once.
 //
 // A name on its way is a value: its bytes, their number and their hash. The table
-// turns it into an entry, and entries compare by address. A lookup never fails: a
-// name is entered the first time that it is looked up. Entries live in the SAVE
+// turns it into an entry, and entries compare by address. findEntry enters a
+// name that is new; findKnown only looks. Entries live in the SAVE
 // region until the unit ends.
 //
 // The table is an array of 32-bit slots, searched from the place that the hash
@@ -237,5 +237,5 @@ IdentEntry** listMacros(size_t& count);
 // How many characters of a name count in this unit.
 extern uint32_t identLimit;
 
-// Empties the table and sets identLimit; the start of a unit.
+// Empties the table and the filter and sets identLimit; the start of a unit.
 void resetNames();

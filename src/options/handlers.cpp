@@ -240,7 +240,7 @@ bool packageSwitch(const char* rest, const OptionRow&) {
 bool obsoleteSwitch(const char*, const OptionRow&) {
   char text[messageTextLimit];
   const uint32_t kept = messageCount;
-  reportWarning(warnText, loadMessageInto(sizeof text, text, textXdgObsolete));
+  reportWarning(warnText, loadConsoleMessage(sizeof text, text, textXdgObsolete));
   // The remark about the switch is no message of a source file.
   messageCount = kept;
   return true;

@@ -106,7 +106,7 @@ bool parseOption(OptionPhase phase, const char* text) {
 void refuseOption(MessageId source, const char* text) {
   char sourceText[messageTextLimit];
   messageLimits.errors = 0;
-  reportError(msgIncorrectOption, loadMessageInto(sizeof sourceText, sourceText, source), text);
+  reportError(msgIncorrectOption, loadConsoleMessage(sizeof sourceText, sourceText, source), text);
   leaveRun();
 }
 

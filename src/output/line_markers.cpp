@@ -1,8 +1,7 @@
 // Line markers.
 //
-// The marker of a line is kept as text. When the next line is the next number of
-// the same file, which advanceLine handles, only its digits change; syncLine does
-// the rest.
+// The marker of a line is kept as text. advanceLine changes its last digit alone;
+// syncLine carries into the other digits or builds the marker anew.
 
 #include "output/line_markers.h"
 

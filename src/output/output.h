@@ -1,6 +1,8 @@
 // The output of a unit: the .i file or the console.
 //
-// emitChar and emitText are the only way into it. The hot path is a compare and
+// Text goes in through emitChar, emitRun and emitText; the fast paths of
+// advance_line.h, line_markers.cpp and driver/plain_text.cpp store at `cursor`
+// themselves and keep lastChar right. The hot path is a compare and
 // a store; everything else (a full buffer, the console, the readable mode of
 // -Sr) has the limit at the cursor, and so lands in emitCharSlow.
 

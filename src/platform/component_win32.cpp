@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <cfenv>
 #include <cstring>
 
 #include "platform/system_win32.h"
@@ -39,8 +40,14 @@ bool readTypeLibrary(const char* path, const char* attributes, char* generatedNa
   // first, so that a name somewhat past the limit does no harm.
   static constinit char written[2 * (importNameLimit + 1)] = {};
   generatedName[0] = 0;
+  // The component's run-time may change how numbers are rounded.
+  std::fenv_t environment;
+  std::fegetenv(&environment);
   const HMODULE module = LoadLibraryA("TLBREADER.DLL");
-  if (module == nullptr) return false;
+  if (module == nullptr) {
+    std::fesetenv(&environment);
+    return false;
+  }
   // No output may take its place.
   char file[MAX_PATH];
   const DWORD length = GetModuleFileNameA(module, file, sizeof file);
@@ -53,5 +60,6 @@ bool readTypeLibrary(const char* path, const char* attributes, char* generatedNa
     std::memcpy(generatedName, written, std::strlen(written) + 1);
   }
   FreeLibrary(module);
+  std::fesetenv(&environment);
   return entry != nullptr;
 }

@@ -30,8 +30,10 @@ static constinit volatile size_t consoleUsed = 0;  // bytes waiting in the buffe
 static constinit bool consoleFailed = false;       // a write failed: nothing is tried any more
 static constinit int consoleIsTerminal = -1;       // not asked yet
 
-// Handles have no numbers that a file could take over, so there is nothing to make usable.
+// Handles have no numbers that a file could take over, so there is nothing to make
+// usable. But the system must not ask for a disk in a window while a build waits.
 bool openStandardHandles() {
+  SetErrorMode(SEM_FAILCRITICALERRORS);
   return true;
 }
 

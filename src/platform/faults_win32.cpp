@@ -3,7 +3,7 @@
 // Faults go the way of structured exceptions, along the chain of handlers that
 // begins at fs:0. A stack guard is a link of that chain in the frame of
 // runWithStackGuard: it takes the stack overflow alone, puts the guard page back
-// and goes on behind the guarded call. What no link takes comes to the filter at
+// and continues after the guarded call. What no link takes comes to the filter at
 // the end of the chain, which is ours: it dismisses the notices that are no
 // faults, and hands everything else to the program's filter.
 //
@@ -111,7 +111,7 @@ void removeFaultFilter() {
 
 // --- Stack overflow ---
 
-// A link of the chain, with what is needed to go on behind the guarded call.
+// A link of the chain, with what is needed to go on after the guarded call.
 struct StackGuard {
   EXCEPTION_REGISTRATION_RECORD link;
   void* context[5];  // of __builtin_setjmp

@@ -14,7 +14,7 @@
 #include "platform/system_win32.h"
 
 struct FileMatches {
-  char* names;  // `used` bytes: NUL-terminated names, one behind the other
+  char* names;  // `used` bytes: NUL-terminated names, one after the other
   size_t used;
   size_t room;
   size_t next;  // where the name begins that nextMatch gives next

@@ -53,7 +53,8 @@ static bool isMissing(DWORD error) {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
          error == ERROR_BAD_PATHNAME || error == ERROR_INVALID_DRIVE || error == ERROR_DIRECTORY ||
          error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_BUFFER_OVERFLOW ||
-         error == ERROR_INVALID_PARAMETER || error == ERROR_BAD_NETPATH || error == ERROR_BAD_NET_NAME;
+         error == ERROR_INVALID_PARAMETER || error == ERROR_BAD_NETPATH || error == ERROR_BAD_NET_NAME ||
+         error == ERROR_NOT_READY || error == ERROR_UNRECOGNIZED_VOLUME;
 }
 
 static bool isMemoryError(DWORD error) {

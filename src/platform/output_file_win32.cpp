@@ -53,7 +53,7 @@ static HANDLE openExisting(DWORD access) {
 static int makeTemporary() {
   constexpr char prefix[] = ".vsp32-";
   constexpr char suffix[] = ".tmp";
-  constexpr size_t digits = 12;  // enough for a process and for a number
+  constexpr size_t digits = 10;  // enough for a process and for a number
   constexpr unsigned attempts = 10000;
   const size_t start = splitPath(created.name).nameStart;
   if (start + sizeof prefix + 2 * digits + sizeof suffix > sizeof created.temporaryName) return openFailed;

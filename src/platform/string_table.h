@@ -1,5 +1,5 @@
 // The texts of the message catalogue by their numbers, as the system keeps them:
-// the program's own, or those of a language library that stands beside it.
+// the program's own, or those of a language library that lies in its directory.
 
 #pragma once
 
@@ -23,11 +23,11 @@ bool openStringLibrary(const char* path);
 // Puts the program's own texts in force.
 void closeStringLibrary();
 
-// The text of `id` into `buffer` of `size` bytes, cut to fit, with a NUL behind
+// The text of `id` into `buffer` of `size` bytes, cut to fit, with a NUL after
 // it; empty if there is none. Returns its length.
 size_t loadString(int id, char* buffer, size_t size);
 
-// The full path of the program up to and including the dot behind which the names
+// The full path of the program up to and including the dot after which the names
 // of languages stand, into `buffer` of `size` bytes. Returns its length; 0 if it
 // cannot be had, does not fit or has no place for a language.
 size_t languageStem(char* buffer, size_t size);

@@ -60,7 +60,7 @@ static int findStringRow(int id) {
 }
 
 // Replaces the escapes of a library's text, which ends at `end`, and puts a NUL
-// behind it: at `end` if there was no escape.
+// after it: at `end` if there was no escape.
 static void decodeLibraryText(Byte* text, const Byte* end) {
   Byte* to = text;
   for (const Byte* from = text; from < end; ++from) {
@@ -92,7 +92,7 @@ static bool readLibraryLine(Byte* line, const Byte* end, const char** texts) {
   return true;
 }
 
-// Decodes a library of `size` bytes, behind which there is room for one more.
+// Decodes a library of `size` bytes, after which there is room for one more.
 // True if it held any text.
 static bool readLibrary(Byte* text, size_t size, const char** texts) {
   constexpr Byte byteOrderMark[] = {0xEF, 0xBB, 0xBF};
@@ -117,8 +117,8 @@ static size_t pointerSize() {
   return size_t(stringRows) * sizeof(const char*);
 }
 
-// Reads the file `path` into fresh pages, behind the pointers and with at least one 0
-// behind it. False if it can't be read, is empty or is too large to be a library.
+// Reads the file `path` into fresh pages, after the pointers and with at least one 0
+// after it. False if it can't be read, is empty or is too large to be a library.
 static bool loadLibraryPages(const char* path, StringLibrary& library, size_t& textSize) {
   const int handle = openSettings(path);
   if (handle < 0) return false;

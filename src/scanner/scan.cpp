@@ -312,7 +312,7 @@ static Answer scanLineEnd(Byte c) {
   return {Answer::token, 0, tokDirective};
 }
 
-// Every class but the hottest; `c` has been consumed.
+// Every class but the blanks, which getToken writes itself; `c` has been consumed.
 static Answer handleClass(Byte byteClass, Byte c) {
   switch (byteClass) {
     case classExclaim:

@@ -74,7 +74,7 @@ struct TokenText {
 
   bool endsInBlank() const { return end > bytes && end[-1] == ' '; }
 
-  // Takes the blanks at the end away.
+  // Removes trailing blanks.
   void dropBlanks() {
     while (endsInBlank()) --end;
     *end = 0;

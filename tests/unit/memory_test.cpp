@@ -111,7 +111,6 @@ TEST_F(Memory, HopelessRequestsEndTheUnitAndTheNextOneWorks) {
     EXPECT_TRUE(endsUnit(bodies[i])) << "body " << i;
     memoryEndUnit();
     resetCounters();
-    saveClear = true;
     Byte* const blob = static_cast<Byte*>(allocateSAVEblob(200000));
     for (size_t at = 0; at < 200000; at++) ASSERT_EQ(blob[at], 0) << "byte " << at << " after body " << i;
     // The next unit gets these bytes again, and must find them cleared.
@@ -126,7 +125,6 @@ TEST_F(Memory, RegionGivesDisjointPiecesAndNeverOffsetZero) {
     size_t size;
   };
   std::vector<Piece> pieces;
-  saveClear = true;
   const size_t unit = 4 * pageSize();
   for (size_t i = 0; i < 400; i++) {
     const size_t size = i % 7 == 0 ? unit + i * 50 : i * 3 + 1;
