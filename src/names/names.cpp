@@ -148,7 +148,7 @@ static bool isListedBefore(const IdentEntry* a, const IdentEntry* b) {
 
 IdentEntry** listMacros(size_t& count) {
   IdentEntry** const macros =
-      static_cast<IdentEntry**>(memAlloc(nameTable.entryCount * uint32_t(sizeof(IdentEntry*))));
+      static_cast<IdentEntry**>(memAlloc(nameTable.entryCount * uint32_t(sizeof(void*))));
   count = 0;
   for (uint32_t i = 0; i <= nameTable.slotMask; ++i) {
     if (nameTable.slots[i] == 0) continue;

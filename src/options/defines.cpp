@@ -39,8 +39,8 @@ void clearCommandDefines() {
 // Doubles the number of chains.
 static void growChains() {
   chainCount *= 2;
-  chains = static_cast<CommandDefine**>(permAlloc(chainCount * sizeof(CommandDefine*)));
-  std::memset(chains, 0, chainCount * sizeof(CommandDefine*));
+  chains = static_cast<CommandDefine**>(permAlloc(chainCount * sizeof(void*)));
+  std::memset(chains, 0, chainCount * sizeof(void*));
   for (CommandDefine* node = commandDefines; node != nullptr; node = node->next) {
     CommandDefine*& chain = chainOf(node->hash);
     node->nextInChain = chain;
