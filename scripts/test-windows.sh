@@ -106,6 +106,7 @@ againWhatFailed() {
   asTester 300 "$wine/programs/run_cases" "$wine"/programs/cases/*.case --gtest_filter="$names" \
     </dev/null >"$logs/again" 2>&1
   status=$?
+  grep -aq '^\[       OK \]' "$logs/again" || status=1
   wineVariables=()
   grep -av '^\[  FAILED  \]' "$logs/cases" >"$logs/first"
   cat "$logs/first" "$logs/again" >"$logs/cases"
