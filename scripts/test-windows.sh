@@ -106,7 +106,9 @@ againWhatFailed() {
   asTester 300 "$wine/programs/run_cases" "$wine"/programs/cases/*.case --gtest_filter="$names" \
     </dev/null >"$logs/again" 2>&1
   status=$?
-  grep -aq '^\[       OK \]' "$logs/again" || status=1
+  # Each of them must have run, and no part of the first run may have ended early.
+  [ "$(grep -ac '^\[       OK \]' "$logs/again")" -ge "$(tr ':' '\n' <<<"$names" | wc -l)" ] || status=1
+  [ "$(grep -ac '^\[==========\].* ran\.' "$logs/cases")" = "$shards" ] || status=1
   wineVariables=()
   grep -av '^\[  FAILED  \]' "$logs/cases" >"$logs/first"
   cat "$logs/first" "$logs/again" >"$logs/cases"
