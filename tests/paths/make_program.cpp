@@ -31,19 +31,20 @@ class Dice {
 constexpr size_t textLimit = 6000;
 
 // The program's buffers, at whose edges the fast paths give up.
-constexpr unsigned readBlock = 0x3E00;
-constexpr unsigned writeBlock = 0xE00;
+constexpr unsigned readBlock = 0xF000;
+constexpr unsigned writeBlock = 0x10000;
 constexpr unsigned textBlock = 16384;
 
 const char* const plainNames[] = {
     "a",      "b",     "x",     "y1",     "e5",  "L",     "u",
     "ab",     "count", "_x",    "__foo",  "int", "char",  "if",
     "sizeof", "else",  "class", "_cdecl", "try", "__try", "a_name_of_many_letters",
-    "x1"};
+    "x1",     "mushj", "fgnoxc"};
 const char* const oddNames[] = {"asm",         "__asm",    "defined",    "__FILE__", "__LINE__",
                                 "__cplusplus", "__STDC__", "_asm",       "L1",       "__TIMEX_",
                                 "include",     "define",   "__declspec", "operator"};
-const char* const objectMacros[] = {"A", "B", "C", "D", "EMPTY", "M_with_a_long_name"};
+// "frmws" and "czthqa" have the hash of a plain name.
+const char* const objectMacros[] = {"A", "B", "C", "D", "EMPTY", "M_with_a_long_name", "frmws", "czthqa"};
 // A macro with parameters, and how many its definitions and calls have as a rule.
 struct FunctionMacro {
   const char* name;
@@ -100,8 +101,8 @@ class Maker {
   std::string source(size_t firstHeader) {
     begin(firstHeader);
     if (!dice_.oneIn(4)) prelude();
-    if (dice_.oneIn(8)) filler(readBlock - dice_.roll(600));
-    if (dice_.oneIn(5)) plainLines(writeBlock - dice_.roll(writeBlock));
+    if (dice_.oneIn(16)) filler(readBlock - dice_.roll(600));
+    if (dice_.oneIn(16)) plainLines(writeBlock - dice_.roll(writeBlock));
     lines(6 + dice_.roll(30), 0);
     if (dice_.oneIn(40)) longCall();
     return finish();
