@@ -174,26 +174,26 @@ static const Byte* passSkippedStop(const Byte* start, const Byte* cursor, const 
 // and hold nothing unusual. A line that is not plain is left untouched for the
 // ordinary way.
 VSP_HOT static void skipPlainLines() {
-  if (inputTop == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments ||
-      pendingText != nullptr || *inputCursor == '#')
+  if (input.top == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments ||
+      input.pendingText != nullptr || *input.cursor == '#')
     return;
-  const Byte* const start = inputCursor;
+  const Byte* const start = input.cursor;
   const Byte* cursor = start;
   uint32_t lines = 0;
-  for (const Byte* next = start; next != nullptr; next = passSkippedStop(start, cursor, inputLimit)) {
-    const PassedText passed = passSkippedText(next, inputLimit);
+  for (const Byte* next = start; next != nullptr; next = passSkippedStop(start, cursor, input.limit)) {
+    const PassedText passed = passSkippedText(next, input.limit);
     lines += passed.lines;
     cursor = passed.end;
   }
-  const bool paired = cursor + 2 < inputLimit && cursor[0] == '\r' && cursor[1] == '\n';
-  if (cursor + 1 < inputLimit && cursor[paired] == '\n' && cursor[paired + 1] == '#') {
+  const bool paired = cursor + 2 < input.limit && cursor[0] == '\r' && cursor[1] == '\n';
+  if (cursor + 1 < input.limit && cursor[paired] == '\n' && cursor[paired + 1] == '#') {
     cursor += paired + 1;
     ++lines;
   } else {
     bool quotes;
     cursor = lineStartBefore(start, cursor, quotes);
   }
-  inputCursor = cursor;
+  input.cursor = cursor;
   advanceLines(lines);
 }
 
@@ -263,7 +263,7 @@ void ifDirective(Byte) {
 // The #endif of the guard candidate on top has been read, `c` is the character
 // after it: looks whether the rest of the file is blank, and notes the guard if so.
 static void endCandidate(Byte c) {
-  const ConditionRecord candidate = *condStack;
+  const ConditionRecord candidate = *input.condStack;
   popCondition();
   const int32_t lastLine = messageLine;
   checkLineEnd(c);
@@ -274,9 +274,9 @@ static void endCandidate(Byte c) {
   }
   if (c == endOfTextByte) {
     addGuard(currentFileName, candidate.guardName);
-    if (currentFileFrame != nullptr) {
-      currentFileFrame->guardFirstLine = candidate.guardLine;
-      currentFileFrame->guardLastLine = lastLine;
+    if (input.currentFileFrame != nullptr) {
+      input.currentFileFrame->guardFirstLine = candidate.guardLine;
+      input.currentFileFrame->guardLastLine = lastLine;
     }
     endCurrentFile();
   } else if (c == '#') {
@@ -290,30 +290,30 @@ static void endCandidate(Byte c) {
 // sees the end of the group; at any other place there is no candidate. An #elif
 // that ran into the end of its file has taken the record along.
 static void skipCandidate() {
-  const uint32_t depth = includeDepth;
-  skipGroup(false, true, condStack);
+  const uint32_t depth = input.includeDepth;
+  skipGroup(false, true, input.condStack);
   if (directiveId == directiveEndif) {
     endifDirective(' ');
     return;
   }
-  if (includeDepth == depth) popCondition();
+  if (input.includeDepth == depth) popCondition();
   pushStoppedGroup();
 }
 
 void firstIfInFile() {
-  notDefinedArmed = true;
-  notDefinedEntry = nullptr;
+  guards.notDefinedArmed = true;
+  guards.notDefinedEntry = nullptr;
   ungetChar();
   int32_t value = 0;
   const bool holds = evaluateConstant(value, evaluateDirective) && value != 0;
   ungetEndOfExpression();
   ConditionRecord* const record = pushCondition(conditionOpen);
-  if (notDefinedEntry != nullptr) {
-    record->guardName = asChars(notDefinedEntry->spelling());
+  if (guards.notDefinedEntry != nullptr) {
+    record->guardName = asChars(guards.notDefinedEntry->spelling());
     record->guardLine = messageLine;
   }
-  notDefinedArmed = false;
-  notDefinedEntry = nullptr;
+  guards.notDefinedArmed = false;
+  guards.notDefinedEntry = nullptr;
   if (holds) return;
   skipCandidate();
 }
@@ -359,7 +359,7 @@ void firstIfndefInFile(Byte c) {
 
 // True if an #else or #elif may follow the group being read.
 static bool inOpenGroup() {
-  return condStack != nullptr && condStack->state == conditionOpen;
+  return input.condStack != nullptr && input.condStack->state == conditionOpen;
 }
 
 void elseDirective(Byte c) {
@@ -368,7 +368,7 @@ void elseDirective(Byte c) {
     skipLine(c);
     return;
   }
-  condStack->guardName = nullptr;
+  input.condStack->guardName = nullptr;
   checkLineEnd(c);
   skipGroup(false, false);
   popCondition();
@@ -380,19 +380,19 @@ void elifDirective(Byte c) {
     skipLine(c);
     return;
   }
-  condStack->guardName = nullptr;
+  input.condStack->guardName = nullptr;
   skipLine(c);
   skipGroup(true, true);
   popCondition();
 }
 
 void endifDirective(Byte c) {
-  if (condStack == nullptr) {
+  if (input.condStack == nullptr) {
     reportError(msgMisplacedEndif);
     skipLine(c);
     return;
   }
-  if (condStack->guardName != nullptr) {
+  if (input.condStack->guardName != nullptr) {
     endCandidate(c);
     return;
   }

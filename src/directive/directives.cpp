@@ -49,15 +49,15 @@ constexpr size_t longestName = 16;  // that is worth reading in one run
 static Byte collectName(Byte c) {
   tokenText.clear();
   // The byte at the limit belongs to no name.
-  const Byte* const start = inputCursor;
+  const Byte* const start = input.cursor;
   const Byte* cursor = start;
   while (isNameByte(*cursor)) ++cursor;
   const size_t rest = size_t(cursor - start);
-  if (fastPaths && isNameByte(c) && cursor < inputLimit && rest < longestName) {
+  if (fastPaths && isNameByte(c) && cursor < input.limit && rest < longestName) {
     tokenText.append(c);
     std::memcpy(tokenText.end, start, rest);
     tokenText.keep(rest);
-    inputCursor = cursor + 1;
+    input.cursor = cursor + 1;
     return *cursor;
   }
   while (isNameByte(c)) {

@@ -20,6 +20,7 @@
 #include "scanner/literals.h"
 #include "scanner/skip.h"
 #include "scanner/scan.h"
+#include "scanner/state.h"
 #include "scanner/token.h"
 #include "scanner/token_text.h"
 
@@ -72,7 +73,7 @@ static void addString(AttributeText& attributes) {
 
 // Reads the rest of the line; its end stays unread.
 static void readAttributes(AttributeText& attributes) {
-  lineMode = true;
+  scanner.lineMode = true;
   for (;;) {
     const TokenCode code = getToken();
     if (code == tokEndOfLine || code == tokEndOfFile) break;
@@ -85,7 +86,7 @@ static void readAttributes(AttributeText& attributes) {
       addString(attributes);
     }
   }
-  lineMode = false;
+  scanner.lineMode = false;
   if (tokenState.code != tokEndOfFile) ungetIfPossible();
 }
 

@@ -149,7 +149,7 @@ void includeDirective(Byte c) {
     case unreadable: reportError(msgCannotOpenInclude, tokenText.bytes); break;
     case skipped: break;
     case pushed:
-      if (includeDepth >= 2) readFileStart();
+      if (input.includeDepth >= 2) readFileStart();
       break;
   }
 }

@@ -15,6 +15,7 @@
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/skip.h"
+#include "scanner/state.h"
 #include "scanner/token_text.h"
 
 // --- #line ---
@@ -29,11 +30,11 @@ static const char* decodeName(const Byte* name, size_t length) {
   std::memcpy(text, name, length);
   std::memcpy(text + length, "'", 2);
   pushTextFrame(asBytes(text), length + 1);
-  InputFrame* const frame = inputTop;
-  const bool outerWide = wideChar;
-  wideChar = false;
-  while (inputTop == frame && inputCursor + 1 < inputLimit) {
-    if (*inputCursor == '\'') {
+  InputFrame* const frame = input.top;
+  const bool outerWide = scanner.wideChar;
+  scanner.wideChar = false;
+  while (input.top == frame && input.cursor + 1 < input.limit) {
+    if (*input.cursor == '\'') {
       tokenText.append(nextChar());
       continue;
     }
@@ -42,8 +43,8 @@ static const char* decodeName(const Byte* name, size_t length) {
     if (c > 0xFF) tokenText.append(Byte(c >> 8));
     tokenText.append(Byte(c));
   }
-  if (inputTop == frame) popFrame();
-  wideChar = outerWide;
+  if (input.top == frame) popFrame();
+  scanner.wideChar = outerWide;
   *tokenText.end = 0;
   return asChars(decoded);
 }
@@ -68,7 +69,7 @@ static bool readLineName(Byte* text) {
 
 void lineDirective(Byte) {
   ungetChar();
-  wideString = false;
+  scanner.wideString = false;
   tokenText.rewind();
   readBodyTokens(nullptr, true);
   Byte* text = trimBody().start;

@@ -26,6 +26,7 @@
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/scan.h"
+#include "scanner/state.h"
 
 #if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
 #include <emmintrin.h>
@@ -118,7 +119,7 @@ VSP_INLINE bool passNumber(PlainRun& run) {
   const Byte* end = run.cursor;
   while (isNameByte(*end)) ++end;
   const size_t length = size_t(end - run.cursor);
-  if (end >= run.limit || *end == '\\' || wideChar || length > size_t{integerLimit}) return false;
+  if (end >= run.limit || *end == '\\' || scanner.wideChar || length > size_t{integerLimit}) return false;
   if (!isPlainInteger(run.cursor, end)) return false;
   separateWord(run);
   copyRun(run.out, run.cursor, length);
@@ -185,7 +186,7 @@ VSP_INLINE bool passOther(PlainRun& run, Byte byteClass) {
 // A string that ends in the buffer. A backslash is written as it stands, and what
 // follows it ends no string.
 VSP_INLINE bool passString(PlainRun& run) {
-  if (lastStringChar == '\\') return false;
+  if (scanner.lastStringChar == '\\') return false;
   const Byte* end = run.cursor + 1;
   while ((end = findStringStop(end, run.limit)) < run.limit && *end == '\\' && end[1] != endOfTextByte)
     end += 2;
@@ -197,8 +198,8 @@ VSP_INLINE bool passString(PlainRun& run) {
   run.out += length;
   run.cursor = end + 1;
   wrote(run, tokString);
-  lastStringChar = -1;
-  wideString = false;
+  scanner.lastStringChar = -1;
+  scanner.wideString = false;
   return true;
 }
 
@@ -212,7 +213,7 @@ VSP_INLINE bool passCharConst(PlainRun& run) {
   run.out += 3;
   run.cursor += 3;
   wrote(run, tokCharConst);
-  wideChar = false;
+  scanner.wideChar = false;
   return true;
 }
 
@@ -505,8 +506,8 @@ VSP_INLINE bool passLineFeed(PlainRun& run, const ByteWindow& window) {
 // first place that is not plain, or near the end of either buffer; true in the second
 // case.
 VSP_INLINE bool passStretches(PlainRun& run) {
-  if (wideChar || identLimit < windowSize) return true;
-  while (run.limit - run.cursor >= windowRoom && run.cursor - inputTop->buffer >= windowLead) {
+  if (scanner.wideChar || identLimit < windowSize) return true;
+  while (run.limit - run.cursor >= windowRoom && run.cursor - input.top->buffer >= windowLead) {
     ByteWindow window;
     openWindow(window, run.cursor);
     // A name that the window cuts is passed in the next one, or by itself.
@@ -544,12 +545,12 @@ VSP_INLINE bool passTokens(PlainRun& run, uint32_t count) {
 VSP_HOT int passPlainText(int previous) {
   // The separators look at the byte written last, which must be in the buffer.
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
-  if (noExpandMark || pendingText != nullptr) return previous;
-  PlainRun run{inputCursor, inputLimit,  output.cursor,  output.limit - plainRoom,
-               previous,    currentLine, readyMarkers(), tokenState.line};
+  if (input.noExpandMark || input.pendingText != nullptr) return previous;
+  PlainRun run{input.cursor, input.limit, output.cursor,  output.limit - plainRoom,
+               previous,     currentLine, readyMarkers(), tokenState.line};
   if (passTokens(run, tokensBeforeWindow) && passStretches(run)) passTokens(run, UINT32_MAX);
   settleLines(run);
-  inputCursor = run.cursor;
+  input.cursor = run.cursor;
   tokenState.line = run.tokenLine;
   output.cursor = run.out;
   if (run.out != output.buffer) output.lastChar = run.out[-1];

@@ -72,20 +72,20 @@ static void reportHeaders(uint32_t depth, const HeaderChild* child) {
 }
 
 void reportStatistics() {
-  if ((optionImage.outputFlags & headerStatisticsFlag) == 0 || headerList == nullptr) return;
+  if ((optionImage.outputFlags & headerStatisticsFlag) == 0 || guards.headerList == nullptr) return;
   emitText("\n\n/*\nFile: ");
-  emitText(headerList->name);
+  emitText(guards.headerList->name);
   emitText("  Total lines compiled: ");
   emitNumber(totalLines);
   emitText("\n");
-  reportHeaders(0, headerList->children);
+  reportHeaders(0, guards.headerList->children);
   emitText("\n*/\n");
 }
 
 void reportGuards() {
-  if ((optionImage.outputFlags & guardDetailsFlag) == 0 || headerList == nullptr) return;
+  if ((optionImage.outputFlags & guardDetailsFlag) == 0 || guards.headerList == nullptr) return;
   flushConsole();
-  for (const HeaderRecord* record = headerList->next; record != nullptr; record = record->next) {
+  for (const HeaderRecord* record = guards.headerList->next; record != nullptr; record = record->next) {
     LineBuilder line = beginLine(std::strlen(record->name) + 32, 2);
     add(line, "<");
     add(line, record->name);

@@ -21,6 +21,7 @@
 #include "scanner/byte_search.h"
 #include "scanner/literals.h"
 #include "scanner/scan.h"
+#include "scanner/state.h"
 #include "scanner/token.h"
 #include "scanner/token_text.h"
 #include "scanner/upcalls.h"
@@ -29,12 +30,12 @@
 
 // Writes the bytes up to the next one that means something in a string.
 static void emitPlainRun() {
-  const Byte* const start = inputCursor;
-  const Byte* const end = findStringStop(start, inputLimit);
+  const Byte* const start = input.cursor;
+  const Byte* const end = findStringStop(start, input.limit);
   if (end == start) return;
   emitRun(start, size_t(end - start));
-  lastStringChar = lastStringChar == '\\' && end - start == 1 ? ' ' : end[-1];
-  inputCursor = end;
+  scanner.lastStringChar = scanner.lastStringChar == '\\' && end - start == 1 ? ' ' : end[-1];
+  input.cursor = end;
 }
 
 // Writes a character of a string, both bytes of a double-byte one.
@@ -44,17 +45,17 @@ static void emitWide(int c) {
 }
 
 static void writeString() {
-  if (wideString) emitChar('L');
+  if (scanner.wideString) emitChar('L');
   emitChar('"');
   for (;;) {
-    if (fastPaths && pendingText == nullptr && !anyLeadBytes) emitPlainRun();
+    if (fastPaths && input.pendingText == nullptr && !anyLeadBytes) emitPlainRun();
     const int c = nextStringChar();
     if (c == -1 || c == endOfTextByte) break;
-    if (c == '"' && pendingText != nullptr) emitChar('\\');
+    if (c == '"' && input.pendingText != nullptr) emitChar('\\');
     emitWide(c);
   }
   emitChar('"');
-  wideString = false;
+  scanner.wideString = false;
 }
 
 static bool isWhiteSpace(int c) {
@@ -116,9 +117,9 @@ static void writeToken(int previous, int code) {
     case tokCharConst:
     case tokIntConst:
     case tokLongConst:
-      if (wideChar) {
+      if (scanner.wideChar) {
         emitChar('L');
-        wideChar = false;
+        scanner.wideChar = false;
       }
       emitTokenText();
       break;

@@ -43,10 +43,10 @@ static void beginUnit(const char* path) {
   resetGuards();
   messageLine = 0;
   beginExpressions();
+  resetInputStack();
   resetNames();
   installKeywords();
   loadWarnings();
-  resetInputStack();
   startScanner();
   beginUnitFiles();
   resetLineMarkers();

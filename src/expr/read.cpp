@@ -26,6 +26,7 @@
 #include "options/option_image.h"
 #include "scanner/literals.h"
 #include "scanner/scan.h"
+#include "scanner/state.h"
 #include "scanner/token.h"
 
 constinit EvaluatorState evaluator = {};
@@ -114,8 +115,8 @@ static ExprNode* parseWhole(CommaUse commaUse) {
 
 // The line is not the single "!defined(X)" that guards a file.
 static void dropGuardName() {
-  notDefinedArmed = false;
-  notDefinedEntry = nullptr;
+  guards.notDefinedArmed = false;
+  guards.notDefinedEntry = nullptr;
 }
 
 // --- Operands ---
@@ -153,14 +154,14 @@ static ExprNode* parseString() {
 // of which the scanner has left "!" and a digit.
 static ExprNode* parseNot() {
   getToken();
-  if (notDefinedArmed) {
-    if (tokenState.code == tokIntConst && notDefinedEntry != nullptr) {
+  if (guards.notDefinedArmed) {
+    if (tokenState.code == tokIntConst && guards.notDefinedEntry != nullptr) {
       ExprNode* const node = buildUnary(opLogNot, intOperand());
       getToken();
-      if (tokenState.code != tokEndOfLine) notDefinedEntry = nullptr;
+      if (tokenState.code != tokEndOfLine) guards.notDefinedEntry = nullptr;
       return node;
     }
-    notDefinedArmed = false;
+    guards.notDefinedArmed = false;
   }
   ExprNode* const operand = parseUnary();
   return operand == nullptr ? nullptr : buildUnary(opLogNot, operand);
@@ -285,7 +286,7 @@ static ExprNode* parseBranches(CommaUse commaUse, ExprNode* condition, int32_t l
 // operator in front, opError for none.
 static ExprNode* parseExpression(ExprOp prevOp, CommaUse commaUse, Precedence minLevel) {
   ExprNode* left = parseUnary();
-  if (notDefinedArmed && tokenState.code != tokEndOfLine) dropGuardName();
+  if (guards.notDefinedArmed && tokenState.code != tokEndOfLine) dropGuardName();
   while (left != nullptr) {
     if (tokenState.code == tokComma && commaUse == commaEnds) break;
     const BinaryOperator row = binaryOperator[size_t(tokenState.code)];
@@ -326,11 +327,11 @@ static int32_t valueOf(ExprNode* node) {
 
 // Reads a directive's line. False if it does not end after the expression.
 static bool readDirective(ExprNode*& node) {
-  lineMode = true;
+  scanner.lineMode = true;
   getToken();
-  if (notDefinedArmed && tokenState.code != tokExclaim) dropGuardName();
+  if (guards.notDefinedArmed && tokenState.code != tokExclaim) dropGuardName();
   node = parseWhole(commaOperator);
-  lineMode = false;
+  scanner.lineMode = false;
   if (tokenState.code == tokEndOfLine && (node == nullptr || node->op != opComma)) return true;
   reportError(msgExpressionSyntax);
   return false;

@@ -5,28 +5,27 @@
 #include <new>
 
 #include "diag/position.h"
+#include "input/frame.h"
 #include "memory/memory.h"
-
-constinit ConditionRecord* condStack = nullptr;
 
 ConditionRecord* pushCondition(ConditionState state) {
   ConditionRecord* const record = new (memAlloc(sizeof(ConditionRecord))) ConditionRecord;
-  record->next = condStack;
+  record->next = input.condStack;
   record->startLine = currentLine;
   record->guardName = nullptr;
   record->guardLine = 0;
   record->state = state;
-  condStack = record;
+  input.condStack = record;
   return record;
 }
 
 void popCondition() {
-  ConditionRecord* const record = condStack;
+  ConditionRecord* const record = input.condStack;
   if (record == nullptr) return;
-  condStack = record->next;
+  input.condStack = record->next;
   memFree(record);
 }
 
 void dropConditions() {
-  while (condStack != nullptr) popCondition();
+  while (input.condStack != nullptr) popCondition();
 }

@@ -19,9 +19,6 @@ enum ConditionState : Byte {
   conditionElse = 2   // the #else group is being read
 };
 
-// The open groups of the current file, newest first.
-extern ConditionRecord* condStack;
-
 // Opens a group at the current line.
 ConditionRecord* pushCondition(ConditionState state);
 

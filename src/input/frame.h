@@ -2,8 +2,8 @@
 // frames, read through one cursor.
 //
 // The bottom frame is the source file; every #include pushes a file, every macro
-// call and a few directives push text. While a frame is on top, inputCursor and
-// inputLimit lie in its buffer, and its own `position` is stale; a frame below holds
+// call and a few directives push text. While a frame is on top, input.cursor and
+// input.limit lie in its buffer, and its own `position` is stale; a frame below holds
 // its place in `position`.
 //
 // In macro text the limit is not the end of the text but the next control byte,
@@ -92,11 +92,29 @@ static_assert(std::is_trivially_destructible_v<FileFrame> && std::is_trivially_d
 
 constexpr uint32_t includeDepthLimit = 1000;
 
-extern InputFrame* inputTop;         // null when the stack is empty
-extern const Byte* inputCursor;      // next byte to read
-extern const Byte* inputLimit;       // first byte that may not be read directly
-extern FileFrame* currentFileFrame;  // the nearest file frame from the top
-extern uint32_t includeDepth;        // file frames on the stack
+// Where a unit is in its input.
+struct InputState {
+  InputFrame* top;              // null when the stack is empty
+  const Byte* cursor;           // next byte to read
+  const Byte* limit;            // first byte that may not be read directly
+  FileFrame* currentFileFrame;  // the nearest file frame from the top
+  uint32_t includeDepth;        // file frames on the stack
+  ConditionRecord* condStack;   // the open groups of the current file, newest first
+
+  // What macro text has left word of: its readers look at it and clear it.
+  bool noExpandMark;        // a mark has been read: the name that follows it stands as it is
+  bool pasteSeen;           // a paste has been read since the name began
+  const Byte* pendingText;  // what the reader of strings takes in place of the input: a stringized argument,
+                            // or the text of a dynamic name; null if there is none
+
+  MacroFrame* freeMacroFrames;  // to be used again, linked by `previous`
+
+  // The entry of __USING_STD_NAMES__, which tells a header that it was named without
+  // its ".h"; installKeywords finds it.
+  IdentEntry* usingStdNames;
+};
+
+extern InputState input;
 
 // The next character where the fast path has none. The end of the input is no
 // special value but the character 0x1A, again and again. Leaves the character
@@ -105,21 +123,21 @@ extern uint32_t includeDepth;        // file frames on the stack
 
 // The next character of the input.
 VSP_INLINE Byte nextChar() {
-  if (inputCursor < inputLimit) [[likely]]
-    return *inputCursor++;
+  if (input.cursor < input.limit) [[likely]]
+    return *input.cursor++;
   return refillChar();
 }
 
 // Steps back over the character read last. Two steps are not promised.
 VSP_INLINE void ungetChar() {
-  --inputCursor;
+  --input.cursor;
 }
 
 // The same where a step may have been taken already: not beyond the beginning of
 // a text, and one byte beyond that of a file's block.
 inline void ungetIfPossible() {
-  if (inputTop == nullptr) return;
-  if (inputCursor != inputTop->buffer || isFileFrame(inputTop)) ungetChar();
+  if (input.top == nullptr) return;
+  if (input.cursor != input.top->buffer || isFileFrame(input.top)) ungetChar();
 }
 
 // Steps back over the character read last and over `c`, which was read before it

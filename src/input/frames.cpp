@@ -22,11 +22,7 @@
 #include "output/advance_line.h"
 #include "platform/files.h"
 
-constinit InputFrame* inputTop = nullptr;
-constinit const Byte* inputCursor = nullptr;
-constinit const Byte* inputLimit = nullptr;
-constinit FileFrame* currentFileFrame = nullptr;
-constinit uint32_t includeDepth = 0;
+constinit InputState input = {};
 
 // What is read after the end of all input. The NUL is the byte at the limit.
 static const Byte endOfTextString[] = {'\n', endOfTextByte, 0};
@@ -49,8 +45,8 @@ static Byte beginBlock(FileFrame* frame, uint32_t count) {
   Byte* const storage = frame->storage();
   storage[count] = 0;
   frame->length = count;
-  inputCursor = storage + 1;
-  inputLimit = storage + count;
+  input.cursor = storage + 1;
+  input.limit = storage + count;
   return storage[0];
 }
 
@@ -100,10 +96,10 @@ static Byte refillFile(FileFrame* frame) {
 
 Byte refillChar() {
   for (;;) {
-    InputFrame* const top = inputTop;
+    InputFrame* const top = input.top;
     if (top == nullptr) {
-      inputCursor = endOfTextString + 1;
-      inputLimit = endOfTextString + 2;
+      input.cursor = endOfTextString + 1;
+      input.limit = endOfTextString + 2;
       return '\n';
     }
     switch (top->kind) {
@@ -111,7 +107,7 @@ Byte refillChar() {
       case frameSuspended: return refillFile(asFile(top));
       case frameText: popFrame(); break;
       case frameMacro:
-        if (*inputLimit != 0) {
+        if (*input.limit != 0) {
           const int c = macroTextEnd(static_cast<MacroFrame*>(top));
           if (c >= 0) return Byte(c);
         } else {
@@ -119,20 +115,20 @@ Byte refillChar() {
         }
         break;
     }
-    if (inputCursor < inputLimit) return *inputCursor++;
+    if (input.cursor < input.limit) return *input.cursor++;
   }
 }
 
 void endCurrentFile() {
-  InputFrame* const top = inputTop;
+  InputFrame* const top = input.top;
   if (top == nullptr || !isFileFrame(top)) return;
   asFile(top)->ended = true;
-  inputCursor = inputLimit;
+  input.cursor = input.limit;
 }
 
 void ungetTwo(Byte c, const Byte* after) {
   ungetChar();
-  if (inputCursor == after) {
+  if (input.cursor == after) {
     ungetChar();
     return;
   }
@@ -150,23 +146,23 @@ void countNewline(Byte c) {
 }
 
 void pushFrame(InputFrame* frame) {
-  InputFrame* const top = inputTop;
-  if (top != nullptr) top->position = int32_t(inputCursor - top->buffer);
+  InputFrame* const top = input.top;
+  if (top != nullptr) top->position = int32_t(input.cursor - top->buffer);
   frame->previous = top;
-  inputTop = frame;
-  inputCursor = frame->buffer + frame->position;
-  inputLimit = frame->buffer + frame->length;
+  input.top = frame;
+  input.cursor = frame->buffer + frame->position;
+  input.limit = frame->buffer + frame->length;
 }
 
 void popFrame() {
-  InputFrame* const top = inputTop;
+  InputFrame* const top = input.top;
   InputFrame* const below = top->previous;
-  inputTop = below;
+  input.top = below;
   if (below != nullptr) {
-    inputCursor = below->buffer + below->position;
-    inputLimit = below->buffer + below->length;
+    input.cursor = below->buffer + below->position;
+    input.limit = below->buffer + below->length;
   } else {
-    inputCursor = inputLimit = nullptr;
+    input.cursor = input.limit = nullptr;
   }
   if (top->kind == frameText) memFree(top);
 }
@@ -194,7 +190,7 @@ void pushTextCopy(const Byte* text, size_t length) {
 
 bool suspendFile() {
   FileFrame* outermost = nullptr;
-  for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
+  for (InputFrame* frame = input.top; frame != nullptr; frame = frame->previous) {
     // What has no size, as a pipe, can't be read again from where it was left.
     if (frame->kind == frameFile && sizeOfFile(asFile(frame)->handle) >= 0) outermost = asFile(frame);
   }
@@ -218,7 +214,7 @@ PushResult refusalOf(int failure) {
 
 // A frame for an open file, of which nothing has been read.
 static FileFrame* makeFileFrame(int handle) {
-  const uint32_t readSize = includeDepth < roomyDepth ? roomyReadSize : deepReadSize;
+  const uint32_t readSize = input.includeDepth < roomyDepth ? roomyReadSize : deepReadSize;
   // The byte before the buffer, and the NUL after it; endFile puts two bytes into the buffer.
   FileFrame* const frame =
       new (memAlloc(uint32_t(sizeof(FileFrame)) + 1 + (readSize < 2 ? 2 : readSize) + 1)) FileFrame{};
@@ -235,18 +231,18 @@ static FileFrame* makeFileFrame(int handle) {
 static void enterFile(FileFrame* frame, const char* name) {
   frame->savedFileName = currentFileName;
   frame->savedLine = currentLine;
-  frame->savedConditions = condStack;
-  condStack = nullptr;
+  frame->savedConditions = input.condStack;
+  input.condStack = nullptr;
   frame->openName = memCopy(name, std::strlen(name));
   currentFileName = frame->openName;
   currentLine = 0;
-  currentFileFrame = frame;
-  ++includeDepth;
+  input.currentFileFrame = frame;
+  ++input.includeDepth;
 }
 
 PushResult pushSourceFile(const char* name) {
-  if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
-  if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
+  if (input.includeDepth != 0 && guardAllowsSkip(name)) return skipped;
+  if (input.includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
   if (handle < 0) return refusalOf(handle);
   FileFrame* const frame = makeFileFrame(handle);
@@ -260,14 +256,14 @@ PushResult pushSourceFile(const char* name) {
 
 // Makes the nearest file frame from the top the current one.
 static void findCurrentFile() {
-  InputFrame* frame = inputTop;
+  InputFrame* frame = input.top;
   while (frame != nullptr && !isFileFrame(frame)) frame = frame->previous;
-  currentFileFrame = frame == nullptr ? nullptr : asFile(frame);
-  setStdNames(currentFileFrame != nullptr && currentFileFrame->headerFlag);
+  input.currentFileFrame = frame == nullptr ? nullptr : asFile(frame);
+  setStdNames(input.currentFileFrame != nullptr && input.currentFileFrame->headerFlag);
 }
 
 bool popSourceFile(bool quiet) {
-  InputFrame* const top = inputTop;
+  InputFrame* const top = input.top;
   if (top == nullptr) return false;
   if (!isFileFrame(top)) {
     popFrame();
@@ -275,20 +271,20 @@ bool popSourceFile(bool quiet) {
   }
 
   FileFrame* const frame = asFile(top);
-  if (condStack != nullptr) {
-    if (!quiet) reportError(msgEndInConditional, condStack->startLine);
+  if (input.condStack != nullptr) {
+    if (!quiet) reportError(msgEndInConditional, input.condStack->startLine);
     dropConditions();
   }
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     completeHeader(currentFileName, frame->guardFirstLine, frame->guardLastLine);
   if (frame->kind == frameFile) closeFile(frame->handle);
   frame->kind = frameFile;
-  condStack = frame->savedConditions;
-  --includeDepth;
+  input.condStack = frame->savedConditions;
+  --input.includeDepth;
   if (frame->previous == nullptr) {
-    inputTop = nullptr;
-    inputCursor = inputLimit = nullptr;
-    currentFileFrame = nullptr;
+    input.top = nullptr;
+    input.cursor = input.limit = nullptr;
+    input.currentFileFrame = nullptr;
     return false;
   }
   currentLine = frame->savedLine;
@@ -301,11 +297,6 @@ bool popSourceFile(bool quiet) {
 }
 
 void resetInputStack() {
-  inputTop = nullptr;
-  inputCursor = inputLimit = nullptr;
-  currentFileFrame = nullptr;
-  resetMacroFrames();
-  condStack = nullptr;
-  includeDepth = 0;
+  input = {};
   totalLines = 0;
 }

@@ -12,15 +12,11 @@
 
 #include "input/frame.h"
 #include "memory/memory.h"
+#include "names/names.h"
 #include "options/option_image.h"
 #include "platform/paths.h"
-#include "names/names.h"
 
-constinit bool notDefinedArmed = false;
-constinit IdentEntry* notDefinedEntry = nullptr;
-constinit HeaderRecord* headerList = nullptr;
-
-static constinit HeaderRecord** headerListTail = &headerList;
+constinit GuardState guards = {};
 
 // One guarded file.
 struct GuardNode {
@@ -30,19 +26,8 @@ struct GuardNode {
   const char* macroName;
 };
 
-// The guarded files, in chains by the low bits of the hash: a search with many
-// directories asks for every candidate.
-constexpr uint32_t guardChainCount = 256;
-static constinit GuardNode* guardChains[guardChainCount] = {};
-static constinit bool anyGuards = false;
-
 void resetGuards() {
-  for (GuardNode*& chain : guardChains) chain = nullptr;
-  anyGuards = false;
-  headerList = nullptr;
-  headerListTail = &headerList;
-  notDefinedArmed = false;
-  notDefinedEntry = nullptr;
+  guards = {};
 }
 
 // Ignores the case of letters, as the comparison after it does.
@@ -53,13 +38,13 @@ static uint32_t fileNameHash(const char* name) {
 }
 
 static const GuardNode* findGuard(const char* name, uint32_t hash) {
-  for (const GuardNode* node = guardChains[hash % guardChainCount]; node != nullptr; node = node->next)
+  for (const GuardNode* node = guards.chains[hash % guardChainCount]; node != nullptr; node = node->next)
     if (node->hash == hash && sameFileName(node->fileName, name)) return node;
   return nullptr;
 }
 
 bool guardAllowsSkip(const char* name) {
-  if (!anyGuards) return false;
+  if (!guards.anyGuards) return false;
   const GuardNode* const node = findGuard(name, fileNameHash(name));
   return node != nullptr && lookupName(asBytes(node->macroName))->isMacro();
 }
@@ -76,27 +61,25 @@ void addGuard(const char* fileName, const char* macroName) {
   char* const macro = file + fileLength + 1;
   std::memcpy(file, fileName, fileLength + 1);
   std::memcpy(macro, macroName, macroLength + 1);
-  GuardNode*& chain = guardChains[hash % guardChainCount];
+  GuardNode*& chain = guards.chains[hash % guardChainCount];
   *node = {chain, hash, file, macro};
   chain = node;
-  anyGuards = true;
+  guards.anyGuards = true;
 }
 
 // --- Header statistics ---
 
-static HeaderRecord* findHeader(const char* name) {
-  for (HeaderRecord* record = headerList; record != nullptr; record = record->next)
-    if (sameFileName(record->name, name)) return record;
-  return nullptr;
+// The link to the record of `name`, or that at the end of the list.
+static HeaderRecord** findHeader(const char* name) {
+  HeaderRecord** link = &guards.headerList;
+  while (*link != nullptr && !sameFileName((*link)->name, name)) link = &(*link)->next;
+  return link;
 }
 
-static HeaderRecord* addHeader(const char* name) {
+static HeaderRecord* makeHeader(const char* name) {
   HeaderRecord* const record = new (memAlloc(sizeof(HeaderRecord))) HeaderRecord{};
   record->name = memCopy(name, std::strlen(name));
   record->startTotal = totalLines;
-  record->includeCount = 1;
-  *headerListTail = record;
-  headerListTail = &record->next;
   return record;
 }
 
@@ -111,23 +94,21 @@ static void addChild(HeaderRecord* includer, HeaderRecord* header, const char* n
 
 // The record of exactly this name: a file that #line has renamed has none.
 static HeaderRecord* findIncluder(const char* name) {
-  for (HeaderRecord* record = headerList; record != nullptr; record = record->next)
+  for (HeaderRecord* record = guards.headerList; record != nullptr; record = record->next)
     if (std::strcmp(record->name, name) == 0) return record;
   return nullptr;
 }
 
 void countHeader(const char* name, const char* includer) {
-  HeaderRecord* record = findHeader(name);
-  if (record != nullptr)
-    ++record->includeCount;
-  else
-    record = addHeader(name);
-  if (headerList->next == nullptr || includer == nullptr) return;
+  HeaderRecord*& record = *findHeader(name);
+  if (record == nullptr) record = makeHeader(name);
+  ++record->includeCount;
+  if (guards.headerList->next == nullptr || includer == nullptr) return;
   if (HeaderRecord* const from = findIncluder(includer)) addChild(from, record, name);
 }
 
 void completeHeader(const char* name, int32_t guardFirstLine, int32_t guardLastLine) {
-  HeaderRecord* const record = findHeader(name);
+  HeaderRecord* const record = *findHeader(name);
   if (record == nullptr) return;
   if ((optionImage.outputFlags & guardDetailsFlag) != 0 && guardFirstLine != 0 && guardLastLine != 0) {
     record->guardFirstLine = guardFirstLine;

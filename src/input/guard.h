@@ -7,12 +7,6 @@
 
 struct IdentEntry;
 
-// The recognition of "#if !defined(X)" as the first directive of a file: armed
-// before the evaluation, cleared by whatever does not fit; the name that
-// `defined` read, null if none.
-extern bool notDefinedArmed;
-extern IdentEntry* notDefinedEntry;
-
 // One file that another file included.
 struct HeaderRecord;
 struct HeaderChild {
@@ -33,8 +27,25 @@ struct HeaderRecord {
   HeaderRecord* next;
 };
 
-// All records, in the order of the first push; the source file comes first.
-extern HeaderRecord* headerList;
+// The guarded files in chains by the low bits of their names' hashes: a search with
+// many directories asks for every candidate.
+struct GuardNode;
+constexpr uint32_t guardChainCount = 256;
+
+// What is known of the files of a unit.
+struct GuardState {
+  // The recognition of "#if !defined(X)" as the first directive of a file: armed
+  // before the evaluation, cleared by whatever does not fit; the name that
+  // `defined` read, null if none.
+  bool notDefinedArmed;
+  IdentEntry* notDefinedEntry;
+
+  HeaderRecord* headerList;  // in the order of the first push; the source file comes first
+  bool anyGuards;            // a chain has a node
+  GuardNode* chains[guardChainCount];
+};
+
+extern GuardState guards;
 
 // Empties the guard table and the statistics; the start of a unit.
 void resetGuards();

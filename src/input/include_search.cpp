@@ -17,8 +17,6 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 
-constinit IdentEntry* usingStdNames = nullptr;
-
 constinit char importPath[pathLimit + 1] = {};
 
 // What a candidate is asked: pushSourceFile, or tryLibrary.
@@ -60,7 +58,7 @@ static PushResult tryIncluderDirectories(const char* name, TryFile tryFile) {
   const char* tried = currentFileName;
   const PushResult result = tryDirectoryOf(tried, nullptr, name, tryFile);
   if (result != notFound) return result;
-  for (const InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
+  for (const InputFrame* frame = input.top; frame != nullptr; frame = frame->previous) {
     if (!isFileFrame(frame)) continue;
     const char* const includer = static_cast<const FileFrame*>(frame)->savedFileName;
     const PushResult outer = tryDirectoryOf(includer, tried, name, tryFile);
@@ -118,7 +116,7 @@ PushResult searchInclude(char* name, bool quoted) {
     result = tryIncludePlaces(name, quoted, headerFlag);
   }
   if (result == pushed) {
-    currentFileFrame->headerFlag = headerFlag;
+    input.currentFileFrame->headerFlag = headerFlag;
     setStdNames(headerFlag);
   }
   return result;
@@ -126,9 +124,9 @@ PushResult searchInclude(char* name, bool quoted) {
 
 void setStdNames(bool defined) {
   static const Byte record[] = {objectLike, '1', endOfBodyMark, 0};
-  if (usingStdNames == nullptr) return;
-  usingStdNames->macroBody = defined ? record : noMacro;
-  if (defined) noteSpecialName(usingStdNames->spelling(), usingStdNames->nameLength);
+  if (input.usingStdNames == nullptr) return;
+  input.usingStdNames->macroBody = defined ? record : noMacro;
+  if (defined) noteSpecialName(input.usingStdNames->spelling(), input.usingStdNames->nameLength);
 }
 
 // --- #import ---

@@ -16,9 +16,5 @@ PushResult searchInclude(char* name, bool quoted);
 PushResult searchLibrary(char* name, bool quoted);
 extern char importPath[pathLimit + 1];
 
-// The entry of __USING_STD_NAMES__, which tells a header that it was named without
-// its ".h"; null outside a unit.
-extern IdentEntry* usingStdNames;
-
-// Defines that name as 1, or undefines it.
+// Defines __USING_STD_NAMES__ as 1, or undefines it.
 void setStdNames(bool defined);

@@ -9,13 +9,6 @@
 #include "memory/memory.h"
 #include "names/names.h"
 
-constinit bool noExpandMark = false;
-constinit bool pasteSeen = false;
-constinit const Byte* pendingText = nullptr;
-
-// Frames to be used again.
-static constinit MacroFrame* freeMacroFrames = nullptr;
-
 // Bytes of `text` before the first control byte. A Ctrl-Z counts as one
 // after the first stretch only.
 VSP_INLINE uint32_t plainStretch(const Byte* text, bool first) {
@@ -25,9 +18,9 @@ VSP_INLINE uint32_t plainStretch(const Byte* text, bool first) {
 }
 
 static void pushMacroFrame(IdentEntry* entry, const Byte* body, const Byte* text, ArgumentNode* arguments) {
-  MacroFrame* frame = freeMacroFrames;
+  MacroFrame* frame = input.freeMacroFrames;
   if (frame != nullptr) {
-    freeMacroFrames = static_cast<MacroFrame*>(frame->previous);
+    input.freeMacroFrames = static_cast<MacroFrame*>(frame->previous);
   } else {
     frame = new (memAlloc(sizeof(MacroFrame))) MacroFrame;
     frame->kind = frameMacro;
@@ -54,14 +47,14 @@ static void pushArgumentText(const Byte* text) {
 // is about to go: the expressions of directives leave such strings.
 VSP_COLD static void keepPendingText(const ArgumentNode* node) {
   const Byte* const end = node->rawText + node->rawLength;
-  if (pendingText >= node->rawText && pendingText <= end)
-    pendingText = asBytes(memCopy(asChars(pendingText), size_t(end - pendingText)));
+  if (input.pendingText >= node->rawText && input.pendingText <= end)
+    input.pendingText = asBytes(memCopy(asChars(input.pendingText), size_t(end - input.pendingText)));
 }
 
 void freeArguments(ArgumentNode* node) {
   while (node != nullptr) {
     ArgumentNode* const next = node->next;
-    if (pendingText != nullptr) keepPendingText(node);
+    if (input.pendingText != nullptr) keepPendingText(node);
     memFree(node->rawText - 1);
     memFree(node);
     node = next;
@@ -72,8 +65,8 @@ void endMacroFrame(MacroFrame* frame) {
   if (frame->hiddenEntry != nullptr) frame->hiddenEntry->macroBody = frame->savedBody;
   freeArguments(frame->arguments);
   popFrame();
-  frame->previous = freeMacroFrames;
-  freeMacroFrames = frame;
+  frame->previous = input.freeMacroFrames;
+  input.freeMacroFrames = frame;
 }
 
 // Node number `p` of a call; a call has as many nodes as its macro parameters.
@@ -87,8 +80,8 @@ static ArgumentNode* argumentOf(const MacroFrame* frame, Byte parameter) {
 static void advanceStretch(MacroFrame* frame, const Byte* text) {
   frame->buffer = text;
   frame->length = plainStretch(text, false);
-  inputCursor = text;
-  inputLimit = text + frame->length;
+  input.cursor = text;
+  input.limit = text + frame->length;
 }
 
 // What a control byte stands for: nothing that is read at once.
@@ -102,7 +95,7 @@ static int takeEscaped(MacroFrame* frame, const Byte* control) {
 
 // A paste: a parameter after it is read as it was written.
 static int takePaste(MacroFrame* frame, const Byte* control) {
-  pasteSeen = true;
+  input.pasteSeen = true;
   const ArgumentNode* const node = isParameter(control[1]) ? argumentOf(frame, control[1]) : nullptr;
   advanceStretch(frame, control + (isParameter(control[1]) ? 2 : 1));
   if (node != nullptr) pushArgumentText(node->rawText);
@@ -116,7 +109,7 @@ static int takeStringize(MacroFrame* frame, const Byte* control) {
   const ArgumentNode* const node = isParameter(control[1]) ? argumentOf(frame, control[1]) : nullptr;
   advanceStretch(frame, control + (isParameter(control[1]) ? 2 : 1));
   if (node != nullptr) {
-    pendingText = node->rawText;
+    input.pendingText = node->rawText;
     pushTextFrame(quote, 1);
   }
   return noCharacter;
@@ -131,13 +124,13 @@ static int takeParameter(MacroFrame* frame, const Byte* control) {
 }
 
 int macroTextEnd(MacroFrame* frame) {
-  const Byte* const control = inputLimit;
+  const Byte* const control = input.limit;
   switch (*control) {
     case escapeMark: return takeEscaped(frame, control);
     case pasteMark: return takePaste(frame, control);
     case stringizeMark: return takeStringize(frame, control);
     case noExpandCode:
-      noExpandMark = true;
+      input.noExpandMark = true;
       advanceStretch(frame, control + 1);
       return noCharacter;
     case endOfBodyMark: advanceStretch(frame, control + 1); return endOfBodyMark;
@@ -147,11 +140,4 @@ int macroTextEnd(MacroFrame* frame) {
       return frame->savedBody != nullptr ? endOfTextByte : noCharacter;
     default: return takeParameter(frame, control);
   }
-}
-
-void resetMacroFrames() {
-  freeMacroFrames = nullptr;
-  noExpandMark = false;
-  pasteSeen = false;
-  pendingText = nullptr;
 }

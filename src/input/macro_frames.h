@@ -2,7 +2,7 @@
 //
 // The reader of such a text stops at each control byte. Some stand for
 // characters, some push a further text, and some only leave word for whoever
-// reads: that word is the state below.
+// reads: that word is in `input`.
 
 #pragma once
 
@@ -10,16 +10,6 @@
 #include "input/frame.h"
 
 struct IdentEntry;
-
-// A mark has been read: the name that follows it stands as it is.
-extern bool noExpandMark;
-
-// A paste has been read since the name began.
-extern bool pasteSeen;
-
-// Text that the reader of strings takes in place of the input: a stringized
-// argument, or the text of a dynamic name. Null if there is none.
-extern const Byte* pendingText;
 
 // Pushes a macro's body, and hides `entry` while it lasts, if there is one. The
 // frame owns `arguments`.
@@ -34,6 +24,3 @@ void endMacroFrame(MacroFrame* frame);
 
 // Gives the arguments of a call back.
 void freeArguments(ArgumentNode* node);
-
-// Forgets frames and state; the start of a unit.
-void resetMacroFrames();

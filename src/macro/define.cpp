@@ -22,6 +22,7 @@
 #include "scanner/read_name.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
+#include "scanner/state.h"
 #include "scanner/token_text.h"
 
 // The name that readMacroName read last.
@@ -78,7 +79,7 @@ static void readBodyBackslash() {
 // Collects a body without parameters into tokenText; `terminator` is ')' after
 // an empty parameter list. The line end stays unread.
 static void readObjectBody(Byte terminator) {
-  lineMode = true;
+  scanner.lineMode = true;
   tokenText.clear();
   bool afterPaste = false;  // blanks there are dropped
   for (;;) {
@@ -105,7 +106,7 @@ static void readObjectBody(Byte terminator) {
       tokenText.appendEscaped(c);
     }
   }
-  lineMode = false;
+  scanner.lineMode = false;
   if (tokenText.isFull()) reportError(msgExpansionTooLong);
 }
 
@@ -120,8 +121,8 @@ static int findParameter(const ParameterNode* parameters, const Name& name) {
 }
 
 void readBodyTokens(const ParameterNode* parameters, bool expand) {
-  activeClass = expand ? &copyClass : &bodyClass;
-  lineMode = true;
+  scanner.activeClass = expand ? &copyClass : &bodyClass;
+  scanner.lineMode = true;
   *tokenText.end = 0;
   for (;;) {
     const TokenCode code = getToken();
@@ -136,15 +137,15 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
       ungetChar();
       break;
     }
-    const int place = findParameter(parameters, scannedName);
+    const int place = findParameter(parameters, scanner.scannedName);
     if (place >= 0) {
       tokenText.append(Byte(firstParameter + place));
     } else {
-      tokenText.keep(scannedName.length);
+      tokenText.keep(scanner.scannedName.length);
     }
   }
-  activeClass = &tokenClass;
-  lineMode = false;
+  scanner.activeClass = &tokenClass;
+  scanner.lineMode = false;
   if (tokenText.isFull()) reportError(msgExpansionTooLong);
   tokenText.rewind();
 }

@@ -25,6 +25,7 @@
 #include "scanner/read_name.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
+#include "scanner/state.h"
 #include "scanner/token_text.h"
 #include "scanner/upcalls.h"
 
@@ -63,9 +64,9 @@ static Byte nextTakenByte() {
 // Any byte of an argument with no meaning of its own. `afterBackslash` keeps a name
 // from being marked.
 static void collectOther(Byte c, bool afterBackslash) {
-  if (noExpandMark) {
+  if (input.noExpandMark) {
     tokenText.append(noExpandCode);
-    noExpandMark = false;
+    input.noExpandMark = false;
   }
   if (isNameStart(c)) {
     if (c == 'L') {
@@ -225,7 +226,7 @@ static bool expandsToItself(const Byte* text, uint32_t length) {
 
 // True if the frame that reads `raw` is still on the stack.
 static bool isBeingRead(const InputFrame* frame, const Byte* raw) {
-  const InputFrame* on = inputTop;
+  const InputFrame* on = input.top;
   while (on != nullptr && on != frame) on = on->previous;
   return on != nullptr && static_cast<const MacroFrame*>(on)->savedBody == raw - 1;
 }
@@ -233,8 +234,8 @@ static bool isBeingRead(const InputFrame* frame, const Byte* raw) {
 // Ends a text above the argument's own that has met its end-of-text byte: a file
 // that a directive in the argument included, or a body that holds that byte.
 VSP_COLD static void endInnerText() {
-  if (inputTop->kind == frameMacro)
-    endMacroFrame(static_cast<MacroFrame*>(inputTop));
+  if (input.top->kind == frameMacro)
+    endMacroFrame(static_cast<MacroFrame*>(input.top));
   else
     popSourceFile(false);
 }
@@ -243,7 +244,7 @@ VSP_COLD static void endInnerText() {
 // which arrives as a comma, or a line end. True if the argument ends here; its
 // frame is then gone. May change the input stack.
 static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
-  if (code == tokEndOfLine && !lineMode) {
+  if (code == tokEndOfLine && !scanner.lineMode) {
     // After an unterminated literal: the line end is still to be counted.
     ungetChar();
     return false;
@@ -251,18 +252,18 @@ static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
   if (!isBeingRead(frame, raw)) {
     // The reader has left the text, as a comment without an end makes it: the
     // byte in hand is for others to read.
-    if (inputTop != nullptr) ungetChar();
+    if (input.top != nullptr) ungetChar();
     return true;
   }
   if (code == tokEndOfLine) {
     // A line end that belongs to the argument does not end the directive's line.
-    countNewline(inputCursor[-1]);
+    countNewline(input.cursor[-1]);
     return false;
   }
-  if (inputTop != frame) {
+  if (input.top != frame) {
     endInnerText();
     // The line of the directive that included a file reaches to the argument's end.
-    if (inputTop != frame || *inputCursor != 0) return false;
+    if (input.top != frame || *input.cursor != 0) return false;
   }
   endMacroFrame(static_cast<MacroFrame*>(frame));
   return true;
@@ -278,7 +279,7 @@ VSP_COLD static void runDirectiveInArgument() {
   char* const outer = memCopy(asChars(tokenText.bytes), outerLength);
   runDirective();
   // The line may have been a definition, whose reader leaves tokenClass in force.
-  activeClass = &copyClass;
+  scanner.activeClass = &copyClass;
   std::memcpy(tokenText.bytes, outer, outerLength);
   memFree(outer);
   tokenText.release(start);
@@ -290,21 +291,21 @@ VSP_COLD static void runDirectiveInArgument() {
 static void scanRawText(const CollectedArgument& argument) {
   Byte* const raw = argument.rawText;
   pushMacroText(nullptr, raw, nullptr);
-  InputFrame* const frame = inputTop;
-  const ClassTable* const outerClass = activeClass;
+  InputFrame* const frame = input.top;
+  const ClassTable* const outerClass = scanner.activeClass;
   Byte* const outerStart = expansionStart;
-  activeClass = &copyClass;
+  scanner.activeClass = &copyClass;
   expansionStart = tokenText.end;
   for (;;) {
     const TokenCode code = getToken();
     if (code == tokIdent)
-      takeName(scannedName.length, plainIdent);
+      takeName(scanner.scannedName.length, scanner.plainIdent);
     else if (code == tokDirective)
       runDirectiveInArgument();
     else if (endsArgument(code, frame, raw))
       break;
   }
-  activeClass = outerClass;
+  scanner.activeClass = outerClass;
   expansionStart = outerStart;
   // A line end that the text has taken along is counted now. Where the macro reads
   // the raw text again, it must neither count once more nor begin a directive.
@@ -327,7 +328,7 @@ static void expandRawText(const CollectedArgument& argument) {
     copyRawText(argument);
   else
     scanRawText(argument);
-  noExpandMark = false;
+  input.noExpandMark = false;
   if (argument.cut || tokenText.isFull()) reportError(msgExpansionTooLong);
   // The byte after the argument is looked at and stepped back over: marks in
   // front of it are taken here.
@@ -392,7 +393,7 @@ static ArgumentNode* makeArgumentNode(const CollectedArgument& argument) {
 // hand.
 static Byte findOpenParen() {
   Byte c = skipSpace();
-  while (!lineMode && isLineEnd(c)) {
+  while (!scanner.lineMode && isLineEnd(c)) {
     countNewline(c);
     c = skipSpace();
   }
@@ -455,12 +456,12 @@ static Byte definedOperator() {
     reportError(msgExpressionSyntax);
     // The byte that failed stays consumed, a line end too; but the end of an
     // argument's text is for the reader of that text.
-    if (c == endOfTextByte && inputTop != nullptr && inputTop->kind == frameMacro) ungetChar();
+    if (c == endOfTextByte && input.top != nullptr && input.top->kind == frameMacro) ungetChar();
     return '0';
   }
   const Name name = readMacroName(c);
   ungetChar();
-  if (notDefinedArmed) notDefinedEntry = findEntry(name);
+  if (guards.notDefinedArmed) guards.notDefinedEntry = findEntry(name);
   if (parenthesis && skipSpace() != ')') {
     reportError(msgExpressionSyntax);
     ungetChar();
@@ -469,12 +470,13 @@ static Byte definedOperator() {
 }
 
 MacroAnswer checkMacro(const Name& name) {
-  const bool marked = noExpandMark;
-  noExpandMark = false;
-  if (marked && !pasteSeen) return {MacroAnswer::standsForGood, 0, findEntry(name)};
+  const bool marked = input.noExpandMark;
+  input.noExpandMark = false;
+  if (marked && !input.pasteSeen) return {MacroAnswer::standsForGood, 0, findEntry(name)};
   const DynamicName dynamic = dynamicNameOf(name);
   if (dynamic != dynamicNone) return {MacroAnswer::replaced, expandDynamicName(dynamic), nullptr};
-  if (lineMode && isSpelled(name, "defined")) return {MacroAnswer::replaced, definedOperator(), nullptr};
+  if (scanner.lineMode && isSpelled(name, "defined"))
+    return {MacroAnswer::replaced, definedOperator(), nullptr};
   IdentEntry* const entry = findEntry(name);
   if (!entry->isMacro()) return {MacroAnswer::standsForGood, 0, entry};
   return {expandMacro(entry) ? MacroAnswer::expanded : MacroAnswer::stands, 0, entry};

@@ -39,7 +39,7 @@ constinit int64_t compileTime = 0;
 
 // Makes `length` bytes the text that the string reader takes next.
 static Byte beginString(const char* text, size_t length) {
-  pendingText = asBytes(memCopy(text, length));
+  input.pendingText = asBytes(memCopy(text, length));
   return '"';
 }
 

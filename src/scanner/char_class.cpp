@@ -104,8 +104,6 @@ static_assert(tokenClass['$'] == classIllegal && tokenClass[endOfBodyMark] == cl
 static_assert(bodyClass[endOfBodyMark] == classCopy && copyClass[' '] == classCopy &&
               copyClass[endOfTextByte] == (wholeToken | tokComma));
 
-constinit const ClassTable* activeClass = &tokenClass;
-
 constexpr Byte operatorAlone[operatorFamilySize] = {tokExclaim, tokPercent, tokAmpersand, tokStar,  tokPlus,
                                                     tokSlash,   tokCaret,   tokBar,       tokAssign};
 constexpr Byte operatorWithEqual[operatorFamilySize] = {tokNotEqual,  tokModAssign, tokAndAssign,

@@ -4,7 +4,7 @@
 // entries name a class, whose handler runs; where the byte is a whole token by
 // itself, the entry holds the code of that token.
 //
-// One of three tables is in force. tokenClass makes tokens. bodyClass and copyClass
+// One of three tables is in force, scanner.activeClass. tokenClass makes tokens. bodyClass and copyClass
 // drive the same loop while it copies text into tokenText, the body of a macro and
 // the text of an argument or a directive's line: names and numbers are read as
 // ever, everything else is copied or normalised. charClass is for plain tests by
@@ -69,9 +69,6 @@ extern const ClassTable tokenClass;
 extern const ClassTable charClass;
 extern const ClassTable bodyClass;
 extern const ClassTable copyClass;
-
-// The table in force.
-extern const ClassTable* activeClass;
 
 // The tokens of the operators, by their class.
 constexpr int operatorFamilySize = classEqual + 1;

@@ -51,7 +51,7 @@ static void enterKnownNames() {
   const bool wide = optionImage.unicodeApp;
   lookupText(wide ? "wmain" : "main");
   if (!optionImage.underscores) lookupText(wide ? "_wmain" : "_main");
-  usingStdNames = lookupText("__USING_STD_NAMES__");
+  input.usingStdNames = lookupText("__USING_STD_NAMES__");
 }
 
 void installKeywords() {

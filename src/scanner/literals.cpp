@@ -19,9 +19,8 @@
 #include "scanner/char_class.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
+#include "scanner/state.h"
 #include "scanner/token_text.h"
-
-constinit int lastStringChar = 0;
 
 constexpr int endOfLiteral = -1;
 
@@ -57,7 +56,7 @@ static int withTrailByte(Byte c) {
 
 // The largest value of an escape in this constant.
 static uint32_t escapeLimit() {
-  return wideChar ? 0xFFFF : 0xFF;
+  return scanner.wideChar ? 0xFFFF : 0xFF;
 }
 
 // Reports an escape above the limit, once, and takes it for 0.
@@ -113,7 +112,7 @@ static int readHexEscape(bool universal) {
   }
   if (c != '\'' && (universal || c != '\\')) return wrongEscape();
   ungetChar();
-  if (digits > (universal || wideChar ? 4 : 3)) reportWarning(warnHexDigits);
+  if (digits > (universal || scanner.wideChar ? 4 : 3)) reportWarning(warnHexDigits);
   return int(value & 0x7FFFFFFF);
 }
 
@@ -186,8 +185,8 @@ struct CharBytes {
 // What a wrong escape left of the collected text is read as input next. It moves
 // to a frame of its own, since tokenText is about to be used again.
 VSP_COLD static void keepRest() {
-  const Byte* const rest = inputCursor;
-  const size_t length = size_t(inputLimit - rest);
+  const Byte* const rest = input.cursor;
+  const size_t length = size_t(input.limit - rest);
   popFrame();
   pushTextCopy(rest, length);
 }
@@ -212,9 +211,9 @@ static bool pushCollectedText() {
 // early, so it is bounded by its frame and by the end-of-text byte.
 static CharBytes decodeCharConstant() {
   CharBytes result{};
-  InputFrame* const below = inputTop;
+  InputFrame* const below = input.top;
   const bool cut = pushCollectedText();
-  InputFrame* const frame = inputTop;
+  InputFrame* const frame = input.top;
   const auto store = [&](int byte) {
     if (result.count < 4) result.bytes[result.count] = Byte(byte);
     ++result.count;
@@ -224,10 +223,10 @@ static CharBytes decodeCharConstant() {
     if (c == endOfLiteral || c == endOfTextByte) break;
     if (c > 0xFF && result.count < 4) store(c >> 8);
     store(c);
-    if (inputTop == below) break;
+    if (input.top == below) break;
   }
-  if (inputTop == frame) {
-    if (inputCursor < inputLimit && !cut)
+  if (input.top == frame) {
+    if (input.cursor < input.limit && !cut)
       keepRest();
     else
       popFrame();
@@ -285,7 +284,7 @@ TokenCode scanCharConstant() {
   }
   CharBytes decoded = decodeCharConstant();
   if (decoded.count == 0 || decoded.count > 4) reportError(msgCharConstantLength);
-  if (wideChar) {
+  if (scanner.wideChar) {
     tokenState.integer.value = wideValue(decoded);
     tokenState.integer.typeTag = cplusplusMode ? tagWchar : tagUnsignedShort;
   } else {
@@ -302,22 +301,22 @@ TokenCode scanCharConstant() {
 static int nextPendingByte(bool& plain) {
   plain = false;
   for (;;) {
-    const Byte c = *pendingText;
+    const Byte c = *input.pendingText;
     if (c == 0 || c == endOfTextByte) return endOfLiteral;
-    ++pendingText;
+    ++input.pendingText;
     if (c == noExpandCode || c == endOfBodyMark) continue;
     if (c != escapeMark) return c;
     plain = true;
-    return *pendingText++;
+    return *input.pendingText++;
   }
 }
 
 int readStringChar() {
-  if (pendingText == nullptr) return readLiteralChar('"');
+  if (input.pendingText == nullptr) return readLiteralChar('"');
   bool plain;
   const int c = nextPendingByte(plain);
   if (c == endOfLiteral) {
-    pendingText = nullptr;
+    input.pendingText = nullptr;
     return endOfLiteral;
   }
   if (!isLeadByte(Byte(c))) return c;
@@ -327,8 +326,8 @@ int readStringChar() {
 
 int nextStringChar() {
   int c = readStringChar();
-  if (c == endOfLiteral && lastStringChar == '\\') c = '"';
-  lastStringChar = lastStringChar == '\\' ? ' ' : c;
+  if (c == endOfLiteral && scanner.lastStringChar == '\\') c = '"';
+  scanner.lastStringChar = scanner.lastStringChar == '\\' ? ' ' : c;
   return c;
 }
 
@@ -352,7 +351,7 @@ static void copyPending(AppendByte append) {
       append(Byte(trail));
     }
   }
-  pendingText = nullptr;
+  input.pendingText = nullptr;
 }
 
 // Copies the escape whose backslash has been read; a splice yields nothing.
@@ -380,7 +379,7 @@ static void copyCharacter(Byte c, AppendByte append) {
 
 bool copyLiteral(bool report, AppendByte append, Byte quote) {
   append(quote);
-  bool closed = pendingText != nullptr;
+  bool closed = input.pendingText != nullptr;
   if (closed) copyPending(append);
   while (!closed) {
     const Byte c = nextChar();

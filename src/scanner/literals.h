@@ -20,9 +20,6 @@ int readStringChar();
 // readStringChar, but a quote after a backslash does not end the string.
 int nextStringChar();
 
-// What nextStringChar returned last.
-extern int lastStringChar;
-
 // Copies a literal whose opening quote has been read, through `append`. An
 // unterminated one is reported and closed if `report` is set; its line end is
 // left unread. True if it was closed.

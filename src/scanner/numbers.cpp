@@ -17,6 +17,7 @@
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
+#include "scanner/state.h"
 #include "scanner/token_text.h"
 
 // What scanNumber leaves for convertNumber.
@@ -38,7 +39,7 @@ struct NumberScan {
 // no name.
 static void takeLetter(Byte c) {
   tokenText.append(c);
-  noExpandMark = false;
+  input.noExpandMark = false;
 }
 
 static bool isLetterOf(Byte c, Byte lower) {
@@ -48,7 +49,7 @@ static bool isLetterOf(Byte c, Byte lower) {
 // The width suffix after 'i', whose bytes are no part of the text. Returns the
 // byte in hand.
 static Byte scanWidthSuffix(bool isUnsigned) {
-  noExpandMark = false;
+  input.noExpandMark = false;
   Byte c = nextChar();
   int bits = 0;
   const Byte first = c;
@@ -193,7 +194,7 @@ int scanNumber(Byte c) {
   typeTag = tagInt;
   width = 0;
   floatTag = tagDouble;
-  NumberScan scan{10, false, false, activeClass == &tokenClass};
+  NumberScan scan{10, false, false, scanner.activeClass == &tokenClass};
   if (c == '0') {
     tokenText.append(c);
     c = nextChar();

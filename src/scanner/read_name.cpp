@@ -15,7 +15,7 @@ Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
       c = nextChar();
     }
     if (c != '\\') break;
-    const Byte* const after = inputCursor;
+    const Byte* const after = input.cursor;
     const Byte d = nextChar();
     if (!isLineEnd(d)) {
       ungetTwo('\\', after);
@@ -32,9 +32,9 @@ Name readNameSlowly(Byte c, Byte* target, uint32_t room) {
 
 Name scanIdentifier(Byte c) {
   // A mark that is met while the name's end is looked for changes nothing.
-  const bool mark = noExpandMark;
+  const bool mark = input.noExpandMark;
   const size_t space = tokenText.room();
   const Name name = readName(c, tokenText.end, space < identLimit ? uint32_t(space) : identLimit);
-  noExpandMark = mark;
+  input.noExpandMark = mark;
   return name;
 }

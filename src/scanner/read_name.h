@@ -20,15 +20,15 @@ VSP_INLINE Name readName(Byte c, Byte* target, uint32_t room) {
   if constexpr (!fastPaths) return readNameSlowly(c, target, room);
   // As a rule the byte in hand stands before the cursor; the byte at the limit belongs
   // to no name, so this loop needs no limit test.
-  const Byte* const start = inputCursor - 1;
-  const Byte* cursor = inputCursor;
+  const Byte* const start = input.cursor - 1;
+  const Byte* cursor = input.cursor;
   while (isNameByte(*cursor)) ++cursor;
   const size_t length = size_t(cursor - start);
-  if (cursor >= inputLimit || *cursor == '\\' || length > room || *start != c) [[unlikely]]
+  if (cursor >= input.limit || *cursor == '\\' || length > room || *start != c) [[unlikely]]
     return readNameSlowly(c, target, room);
   copyRun(target, start, length);
   target[length] = 0;
-  inputCursor = cursor;
+  input.cursor = cursor;
   return makeName(target, uint32_t(length));
 }
 

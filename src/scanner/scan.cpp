@@ -19,6 +19,7 @@
 #include "scanner/numbers.h"
 #include "scanner/read_name.h"
 #include "scanner/skip.h"
+#include "scanner/state.h"
 #include "scanner/token_text.h"
 #include "scanner/upcalls.h"
 
@@ -35,11 +36,7 @@ constinit Byte tokenSpellingLength[tokenCodeCount] = {
 };
 
 constinit TokenState tokenState{};
-constinit Name scannedName{};
-constinit bool plainIdent = false;
-constinit bool lineMode = false;
-constinit bool wideString = false;
-constinit bool wideChar = false;
+constinit ScannerState scanner = {};
 
 // What a handler answers.
 struct Answer {
@@ -61,16 +58,9 @@ static constexpr Answer goOnWith(Byte c) {
 }
 
 void startScanner() {
-  activeClass = &tokenClass;
+  scanner = {};
+  tokenState = {.code = tokNone, .line = 0, .entry = nullptr};
   tokenText.clear();
-  tokenState = TokenState{};
-  tokenState.code = tokNone;
-  lineMode = false;
-  wideString = false;
-  wideChar = false;
-  lastStringChar = 0;
-  scannedName = {};
-  plainIdent = false;
 }
 
 // Sets the position of the current token to that of the reading.
@@ -103,7 +93,7 @@ static Answer scanOperator(Byte c, Byte d) {
     if (d == c && operatorDoubled[index] != 0) return deliver(operatorDoubled[index]);
     if (d == '=') return deliver(operatorWithEqual[index]);
     if (d != '\\') break;
-    const Byte* const after = inputCursor;
+    const Byte* const after = input.cursor;
     const Byte e = nextChar();
     if (!isLineEnd(e)) {
       ungetTwo('\\', after);
@@ -130,7 +120,7 @@ static Answer scanSlash() {
       return goOn;
     }
     if (d != '\\') return scanOperator('/', d);
-    const Byte* const after = inputCursor;
+    const Byte* const after = input.cursor;
     const Byte e = nextChar();
     if (!isLineEnd(e)) {
       ungetTwo('\\', after);
@@ -185,8 +175,9 @@ static Answer scanLess() {
 static Answer scanNumberToken(Byte c) {
   recordTokenPosition();
   const int radix = scanNumber(c);
-  if (activeClass != &tokenClass) return goOn;
-  if (!fastPaths || lineMode || optionImage.languageLevel == levelAnsi) return deliver(convertNumber(radix));
+  if (scanner.activeClass != &tokenClass) return goOn;
+  if (!fastPaths || scanner.lineMode || optionImage.languageLevel == levelAnsi)
+    return deliver(convertNumber(radix));
   tokenText.rewind();
   return deliver(radix == 0 ? tokFloatConst : tokIntConst);
 }
@@ -226,17 +217,17 @@ static Answer scanBackslash(Byte c) {
 
 static Answer scanName(Byte c) {
   recordTokenPosition();
-  pasteSeen = false;
-  scannedName = scanIdentifier(c);
-  if (activeClass == &bodyClass) return deliver(tokIdent);
-  const MacroAnswer answer = checkMacro(scannedName);
+  input.pasteSeen = false;
+  scanner.scannedName = scanIdentifier(c);
+  if (scanner.activeClass == &bodyClass) return deliver(tokIdent);
+  const MacroAnswer answer = checkMacro(scanner.scannedName);
   if (answer.outcome == MacroAnswer::expanded) return goOn;
   if (answer.outcome == MacroAnswer::replaced) return goOnWith(answer.byte);
-  plainIdent = answer.outcome == MacroAnswer::standsForGood;
-  if (activeClass == &copyClass) return deliver(tokIdent);
+  scanner.plainIdent = answer.outcome == MacroAnswer::standsForGood;
+  if (scanner.activeClass == &copyClass) return deliver(tokIdent);
   tokenState.entry = answer.entry;
   const int code = answer.entry->tokenCode;
-  if (code == 0 || (optionImage.languageLevel == levelAnsi && lineMode)) return deliver(tokIdent);
+  if (code == 0 || (optionImage.languageLevel == levelAnsi && scanner.lineMode)) return deliver(tokIdent);
   return deliver(code);
 }
 
@@ -246,16 +237,16 @@ static Answer scanWidePrefix(Byte c) {
     ungetChar();
     return scanName(c);
   }
-  if (activeClass != &tokenClass) {
+  if (scanner.activeClass != &tokenClass) {
     tokenText.append(c);
     return goOnWith(d);
   }
   recordTokenPosition();
   if (d == '\'') {
-    wideChar = true;
+    scanner.wideChar = true;
     return deliver(scanCharConstant());
   }
-  wideString = true;
+  scanner.wideString = true;
   return deliver(tokString);
 }
 
@@ -301,7 +292,7 @@ static Answer copyBackslash(Byte c) {
 }
 
 static Answer scanLineEnd(Byte c) {
-  if (lineMode) {
+  if (scanner.lineMode) {
     recordTokenPosition();
     return deliver(tokEndOfLine);
   }
@@ -328,12 +319,12 @@ static Answer handleClass(Byte byteClass, Byte c) {
     case classDigit: return scanNumberToken(c);
     case classString:
       recordTokenPosition();
-      wideString = false;
+      scanner.wideString = false;
       return deliver(tokString);
     case classHash: recordTokenPosition(); return deliver(tokHash);
     case classCharConst:
       recordTokenPosition();
-      wideChar = false;
+      scanner.wideChar = false;
       return deliver(scanCharConstant());
     case classMinus: return scanMinus();
     case classDot: return scanDot();
@@ -357,22 +348,22 @@ static Answer handleClass(Byte byteClass, Byte c) {
 
 TokenCode getToken() {
   for (;;) {
-    const Byte* cursor = inputCursor;
-    const Byte* const limit = inputLimit;
+    const Byte* cursor = input.cursor;
+    const Byte* const limit = input.limit;
     Byte c;
     Byte entry;
     // Blanks go straight to the output, as long as the input lasts.
     for (;;) {
       if (!fastPaths || cursor >= limit) [[unlikely]] {
-        inputCursor = cursor;
+        input.cursor = cursor;
         c = nextChar();
-        entry = (*activeClass)[c];
+        entry = (*scanner.activeClass)[c];
         break;
       }
       c = *cursor++;
-      entry = (*activeClass)[c];
+      entry = (*scanner.activeClass)[c];
       if (entry != classBlank) {
-        inputCursor = cursor;
+        input.cursor = cursor;
         break;
       }
       if (c < endOfBodyMark) emitChar(c);
@@ -390,7 +381,7 @@ TokenCode getToken() {
       if (answer.next == Answer::token) return TokenCode(answer.code);
       if (answer.next == Answer::nextByte) break;
       c = answer.byte;
-      entry = (*activeClass)[c];
+      entry = (*scanner.activeClass)[c];
     }
   }
 }

@@ -19,13 +19,6 @@ void startScanner();
 // The next token. May change the input stack.
 TokenCode getToken();
 
-// The name of the last tokIdent, as it stands at the end of tokenText. Tokens name it by
-// its entry; text that is copied takes the bytes.
-extern Name scannedName;
-
-// That name is no macro, or was marked: it stands wherever it is read again.
-extern bool plainIdent;
-
 // Reports a byte, or double-byte character, that no token begins with; its first
 // byte is `c`, already read.
 VSP_COLD void reportIllegalCharacter(Byte c);

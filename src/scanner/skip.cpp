@@ -48,11 +48,11 @@ static Byte nextAfterStar(bool keep) {
 // Passes what is in the buffer of a block comment's text.
 static void passPlainComment() {
   if (optionImage.nestedComments) {
-    inputCursor = findCommentStop(inputCursor, inputLimit);
+    input.cursor = findCommentStop(input.cursor, input.limit);
     return;
   }
-  const PassedText passed = passCommentText(inputCursor, inputLimit);
-  inputCursor = passed.end;
+  const PassedText passed = passCommentText(input.cursor, input.limit);
+  input.cursor = passed.end;
   advanceLines(passed.lines);
 }
 
@@ -84,7 +84,7 @@ void scanBlockComment() {
 
 void scanLineComment() {
   for (;;) {
-    if (fastPaths && !anyLeadBytes) inputCursor = findLineCommentStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) input.cursor = findLineCommentStop(input.cursor, input.limit);
     const Byte c = nextChar();
     if (isLeadByte(c)) {
       nextChar();
@@ -130,7 +130,7 @@ VSP_COLD static Byte readAgain(Byte c, const Byte* after) {
 Byte skipSpaceFrom(Byte c, bool keep) {
   for (;;) {
     if (c == '/') {
-      const Byte* const after = inputCursor;
+      const Byte* const after = input.cursor;
       const Byte d = nextChar();
       if (d == '*')
         scanBlockComment();
@@ -139,7 +139,7 @@ Byte skipSpaceFrom(Byte c, bool keep) {
       else
         return readAgain(c, after);
     } else if (c == '\\') {
-      const Byte* const after = inputCursor;
+      const Byte* const after = input.cursor;
       const Byte d = nextChar();
       if (!isLineEnd(d)) return readAgain(c, after);
       countNewline(d);
@@ -189,7 +189,7 @@ void skipLine(Byte c) {
         if (isLeadByte(c)) nextChar();
         break;
     }
-    if (fastPaths && !anyLeadBytes) inputCursor = findSkippedLineStop(inputCursor, inputLimit);
+    if (fastPaths && !anyLeadBytes) input.cursor = findSkippedLineStop(input.cursor, input.limit);
     c = nextChar();
   }
 }

@@ -80,10 +80,3 @@ static_assert(std::is_trivially_copyable_v<TokenState>);
 static_assert(sizeof(TokenState) == 24 && offsetof(TokenState, integer) == 8);
 
 extern TokenState tokenState;  // the current token
-
-// A line end is delivered as tokEndOfLine; set while a directive reads its line.
-extern bool lineMode;
-
-// The prefix L of the last string and of the last character constant.
-extern bool wideString;
-extern bool wideChar;
