@@ -82,8 +82,7 @@ static bool skipDirective(Skip& skip, bool& toLineEnd) {
       break;
     case directiveElif:
       if (skip.nesting == 0 && elifEndsSkip(skip)) {
-        int32_t value = 0;
-        const bool taken = evaluateConstant(value, evaluateDirective) && value != 0;
+        const bool taken = evaluateCondition();
         ungetEndOfExpression();
         toLineEnd = false;
         return taken;
@@ -247,12 +246,6 @@ static void enterGroup(bool holds) {
 
 // --- #if ---
 
-// Evaluates the condition of the line.
-static bool evaluateCondition() {
-  int32_t value = 0;
-  return evaluateConstant(value, evaluateDirective) && value != 0;
-}
-
 void ifDirective(Byte) {
   ungetChar();
   const bool holds = evaluateCondition();
@@ -304,8 +297,7 @@ void firstIfInFile() {
   guards.notDefinedArmed = true;
   guards.notDefinedEntry = nullptr;
   ungetChar();
-  int32_t value = 0;
-  const bool holds = evaluateConstant(value, evaluateDirective) && value != 0;
+  const bool holds = evaluateCondition();
   ungetEndOfExpression();
   ConditionRecord* const record = pushCondition(conditionOpen);
   if (guards.notDefinedEntry != nullptr) {

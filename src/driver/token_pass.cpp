@@ -11,7 +11,6 @@
 #include "driver/open_output.h"
 #include "driver/plain_text.h"
 #include "driver/separators.h"
-#include "expr/expr.h"
 #include "input/frame.h"
 #include "input/macro_frames.h"
 #include "names/names.h"
@@ -135,10 +134,8 @@ static void writeToken(int previous, int code) {
 
 // Prepares the pass and fetches the first token.
 static TokenCode startTokenPass() {
-  resetDeclarators();
   ensureOutputOpen();
   const TokenCode first = getToken();
-  if (cplusplusMode) setupCppTypes();
   tokenSpelling[tokTry] = cplusplusMode ? "try" : "__try";
   tokenSpellingLength[tokTry] = cplusplusMode ? 3 : 5;
   return first;
@@ -158,5 +155,4 @@ void tokenPass() {
     writeToken(previous, code);
     previous = plainText ? passPlainText(code) : code;
   }
-  releaseDeclarators();
 }

@@ -19,8 +19,8 @@
 
 #include "diag/position.h"
 #include "diag/report.h"
-#include "expr/expr.h"
 #include "expr/modifiers.h"
+#include "expr/read.h"
 #include "expr/recovery.h"
 #include "expr/specifiers.h"
 #include "expr/state.h"
@@ -53,28 +53,10 @@ enum NameMode { nameRefused, nameAllowed };
 static DeclaratorNode* readDeclarator(NameMode nameMode, DeclModifiers modifiers);
 static TypeNode* applyDeclarator(TypeNode* type, DeclaratorNode* chain);
 
-void resetDeclarators() {
-  evaluator.freeDeclarators = nullptr;
-}
-
-void releaseDeclarators() {
-  while (evaluator.freeDeclarators != nullptr) {
-    DeclaratorNode* const node = evaluator.freeDeclarators;
-    evaluator.freeDeclarators = node->next;
-    memFree(node);
-  }
-}
-
 // A declarator node in front of `next`.
 static DeclaratorNode* newDeclarator(DeclaratorKind kind, const DeclModifiers& modifiers,
                                      DeclaratorNode* next) {
-  void* space = evaluator.freeDeclarators;
-  if (space != nullptr) {
-    evaluator.freeDeclarators = evaluator.freeDeclarators->next;
-  } else {
-    space = memAlloc(sizeof(DeclaratorNode));
-  }
-  DeclaratorNode* const node = new (space) DeclaratorNode{};
+  DeclaratorNode* const node = new (arenaAlloc(sizeof(DeclaratorNode), evaluator.nodes)) DeclaratorNode{};
   node->kind = kind;
   node->modifiers = modifiers;
   node->modifiers.flags |= evaluator.declspecFlags;
@@ -218,12 +200,12 @@ static DeclaratorNode* readFunctionSuffix(const DeclModifiers& modifiers, Declar
 // the declaration.
 static DeclaratorNode* readArraySuffix(NameMode nameMode, const DeclModifiers& modifiers,
                                        DeclaratorNode* chain) {
-  int32_t bound = 0;
+  ArrayBound bound = {};
   if (getToken() != tokCloseBracket) {
-    evaluateConstant(bound, evaluateBound);
-    if (bound < 1 && !isUnsigned(evaluator.lastConstantKind) && nameMode == nameAllowed) {
+    bound = readArrayBound();
+    if (bound.value < 1 && !bound.isUnsigned && nameMode == nameAllowed) {
       reportError(msgEmptyArray);
-      bound = 1;
+      bound.value = 1;
     }
     if (tokenState.code != tokCloseBracket) {
       char text[messageTextLimit];
@@ -233,7 +215,7 @@ static DeclaratorNode* readArraySuffix(NameMode nameMode, const DeclModifiers& m
     }
   }
   DeclaratorNode* const node = newDeclarator(declaratorArray, modifiers, chain);
-  node->count = uint32_t(bound);
+  node->count = uint32_t(bound.value);
   getToken();
   return node;
 }
@@ -366,20 +348,16 @@ static TypeNode* applyPointer(TypeNode* type, DeclaratorNode* node) {
   return pointer;
 }
 
-// Applies a declarator to `type` and gives its nodes up.
+// Applies a declarator to `type`.
 static TypeNode* applyDeclarator(TypeNode* type, DeclaratorNode* chain) {
-  while (chain != nullptr) {
-    DeclaratorNode* const next = chain->next;
-    switch (chain->kind) {
-      case declaratorArray: type = applyArray(type, chain); break;
-      case declaratorFunction: type = applyFunction(type, chain); break;
-      case declaratorPointer: type = applyPointer(type, chain); break;
+  for (DeclaratorNode* node = chain; node != nullptr; node = node->next) {
+    switch (node->kind) {
+      case declaratorArray: type = applyArray(type, node); break;
+      case declaratorFunction: type = applyFunction(type, node); break;
+      case declaratorPointer: type = applyPointer(type, node); break;
       case declaratorEnd:
       case declaratorClosure: break;
     }
-    chain->next = evaluator.freeDeclarators;
-    evaluator.freeDeclarators = chain;
-    chain = next;
   }
   return type;
 }

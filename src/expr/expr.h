@@ -4,17 +4,11 @@
 
 #include "base.h"
 
-// How evaluateConstant is called.
-enum EvaluateMode {
-  evaluateBound,     // inside a declarator; the first token is current
-  evaluateDirective  // a directive's line
-};
-
-// Reads and folds an expression. True when a value, perhaps a substitute after
-// an error, stands in `result`; false when the line was not a well-formed
-// expression, with 0 in `result`. In directive mode the token after the line,
-// tokEndOfLine, has consumed the line end. May change the input stack.
-bool evaluateConstant(int32_t& result, EvaluateMode mode);
+// Reads the expression of a directive's line, up to tokEndOfLine, which has consumed
+// the line end. True if the condition holds: its value, perhaps a substitute after
+// an error, is not 0. A line that is no well-formed expression does not hold. May
+// change the input stack.
+bool evaluateCondition();
 
 // Resets the state of the evaluator, whatever a fatal error has left in it; the
 // start of a unit.
@@ -22,11 +16,3 @@ void beginExpressions();
 
 // Releases the memory of the expression trees.
 void endExpressions();
-
-// The types that only C++ has; the start of the token pass.
-void setupCppTypes();
-
-// Empties the free list of declarators without touching its nodes; the start of
-// the token pass. The second gives its nodes back; the end of the pass.
-void resetDeclarators();
-void releaseDeclarators();

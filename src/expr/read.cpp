@@ -10,6 +10,8 @@
 // A condition with an error in it counts as true, unless the reader stopped short
 // of the line's end: then it counts as false.
 
+#include "expr/read.h"
+
 #include <array>
 
 #include "diag/position.h"
@@ -311,10 +313,8 @@ static ExprNode* parseExpression(ExprOp prevOp, CommaUse commaUse, Precedence mi
 
 // --- The whole expression ---
 
-// Folds a finished tree to its value.
-static int32_t valueOf(ExprNode* node) {
-  node = foldTree(node);
-  evaluator.lastConstantKind = kindOf(node);
+// The value of a folded tree, with a message if it is none of 32 bits.
+static int32_t valueOf(const ExprNode* node) {
   if (isError(node)) return 1;
   if (node->op == opIntConst) return int32_t(node->value);
   if (node->op == opLongConst) {
@@ -337,23 +337,19 @@ static bool readDirective(ExprNode*& node) {
   return false;
 }
 
-bool evaluateConstant(int32_t& result, EvaluateMode mode) {
+bool evaluateCondition() {
   ++evaluator.readingDepth;
-  ExprNode* node = nullptr;
-  bool wellFormed = true;
-  if (mode == evaluateDirective) {
-    wellFormed = readDirective(node);
-  } else {
-    node = parseWhole(commaEnds);
-  }
-  if (!wellFormed) {
-    result = 0;
-  } else {
-    result = node == nullptr ? 1 : valueOf(node);
-  }
+  ExprNode* node;
+  const bool holds = readDirective(node) && (node == nullptr || valueOf(foldTree(node)) != 0);
   // The nodes of an outer expression are still in use.
   if (--evaluator.readingDepth == 0) trimNodes();
-  return wellFormed;
+  return holds;
+}
+
+ArrayBound readArrayBound() {
+  ExprNode* const node = foldTree(parseWhole(commaEnds));
+  if (node == nullptr) return {.value = 1, .isUnsigned = false};
+  return {.value = valueOf(node), .isUnsigned = isUnsigned(kindOf(node))};
 }
 
 void beginExpressions() {

@@ -9,7 +9,6 @@
 #include <new>
 
 #include "diag/report.h"
-#include "expr/expr.h"
 #include "expr/state.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
@@ -113,9 +112,4 @@ bool typesCompatible(CompatibleMode mode, const TypeNode* a, const TypeNode* b) 
     }
   }
   return true;
-}
-
-void setupCppTypes() {
-  makePointerType(false, 0, basicType(kindVoid));
-  makePointerType(false, 0, makePointerType(false, 0, basicType(kindChar)));
 }
