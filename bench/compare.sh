@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Puts the program beside other preprocessors of the system on the same texts and prints one table:
+# Compares the program with other preprocessors of the system on the same texts and prints one table:
 #   bench/compare.sh [ --rounds N ] [ --rows name,name ] [ --program PATH ]... [ --install ]
 # Without --program the release build is made and measured; with two of them two builds are compared. The
 # others are gcc, clang, tcc, pcc-cpp, sdcpp, mcpp and ucpp, as far as they are there; --install gets them

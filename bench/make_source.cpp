@@ -228,7 +228,7 @@ void write(const std::filesystem::path& path, const std::string& text) {
   }
 }
 
-// Headers of 4 KB with guards, each included by the source and by two headers behind it.
+// Headers of 4 KB with guards, each included by the source and by two headers after it.
 void makeHeaders(Text& text, size_t bytes, const std::filesystem::path& directory) {
   const size_t count = bytes / 4096 + 1;
   for (size_t i = 0; i < count; i++) {

@@ -75,7 +75,7 @@ count() {
   failed=$((failed + bad))
   skipped=$((skipped + left))
   echo "$name: $ok passed, $bad failed, $left skipped"
-  # The reason stands behind the line of the place.
+  # The reason stands after the line of the place.
   awk '/: Skipped$/ { getline reason } /^\[  SKIPPED \].*ms\)/ { sub(/ \([^(]*$/, ""); sub(/^[^]]*\] /, ""); print "  skipped: " $0 ": " reason }' "$log"
 }
 

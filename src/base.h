@@ -55,6 +55,20 @@ constexpr bool isLineEnd(Byte c) {
 constexpr bool isDigit(Byte c) {
   return c >= '0' && c <= '9';
 }
+// An ASCII letter in lower case; any other byte becomes no letter.
+constexpr Byte lowerLetter(Byte c) {
+  return c | 0x20;
+}
+// True for the bytes that a name or a number may hold.
+constexpr bool isWordByte(Byte c) {
+  return isDigit(c) || (lowerLetter(c) >= 'a' && lowerLetter(c) <= 'z') || c == '_';
+}
+// The value of a hexadecimal digit, or -1.
+constexpr int hexValue(Byte c) {
+  if (isDigit(c)) return c - '0';
+  const int letter = lowerLetter(c) - 'a';
+  return letter >= 0 && letter < 6 ? letter + 10 : -1;
+}
 
 // Text of the program's own literals as bytes, and the reverse for messages.
 inline const Byte* asBytes(const char* text) {

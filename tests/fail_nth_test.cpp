@@ -156,7 +156,7 @@ std::string FailNth::faultOf(const Failure& failure, bool always, const RunResul
   if ((result.status == 0 || isRetried(failure)) && !same && !isListing) return "not the undisturbed run";
   // Where no write works, there is no place for a message.
   const bool canTell = group != "write" || !always;
-  // On the console a message may stand behind a piece of text.
+  // On the console a message may come after a piece of text.
   const std::string text = result.out + result.err;
   const auto tells = [&text](const char* piece) { return text.find(piece) != std::string::npos; };
   if (canTell && whole_.status == 0 && result.status == 1 && !tells(failure.code))
@@ -231,7 +231,7 @@ TEST_F(FailNth, Patterns) {
   EXPECT_EQ(0, whole_.status);
 }
 
-// A response file, a configuration file beside the program, a language library and the user's settings.
+// A response file, a configuration file next to the program, a language library and the user's settings.
 TEST_F(FailNth, FilesOfTheUser) {
   setup_.program = (scratch_.path() / "bin/vsp32").string();
   std::filesystem::create_directories(scratch_.path() / "bin");

@@ -28,7 +28,7 @@ std::string manyLines(int count) {
   return text;
 }
 
-// A small file that must come out right behind every failure.
+// A small file that must come out right after every failure.
 void writeNext(const std::filesystem::path& directory) {
   writeFile(directory / "next.c", "#define N(x) #x x\nN(right)\n");
 }
@@ -82,7 +82,7 @@ TEST(FullDisk, LastBlock) {
   expectNext(scratch.path());
 }
 
-// Writes a chain of `count` headers, each with text before and behind its include.
+// Writes a chain of `count` headers, each with text before and after its include.
 void writeChain(const std::filesystem::path& directory, int count) {
   writeFile(directory / "a.c", "#include \"h0.h\"\nlast __LINE__\n");
   for (int i = 0; i < count; i++) {
@@ -126,7 +126,7 @@ TEST(Descriptors, DeepNestingWithFewOfThem) {
   }
 }
 
-// Descriptors come back behind each header, and are shared where headers nest.
+// Descriptors come back after each header, and are shared where headers nest.
 TEST(Descriptors, HundredHeaders) {
   const int count = 100;
   for (const bool nested : {false, true}) {

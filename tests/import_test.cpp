@@ -1,4 +1,4 @@
-// What stands beside the program: the component that reads type libraries for #import, language
+// What stands next to the program: the component that reads type libraries for #import, language
 // libraries, and the configuration file.
 //
 // Each test runs a copy of the program in a directory `bin` of its own, from a directory `work` next to
@@ -58,7 +58,7 @@ class Import : public BesideProgram {
     setup_.environment["TLB_NAME"] = name;
   }
 
-  // The calls of one run, each as "path|attributes|third argument"; behind them the messages.
+  // The calls of one run, each as "path|attributes|third argument"; after them the messages.
   std::string callsFor(const std::string& text) {
     std::filesystem::remove(work_ / "log");
     const std::string messages = messagesFor(text);
@@ -82,7 +82,7 @@ TEST_F(Import, TellsPathAndAttributes) {
           "#import <x.tlb> last"));
 }
 
-// The header is included as if the source had named it; behind its guard it isn't opened again, though the
+// The header is included as if the source had named it; after its guard it isn't opened again, though the
 // component is asked again.
 TEST_F(Import, IncludesTheHeader) {
   setup_.arguments = {"-q", "a.c"};
@@ -325,7 +325,7 @@ TEST_F(BesideProgram, ConfigurationFile) {
   EXPECT_EQ("A own\r", outputNow());
 }
 
-// What a run uses beside its sources is not to be written over: the program, its component, what the
+// What a run uses besides its sources is not to be written over: the program, its component, what the
 // component was given and has made, and its language.
 TEST_F(Import, NoneOfItBecomesTheOutput) {
   writeFile(bin_ / "vsp32.DEU", readFile(VSP_SOURCE_DIR "/languages/vsp32.DEU"));

@@ -174,7 +174,7 @@ TEST_P(OutputWays, AKillLeavesTheOldText) {
   const std::string before = text("a.i");
   EXPECT_EQ(1000 + SIGKILL, runWithSignal(SIGKILL).status);
   EXPECT_EQ(before, text("a.i"));
-  // What is left beside it is in nobody's way.
+  // What is left next to it is in nobody's way.
   setup_.arguments = {"-q", "next.c"};
   setup_.inParent = nullptr;
   file("next.c", "next\n");
@@ -330,7 +330,7 @@ TEST_F(Output, OnStandardOutput) {
   EXPECT_TRUE(fs::is_symlink(in("link.i")));
 }
 
-// A host that can't say what the output is: no text of the old one may stay behind the new one.
+// A host that can't say what the output is: no text of the old one may stay after the new one.
 TEST_F(Output, UnknownStatus) {
   file("a.c", "int a;\n");
   file("a.i", std::string(5000, 'x'));
@@ -491,7 +491,7 @@ TEST_P(BreakSignal, StaysIgnored) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, BreakSignal, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
-// Runs to the return of the `count`th system call behind the one that installs the handler of SIGINT, sends
+// Runs to the return of the `count`th system call after the one that installs the handler of SIGINT, sends
 // the signal there, and lets the program go on. False if the program has ended before.
 bool breakAtCall(pid_t child, int count) {
   int status = 0;

@@ -17,7 +17,7 @@
 //   --- stdout, stderr    the whole of that stream; "{{*}}" at the end of a line matches any rest
 //   --- status N          the exit status
 //   --- as-is             no second run with other line ends
-//   --- alone             no second run behind a unit that ended in a fatal error
+//   --- alone             no second run after a unit that ended in a fatal error
 //   --- linux REASON      no run of the program for Windows (VSP_HOST=windows), where this can't hold
 //
 // One empty line in front of the next case belongs to neither.
@@ -26,11 +26,11 @@
 // those named, and the status 1 if the messages hold an Error or a Fatal and else 0.
 //
 // "{{1A}}" is a byte, "{{41*300}}" 300 of it, "{{"ab"*9}}" nine times a text (which may hold
-// line ends), and "{{end}}" drops the line feed behind it. A byte stays as it is in the runs with other
+// line ends), and "{{end}}" drops the line feed after it. A byte stays as it is in the runs with other
 // line ends.
 //
 // The runs of a case: as written; with CR LF; with LF CR; with CR, whose outputs are compared without
-// their markers, since a file that ends in a lone CR is one line shorter; and behind a unit that is
+// their markers, since a file that ends in a lone CR is one line shorter; and after a unit that is
 // stopped by an error limit in the middle of a macro argument within a directive, in one process.
 //
 // A run that takes ten seconds (or $VSP_CASE_SECONDS) is killed and fails its case.

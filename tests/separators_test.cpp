@@ -56,7 +56,7 @@ std::vector<Pair> allPairs() {
   return pairs;
 }
 
-// Runs a source of one pair a line, each behind a bracket, and compares line by line.
+// Runs a source of one pair a line, each after a bracket, and compares line by line.
 void compare(const std::string& definitions, const std::vector<std::string>& sources,
              const std::vector<std::string>& expected) {
   const ScratchDirectory scratch;

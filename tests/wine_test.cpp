@@ -1,4 +1,4 @@
-// The Windows program under Wine, where a case can't show it: what stands beside the program, a full
+// The Windows program under Wine, where a case can't show it: what stands next to the program, a full
 // stack, deep nesting, and the break signal. scripts/test-windows.sh runs these tests; the cases and the
 // units of the platform layer it runs by other programs.
 //
@@ -26,7 +26,7 @@ class WindowsProgram : public testing::Test {
     setup_.environment["VSP_EXE"] = (bin_ / "vsp32.exe").string();
   }
 
-  // Puts a file of the build beside the program.
+  // Puts a file of the build next to the program.
   void put(const std::string& name, const std::string& as) {
     const Path build = placeOf("VSP_WINDOWS_BUILD", "");
     std::filesystem::copy_file(build / name, bin_ / as, std::filesystem::copy_options::overwrite_existing);
@@ -40,7 +40,7 @@ class WindowsProgram : public testing::Test {
     return run(setup_);
   }
 
-  // A small file that must come out right behind every failure.
+  // A small file that must come out right after every failure.
   void writeNext() { file("next.c", "#define N(x) #x x\nN(right)\n"); }
   void expectNext() {
     EXPECT_EQ("/* next.c 1: */\r\n/* next.c 2: */\"right\" right\r\n/* next.c 3: */\r\n/* next.c 4: */",

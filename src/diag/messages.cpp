@@ -1,7 +1,7 @@
 // The message catalogue.
 //
 // Its texts are kept by the platform. A language library replaces all of them at
-// once: a file beside the program, with the program's name and the name of a
+// once: a file next to the program, with the program's name and the name of a
 // language as its extension. It is looked for once, before the first text is loaded.
 
 #include "diag/messages.h"

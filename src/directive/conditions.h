@@ -1,4 +1,4 @@
-// Conditional groups: #if and its kin, the stack of open groups, the skipping of
+// Conditional groups: #if and the other directives of its family, the stack of open groups, the skipping of
 // false ones, and the ends of directive lines.
 
 #pragma once

@@ -45,7 +45,7 @@ static const DirectiveRow* findDirective(size_t length) {
 
 constexpr size_t longestName = 16;  // that is worth reading in one run
 
-// Collects the name that begins with `c`, in hand. Returns the byte after it.
+// Collects the name that begins with `c`, already read. Returns the byte after it.
 static Byte collectName(Byte c) {
   tokenText.clear();
   // The byte at the limit belongs to no name.

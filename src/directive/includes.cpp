@@ -20,9 +20,14 @@
 #include "scanner/token.h"
 #include "scanner/token_text.h"
 
-// The working copy of the name stands here, away from the copy for messages.
+// The room that a search needs for the name: the longest path with its NUL, and an
+// extension that it adds.
+constexpr size_t workingNameSize = pathLimit + 16;
+
+// The working copy of the name: at the end of the buffer, away from the copy for
+// messages.
 static char* workingName() {
-  return reinterpret_cast<char*>(tokenText.bytes + tokenTextSize - (pathLimit + 16));
+  return reinterpret_cast<char*>(tokenText.bytes + tokenTextSize - workingNameSize);
 }
 
 // --- The name ---

@@ -8,11 +8,6 @@
 #include "base.h"
 #include "scanner/token.h"
 
-// True for the bytes that a name or number may hold.
-inline constexpr bool isWordByte(Byte c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
-
 inline constexpr std::array<bool, 256> wordBytes = [] {
   std::array<bool, 256> table{};
   for (size_t c = 0; c < table.size(); ++c) table[c] = isWordByte(Byte(c));

@@ -278,7 +278,6 @@ bool popSourceFile(bool quiet) {
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     completeHeader(currentFileName, frame->guardFirstLine, frame->guardLastLine);
   if (frame->kind == frameFile) closeFile(frame->handle);
-  frame->kind = frameFile;
   input.condStack = frame->savedConditions;
   --input.includeDepth;
   if (frame->previous == nullptr) {

@@ -37,15 +37,17 @@ constexpr std::array<uint32_t, sizeClassCount> sizeClass = [] {
   table[sizeClassCount - 1] = 0xFFFFFFFF;
   return table;
 }();
-static_assert(sizeClass[13] == 192 && sizeClass[14] == 264 && sizeClass[15] == 520);
+static_assert(sizeClass[13] == 192 && sizeClass[firstPowerClass] == 264 && sizeClass[15] == 520);
 static_assert(sizeClass[37] == 0x80000008 && sizeClass[38] == 0xFFFFFFFF);
 
-// The class of small blocks, by their size in units of eight bytes.
-constexpr std::array<Byte, 264 / 8 + 1> smallClass = [] {
-  std::array<Byte, 264 / 8 + 1> table{};
+// The class of small blocks, by their size in units.
+constexpr uint32_t blockUnit = 8;
+constexpr uint32_t largestSmall = sizeClass[firstPowerClass];
+constexpr std::array<Byte, largestSmall / blockUnit + 1> smallClass = [] {
+  std::array<Byte, largestSmall / blockUnit + 1> table{};
   int index = 0;
   for (size_t units = 0; units < table.size(); ++units) {
-    while (sizeClass[size_t(index)] < units * 8) ++index;
+    while (sizeClass[size_t(index)] < units * blockUnit) ++index;
     table[units] = Byte(index);
   }
   return table;
@@ -54,7 +56,7 @@ static_assert(smallClass[0] == 0 && smallClass[2] == 0 && smallClass[3] == 1 && 
 
 // The first class that holds a block of `need` bytes, its head included.
 static constexpr uint32_t classFor(uint32_t need) {
-  if (need <= 264) return smallClass[(need + 7) / 8];
+  if (need <= largestSmall) return smallClass[(need + blockUnit - 1) / blockUnit];
   const int power = int(std::bit_width(need - 9));  // the least with 2^power + 8 >= need
   return power > 31 ? sizeClassCount - 1 : uint32_t(firstPowerClass + power - 8);
 }

@@ -10,15 +10,11 @@
 
 constinit const Byte noMacro[1] = {0};
 constinit uint64_t nameFilter[nameFilterBits / 64] = {};
-constinit uint32_t identLimit = 250;
-
-constexpr bool mayStandInName(int c) {
-  return isDigit(Byte(c)) || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
+constinit uint32_t identLimit = defaultIdentLimit;
 
 constinit const std::array<Byte, 256> nameBytes = [] {
   std::array<Byte, 256> table{};
-  for (int c = 0; c < 256; ++c) table[size_t(c)] = mayStandInName(c);
+  for (size_t c = 0; c < table.size(); ++c) table[c] = isWordByte(Byte(c));
   return table;
 }();
 
@@ -165,5 +161,6 @@ void resetNames() {
   std::memset(nameFilter, 0, sizeof nameFilter);
   noteDynamicNames();
   identLimit = optionImage.maxIdentLength;
-  if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi)) identLimit = 250;
+  if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi))
+    identLimit = defaultIdentLimit;
 }

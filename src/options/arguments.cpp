@@ -217,7 +217,7 @@ static void replaceBackslash(ConfigToken& token) {
   if (token.length != 0 && token.text[token.length - 1] == '\\') token.text[token.length - 1] = '"';
 }
 
-// Copies a quoted stretch; configCursor is at its opening quote. The name of a
+// Copies text between quotes; configCursor is at its opening quote. The name of a
 // precompiled header is the one text that keeps its quotes.
 static void copyQuoted(ConfigToken& token) {
   if (token.length == 2 && std::memcmp(token.text, "-H", 2) == 0)

@@ -128,15 +128,14 @@ bool warningLimitSwitch(const char* rest, const OptionRow&) {
 
 bool identSwitch(const char* rest, const OptionRow& row) {
   constexpr uint32_t shortest = 8;
-  constexpr uint32_t longest = 250;
   if (std::strcmp(rest, "dl") == 0) {
     optionImage.outputFlags |= idlFlag;
     return true;
   }
   if (!isDigit(Byte(*rest))) return false;
   uint32_t length = readDecimal(rest);
-  if (length == 0) length = longest;
-  if (length < shortest || length > longest) return false;
+  if (length == 0) length = defaultIdentLimit;
+  if (length < shortest || length > defaultIdentLimit) return false;
   row.field.numberOf(optionImage) = Byte(length);
   return true;
 }

@@ -72,6 +72,9 @@ struct StoredSwitches {
   const char* linkerName;       // -e; null if not given
 };
 
+// How many characters of a name count, and the most that -i can ask for.
+constexpr Byte defaultIdentLimit = 250;
+
 struct OptionImage {
   Byte processor;               // 3 to 6, 0 for none
   bool lineInfo;                // markers as comments; 0: #line lines
@@ -81,7 +84,7 @@ struct OptionImage {
   Byte languageLevel;           // LanguageLevel
   bool unsignedChar;            // -K
   bool nestedComments;          // -C
-  Byte maxIdentLength;          // -i, 8 to 250
+  Byte maxIdentLength;          // -i, 8 to defaultIdentLimit
   Byte callConvention;          // -p family, 0 to 4
   bool threadedApp;             // -tWM
   bool viaAssembler;            // -B

@@ -158,7 +158,6 @@ void openOutputFile(int handle, const char* name) {
 void openOutputConsole() {
   output = closedOutput;
   output.toConsole = true;
-  output.handle = consoleMark;
 }
 
 // Forgets the buffer, so that what is still written goes nowhere.
@@ -169,12 +168,8 @@ static void dropBuffer() {
 }
 
 void closeOutput() {
+  output.toConsole = false;
   if (output.handle < 0) return;
-  if (output.toConsole) {
-    output.toConsole = false;
-    output.handle = -1;
-    return;
-  }
   const size_t rest = size_t(output.cursor - output.buffer);
   const bool written = rest == 0 || writeFile(output.handle, output.buffer, rest);
   dropBuffer();
@@ -198,13 +193,12 @@ void removeOutput() {
   // than the handle stands here.
   const int handle = output.handle;
   output.handle = -1;
-  if (handle >= 0 && !output.toConsole) closeFile(handle);
+  if (handle >= 0) closeFile(handle);
   output.toConsole = false;
   removeCreatedFile();
 }
 
 void abandonOutput() {
-  const bool isFile = output.handle >= 0 && !output.toConsole;
-  if (isFile) dropBuffer();
+  if (output.handle >= 0) dropBuffer();
   removeOutput();
 }

@@ -19,7 +19,7 @@ constexpr uint32_t outputBufferSize = 0x10000;
 
 // The sink of the unit.
 struct Output {
-  int handle;              // -1 when closed, consoleMark for the console
+  int handle;              // of the file, -1 when there is none
   bool toConsole;          // the sink is the console
   Byte* buffer;            // outputBufferSize bytes, null when there is none
   Byte* cursor;            // next free byte of the buffer
@@ -29,8 +29,6 @@ struct Output {
   uint32_t lineLength;     // of the current line in readable mode
   const char* name;        // of the file, null for none
 };
-
-constexpr int consoleMark = 0x12345678;
 
 extern Output output;
 

@@ -1,5 +1,5 @@
 // Loading the outside component, for the length of one call. The system's search
-// looks beside the program first.
+// looks in the directory of the program first.
 
 #include "platform/component.h"
 

@@ -11,12 +11,8 @@ constexpr int guidTextLength = 38;
 // Byte of the result for each pair of digits, in the order of the text.
 constexpr Byte guidOrder[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
 
-// The value of a hexadecimal digit, or -1.
-static int hexValue(uint16_t c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
+static int wideHexValue(uint16_t c) {
+  return c < 0x80 ? hexValue(Byte(c)) : -1;
 }
 
 int parseGuid(const uint16_t* text, Byte result[16]) {
@@ -30,9 +26,9 @@ int parseGuid(const uint16_t* text, Byte result[16]) {
     } else if (i == 9 || i == 14 || i == 19 || i == 24) {
       if (c != '-') return 1;
     } else {
-      const int high = hexValue(c);
+      const int high = wideHexValue(c);
       if (high < 0) return 1;
-      const int low = hexValue(text[++i]);
+      const int low = wideHexValue(text[++i]);
       if (low < 0) return 1;
       bytes[guidOrder[pair++]] = Byte(high << 4 | low);
     }

@@ -1,6 +1,6 @@
 // Outputs that are whole or not there.
 //
-// The text goes into a new file, ".vsp32-<process>-<number>.tmp" beside the output.
+// The text goes into a new file, ".vsp32-<process>-<number>.tmp" next to the output.
 // At the end it takes the output's name; a file that has the name is replaced by a
 // call that keeps its rights and attributes. Where that is refused, as for a file
 // that another program has open, and for a file with more than one name, the text

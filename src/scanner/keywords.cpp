@@ -7,6 +7,10 @@
 #include "options/option_image.h"
 #include "scanner/token.h"
 
+// The groups that a source is given end with one of these.
+constexpr int lastGroupOfC = 3;
+constexpr int lastGroupOfCplusplus = 5;
+
 struct KeywordRow {
   Byte group;
   const char* spelling;
@@ -56,7 +60,7 @@ static void enterKnownNames() {
 
 void installKeywords() {
   const int level = optionImage.languageLevel;
-  const int last = cplusplusMode ? 5 : 3;
+  const int last = cplusplusMode ? lastGroupOfCplusplus : lastGroupOfC;
   for (const KeywordRow& row : keywordRows)
     if (row.group >= level && row.group <= last) installKeyword(row.spelling, row.code);
   installKeyword("__inline", tokInline);

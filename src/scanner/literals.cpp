@@ -80,12 +80,6 @@ static int readOctalEscape(Byte c) {
   return int(value);
 }
 
-static int hexValue(Byte c) {
-  if (isDigit(c)) return c - '0';
-  const int letter = (c | 0x20) - 'a';
-  return letter >= 0 && letter < 6 ? letter + 10 : -1;
-}
-
 static int wrongEscape() {
   reportError(msgNumberFormat);
   return endOfLiteral;

@@ -43,11 +43,11 @@ static void takeLetter(Byte c) {
 }
 
 static bool isLetterOf(Byte c, Byte lower) {
-  return c == lower || c == lower - 0x20;
+  return lowerLetter(c) == lower;
 }
 
 // The width suffix after 'i', whose bytes are no part of the text. Returns the
-// byte in hand.
+// byte read after it.
 static Byte scanWidthSuffix(bool isUnsigned) {
   input.noExpandMark = false;
   Byte c = nextChar();
@@ -74,7 +74,7 @@ static Byte scanWidthSuffix(bool isUnsigned) {
   return c;
 }
 
-// 'l' or 'u' after an integer; `c` is in hand. Returns the byte in hand where
+// 'l' or 'u' after an integer; `c` has been read. Returns the byte read where
 // the number stops; `finished` says that it ended with its last byte instead.
 static Byte scanIntegerSuffix(Byte c, bool& finished) {
   takeLetter(c);
@@ -154,7 +154,7 @@ static bool finishFloat(Byte c, Byte tag, bool& finished) {
   return false;
 }
 
-// Takes the byte in hand. True if the number goes on with the next byte; else
+// Takes `c`, which has been read. True if the number goes on with the next byte; else
 // `c` is the byte to step back, unless `finished`.
 static bool takeByte(NumberScan& scan, Byte& c, bool& finished) {
   const bool hexadecimal = scan.radix == 16;
@@ -231,15 +231,6 @@ static TokenCode convertFloat() {
   return tokFloatConst;
 }
 
-static uint32_t digitValue(Byte c) {
-  if (isDigit(c)) return uint32_t(c - '0');
-  return uint32_t((c | 0x20) - 'a' + 10);
-}
-
-static bool isDigitOf(Byte c) {
-  return isDigit(c) || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f');
-}
-
 // Reads the digits into `value`; true if they need the 64-bit form. It is decided
 // on the exact sum, before the value wraps.
 static bool convertDigits(int radix, bool wide, uint64_t& value) {
@@ -247,8 +238,8 @@ static bool convertDigits(int radix, bool wide, uint64_t& value) {
   bool overflowSeen = false;
   value = 0;
   const Byte* text = tokenText.bytes + (radix == 16 ? 2 : 0);
-  for (; isDigitOf(*text); ++text) {
-    const uint32_t digit = digitValue(*text);
+  for (; hexValue(*text) >= 0; ++text) {
+    const uint32_t digit = uint32_t(hexValue(*text));
     const uint32_t low = uint32_t(value);
     if (strict && !overflowSeen && low * uint32_t(radix) + digit < value) {
       reportError(msgConstantTooLarge);

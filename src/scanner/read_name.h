@@ -18,7 +18,7 @@ VSP_COLD Name readNameSlowly(Byte c, Byte* target, uint32_t room);
 // unread. May change the input stack.
 VSP_INLINE Name readName(Byte c, Byte* target, uint32_t room) {
   if constexpr (!fastPaths) return readNameSlowly(c, target, room);
-  // As a rule the byte in hand stands before the cursor; the byte at the limit belongs
+  // As a rule the byte read last is the one before the cursor; the byte at the limit belongs
   // to no name, so this loop needs no limit test.
   const Byte* const start = input.cursor - 1;
   const Byte* cursor = input.cursor;

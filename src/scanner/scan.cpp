@@ -2,7 +2,7 @@
 //
 // The loop keeps cursor and limit in locals and stores the cursor before
 // anything that may look at the input. A handler delivers a token, or says how
-// the loop goes on: with the next byte, or with a byte in hand.
+// the loop goes on: with the next byte, or with one that has been read already.
 
 #include "scanner/scan.h"
 

@@ -118,8 +118,8 @@ bool passComment() {
   return false;
 }
 
-// Gives back `c`, which was read before the byte in hand when the cursor then
-// stood at `after`. The byte in hand is stepped back over so that the caller can
+// Gives back `c`, which was read before the current byte when the cursor then
+// stood at `after`. The current byte is stepped back over so that the caller can
 // step back over `c` as well, though the two may come from different frames or
 // blocks.
 VSP_COLD static Byte readAgain(Byte c, const Byte* after) {

@@ -26,7 +26,7 @@ bool passComment();
 // follows, which is then counted; else nothing is consumed.
 bool passSplice();
 
-// Skips to the line end, reporting nothing; `c` is in hand. The line end stays
+// Skips to the line end, reporting nothing; `c` has been read. The line end stays
 // unread; a Ctrl-Z is consumed.
 void skipLine(Byte c);
 

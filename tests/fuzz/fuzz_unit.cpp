@@ -1,5 +1,5 @@
 // Fuzzes a whole unit: the first line of the input holds switches, then come the source and two
-// headers "h" and "g.h" that it may include. A second unit runs behind it in the same process, so
+// headers "h" and "g.h" that it may include. A second unit runs after it in the same process, so
 // that what the first one leaves behind is met too.
 
 #include "in_process.h"

@@ -108,7 +108,7 @@ class Maker {
     return finish();
   }
 
-  // The text of a header, which may include those behind it.
+  // The text of a header, which may include those after it.
   std::string header(size_t number) {
     begin(number + 1);
     wildness_ = std::min(wildness_, 1U);
@@ -251,7 +251,7 @@ class Maker {
     return text;
   }
 
-  // What stands in an argument besides tokens: line ends, comments, directives.
+  // What an argument holds besides tokens: line ends, comments, directives.
   std::string argumentBreak() {
     switch (dice_.roll(14)) {
       case 0: return "\n";
@@ -309,7 +309,7 @@ class Maker {
     return text + (slip(20) ? "" : ")") + gap() + body(count);
   }
 
-  // Definitions of all macros, so that the calls behind them mean something.
+  // Definitions of all macros, so that the calls after them mean something.
   void prelude() {
     for (const char* const head : objectMacros)
       if (!dice_.oneIn(5)) text_ += "#define " + std::string(head) + " " + body(0) + "\n";

@@ -119,7 +119,7 @@ TEST_F(Library, SurvivesDamage) {
   EXPECT_EQ(textOf(textArrayBounds), "");
 }
 
-// A library of exactly one page leaves no byte behind its last text.
+// A library of exactly one page leaves no byte after its last text.
 TEST_F(Library, FillsItsPagesToTheLastByte) {
   for (const size_t size : {4095u, 4096u, 4097u}) {
     ASSERT_TRUE(use("4096 " + std::string(size - 5, 'z')));
@@ -153,7 +153,7 @@ TEST_F(Library, GermanTextsAreComplete) {
   }
 }
 
-// A library stands beside the program, whose name has no extension here.
+// A library stands next to the program, whose name has no extension here.
 TEST_F(Library, IsFoundByTheLanguageOfTheSurroundings) {
   const std::filesystem::path program = scratch_.path() / "bin" / "vsp32";
   std::filesystem::create_directories(program.parent_path());

@@ -93,7 +93,7 @@ std::string changedFields() {
   return text;
 }
 
-// Several switches, one behind the other, with what they set together.
+// Several switches, one after the other, with what they set together.
 constexpr Form effectiveForms[] = {{"", ""},
                                    {"A", "languageLevel=1"},
                                    {"A+", "languageLevel=1"},

@@ -55,7 +55,7 @@ class Files : public testing::Test {
     return std::string(text, size_t(count < 0 ? 0 : count));
   }
 
-  // The names that `pattern` matches, with a blank behind each.
+  // The names that `pattern` matches, with a blank after each.
   std::string matches(const std::string& pattern) const {
     std::string names;
     FileMatches* all;

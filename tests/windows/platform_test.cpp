@@ -1,5 +1,5 @@
 // The Windows backend of the platform layer, by the calls that the rest of the program makes. Runs as a
-// Windows program in a directory of its own, with the components and the language library beside it.
+// Windows program in a directory of its own, with the components and the language library next to it.
 
 #include <gtest/gtest.h>
 #include <setjmp.h>
@@ -155,7 +155,7 @@ TEST_F(Files, HandlesHaveALimit) {
   for (const int handle : handles) closeFile(handle);
 }
 
-// The names that a pattern matches, with a blank behind each.
+// The names that a pattern matches, with a blank after each.
 std::string matchingNames(const char* pattern) {
   std::string names;
   FileMatches* all;

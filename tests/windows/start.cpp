@@ -1,6 +1,6 @@
 // Starts a Windows program under Wine, in the place of the program that the tests run on Linux.
 //
-//   start ARGUMENT...            runs drive_c/vsp/vsp32.exe of the prefix that stands beside this file
+//   start ARGUMENT...            runs drive_c/vsp/vsp32.exe of the prefix that holds this file
 //   NAME.exe (a link to start)   runs drive_c/vsp/NAME.exe
 //
 // The variable VSP_EXE names another program file, by its path on Linux.
