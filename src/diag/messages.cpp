@@ -28,13 +28,6 @@ static_assert(messagesInOrder, "the lookup is a binary search");
 
 static constinit bool libraryChosen = false;  // the search for a library has been made
 
-bool useLanguageLibrary(const char* path) {
-  setOwnStrings(builtInMessages, messageRows);
-  if (!openStringLibrary(path)) return false;
-  libraryChosen = true;
-  return true;
-}
-
 void useBuiltInMessages() {
   setOwnStrings(builtInMessages, messageRows);
   closeStringLibrary();

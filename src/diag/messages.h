@@ -26,9 +26,5 @@ char* loadMessageInto(size_t size, char* buffer, int id);
 // the help, the summary, and texts that become part of another.
 char* loadConsoleMessage(size_t size, char* buffer, int id);
 
-// Puts the language library `path` in force. False, with nothing changed, if
-// there is no such file or if it holds no text of the catalogue.
-bool useLanguageLibrary(const char* path);
-
 // Puts the built-in texts in force; no library is looked for any more.
 void useBuiltInMessages();

@@ -12,6 +12,7 @@
 #include "options/option_image.h"
 #include "diag/warnings.h"
 #include "platform/files.h"
+#include "platform/string_table.h"
 
 namespace {
 
@@ -69,7 +70,11 @@ class Library : public testing::Test {
   bool use(const std::string& text) {
     const std::filesystem::path path = scratch_.path() / "vsp32.XYZ";
     writeFile(path, text);
-    return useLanguageLibrary(path.c_str());
+    return useFile(path);
+  }
+  bool useFile(const std::filesystem::path& path) {
+    useBuiltInMessages();
+    return openStringLibrary(path.c_str());
   }
 
   ScratchDirectory scratch_;
@@ -95,8 +100,8 @@ TEST_F(Library, ReplacesAllTexts) {
 }
 
 TEST_F(Library, RefusesWhatIsNone) {
-  EXPECT_FALSE(useLanguageLibrary((scratch_.path() / "missing").c_str()));
-  EXPECT_FALSE(useLanguageLibrary(scratch_.path().c_str()));
+  EXPECT_FALSE(useFile(scratch_.path() / "missing"));
+  EXPECT_FALSE(useFile(scratch_.path()));
   EXPECT_FALSE(use(""));
   EXPECT_FALSE(
       use("\x7F"
@@ -140,7 +145,7 @@ std::string placeholders(const std::string& text) {
 TEST_F(Library, GermanTextsAreComplete) {
   std::map<int, std::string> english;
   for (const auto& [id, text] : builtIn) english[id] = textOf(id);
-  ASSERT_TRUE(useLanguageLibrary(VSP_SOURCE_DIR "/languages/vsp32.DEU"));
+  ASSERT_TRUE(useFile(std::filesystem::path(VSP_SOURCE_DIR) / "languages/vsp32.DEU"));
   for (const auto& [id, text] : english) {
     const std::string german = textOf(id);
     EXPECT_FALSE(german.empty()) << id;
