@@ -54,8 +54,8 @@ static const char* outputNameOf(const char* path) {
   const size_t directoryLength = std::strlen(directory);
   const size_t baseLength = parts.extension - parts.nameStart;
   char* const name = static_cast<char*>(memAlloc(uint32_t(directoryLength + 1 + baseLength + 3)));
-  char* target = name;
-  for (size_t i = 0; i < directoryLength; ++i) *target++ = char(foldCase(Byte(directory[i])));
+  copyFolded(name, directory, directoryLength);
+  char* target = name + directoryLength;
   if (directoryLength != 0 && !endsInSeparator(name, directoryLength)) *target++ = '\\';
   std::memcpy(target, path + parts.nameStart, baseLength);
   std::memcpy(target + baseLength, ".i", 3);

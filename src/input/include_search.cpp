@@ -149,7 +149,7 @@ static PushResult tryPathDirectory(const char* item, size_t length, const char* 
   const size_t nameLength = std::strlen(name);
   if (length == 0 || length + 1 + nameLength > pathLimit) return notFound;
   char path[pathLimit + 1] = {};
-  for (size_t i = 0; i < length; ++i) path[i] = char(foldCase(Byte(item[i])));
+  copyFolded(path, item, length);
   if (!endsInSeparator(path, length)) path[length++] = '\\';
   std::memcpy(path + length, name, nameLength + 1);
   const char* start = path;

@@ -9,6 +9,7 @@
 
 #include <windows.h>
 
+#include "platform/paths.h"
 #include "platform/system_win32.h"
 
 constexpr int handleLimit = 200;
@@ -77,14 +78,26 @@ static bool findStatus(HANDLE handle, BY_HANDLE_FILE_INFORMATION& status) {
   return isOrdinary(handle) && GetFileInformationByHandle(handle, &status) != 0;
 }
 
-static FileIdentity identityIn(const BY_HANDLE_FILE_INFORMATION& status) {
-  return FileIdentity{status.dwVolumeSerialNumber,
-                      uint64_t{status.nFileIndexHigh} << 32 | status.nFileIndexLow};
+// The hash of the path by which the system knows an open file; 0 if it has none.
+static uint64_t hashOfPath(HANDLE handle) {
+  char path[4096];
+  const DWORD length = GetFinalPathNameByHandleA(handle, path, sizeof path, 0);
+  if (length == 0 || length >= sizeof path) return 0;
+  uint64_t hash = 0xCBF29CE484222325;
+  for (DWORD i = 0; i < length; ++i) hash = (hash ^ foldCase(Byte(path[i]))) * 0x100000001B3;
+  return hash;
+}
+
+// What tells an open file from others: its number, or its path where the file system
+// numbers no files.
+static FileIdentity identityIn(HANDLE handle, const BY_HANDLE_FILE_INFORMATION& status) {
+  const uint64_t number = uint64_t{status.nFileIndexHigh} << 32 | status.nFileIndexLow;
+  return FileIdentity{status.dwVolumeSerialNumber, number != 0 ? number : hashOfPath(handle)};
 }
 
 FileIdentity identityOf(HANDLE handle) {
   BY_HANDLE_FILE_INFORMATION status;
-  return findStatus(handle, status) ? identityIn(status) : noFile;
+  return findStatus(handle, status) ? identityIn(handle, status) : noFile;
 }
 
 FileIdentity identityOfName(const char* name) {
@@ -109,7 +122,7 @@ static int openPath(const char* path, FileIdentity& identity) {
   const int entry = takeIn(handle);
   BY_HANDLE_FILE_INFORMATION status;
   if (findStatus(handle, status)) {
-    identity = identityIn(status);
+    identity = identityIn(handle, status);
     systemFiles[entry].bytesLeft = int64_t(uint64_t{status.nFileSizeHigh} << 32 | status.nFileSizeLow);
   }
   return entry;

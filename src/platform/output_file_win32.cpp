@@ -1,6 +1,7 @@
 // Outputs that are whole or not there.
 //
-// The text goes into a new file, ".vsp32-<process>-<number>.tmp" next to the output.
+// The text goes into a new file, ".vsp32-<process>-<number>.tmp" next to the output,
+// or in the directory for temporary files where that can't be.
 // At the end it takes the output's name; a file that has the name is replaced by a
 // call that keeps its rights and attributes. Where that is refused, as for a file
 // that another program has open, and for a file with more than one name, the text
@@ -49,15 +50,15 @@ static HANDLE openExisting(DWORD access) {
   return CreateFileA(created.name, access, shareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Makes a file of a new name in the directory of the output, with two handles to it.
-static int makeTemporary() {
+// Makes a file of a new name in the directory that the first `start` bytes of
+// `directory` name, with two handles to it.
+static int makeTemporaryIn(const char* directory, size_t start) {
   constexpr char prefix[] = ".vsp32-";
   constexpr char suffix[] = ".tmp";
   constexpr size_t digits = 10;  // enough for a process and for a number
   constexpr unsigned attempts = 10000;
-  const size_t start = splitPath(created.name).nameStart;
-  if (start + sizeof prefix + 2 * digits + sizeof suffix > sizeof created.temporaryName) return openFailed;
-  std::memcpy(created.temporaryName, created.name, start);
+  if (start + sizeof prefix + 2 * digits + sizeof suffix > sizeof created.temporaryName) return openBroken;
+  std::memcpy(created.temporaryName, directory, start);
   char* text = created.temporaryName + start;
   std::memcpy(text, prefix, sizeof prefix - 1);
   text += sizeof prefix - 1;
@@ -80,6 +81,17 @@ static int makeTemporary() {
   }
   created.pending = true;
   return takeIn(handle);
+}
+
+// Makes it in the directory of the output, or where the system keeps such files: one
+// may write to a file in a directory that allows no new one, and a name may be too
+// long for another of its kind.
+static int makeTemporary() {
+  const int handle = makeTemporaryIn(created.name, splitPath(created.name).nameStart);
+  if (handle != openBroken) return handle;
+  char directory[MAX_PATH + 1];
+  const DWORD length = GetTempPathA(sizeof directory, directory);
+  return length != 0 && length < sizeof directory ? makeTemporaryIn(directory, length) : handle;
 }
 
 // Looks at the file that has the name. Returns a handle where the text can go right
@@ -173,8 +185,9 @@ static FinishResult copyIntoFormer() {
 // Gives the new file the name of the output.
 static FinishResult putInPlace() {
   if (created.formerIdentity == noFile)
-    return MoveFileExA(created.temporaryName, created.name, MOVEFILE_REPLACE_EXISTING) ? finishDone
-                                                                                       : finishRefused;
+    return MoveFileExA(created.temporaryName, created.name, MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED)
+               ? finishDone
+               : finishRefused;
   if (!created.formerHasLinks && ReplaceFileA(created.name, created.temporaryName, nullptr,
                                               REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr))
     return finishDone;

@@ -39,6 +39,17 @@ bool isRootedPath(const char* path) {
   return isSeparator(path[0]) || (path[0] != 0 && path[1] == ':');
 }
 
+void copyFolded(char* target, const char* path, size_t length) {
+  for (size_t i = 0; i < length; ++i) {
+    const bool isPair = pathCharLength(path + i) == 2 && i + 1 < length;
+    target[i] = isPair ? path[i] : char(foldCase(Byte(path[i])));
+    if (isPair) {
+      ++i;
+      target[i] = path[i];
+    }
+  }
+}
+
 bool sameFileName(const char* a, const char* b) {
   size_t i = 0;
   while (foldCase(Byte(a[i])) == foldCase(Byte(b[i]))) {

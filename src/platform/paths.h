@@ -49,5 +49,9 @@ inline Byte foldCase(Byte c) {
   return (c >= 'a' && c <= 'z') ? Byte(c - 0x20) : c;
 }
 
+// Copies `length` bytes of a path to `target`, its ASCII letters in upper case. The
+// second byte of a double-byte character is no letter.
+void copyFolded(char* target, const char* path, size_t length);
+
 // True if the two names are equal when ASCII case is folded.
 bool sameFileName(const char* a, const char* b);

@@ -8,6 +8,8 @@
 #include <cstring>
 
 #include "platform/files.h"
+#include "platform/read_files.h"
+#include "platform/system_win32.h"
 
 // The library in force; null for the program file.
 static constinit HMODULE openLibrary = nullptr;
@@ -21,6 +23,7 @@ bool openStringLibrary(const char* path) {
   if (library == nullptr) return false;
   closeStringLibrary();
   openLibrary = library;
+  noteReadForRun(identityOfName(path));
   return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 #include "platform/guid.h"
@@ -42,6 +43,22 @@ TEST(Paths, RootedAndEqualNames) {
   // Only ASCII letters fold: '[' and '{' differ in the same bit as a letter's cases.
   EXPECT_FALSE(sameFileName("a[", "a{"));
   EXPECT_FALSE(sameFileName("\xC4", "\xE4"));
+}
+
+TEST(Paths, FoldingLeavesSecondBytesAlone) {
+  const char path[] = "d:\\a\x83\x61z\x83";
+  std::string copy(sizeof path - 1, 0);
+  copyFolded(copy.data(), path, copy.size());
+  EXPECT_EQ(copy, "D:\\A\x83\x41Z\x83");
+  static const std::array<Byte, 256> leadBytes = [] {
+    std::array<Byte, 256> table{};
+    table[0x83] = 1;
+    return table;
+  }();
+  pathLeadBytes = leadBytes.data();
+  copyFolded(copy.data(), path, copy.size());
+  pathLeadBytes = nullptr;
+  EXPECT_EQ(copy, "D:\\A\x83\x61Z\x83");
 }
 
 // The result of parseGuid as hexadecimal digits, or "bad".

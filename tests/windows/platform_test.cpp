@@ -234,6 +234,26 @@ TEST_F(Files, OutputIsCopiedWhereItCannotBeReplaced) {
   EXPECT_EQ(fileCount(), linked ? 2 : 1);
 }
 
+// The new file goes elsewhere where its own name would be too long.
+TEST_F(Files, OutputWithALongDirectory) {
+  const std::string name = std::string(228, 'd') + "\\a.i";
+  for (const char* before : {"", "before"}) {
+    if (*before != 0)
+      make(name, before);
+    else
+      fs::create_directories(fs::path(name).parent_path());
+    const int handle = createFile(name.c_str());
+    ASSERT_GE(handle, 0);
+    EXPECT_TRUE(writeFile(handle, "new", 3));
+    EXPECT_EQ(finishCreatedFile(handle), finishDone);
+    EXPECT_EQ(contents(name), "new");
+  }
+  const int handle = createFile(name.c_str());
+  closeFile(handle);
+  removeCreatedFile();
+  EXPECT_FALSE(fs::exists(name));
+}
+
 TEST_F(Files, SourceIsNoOutput) {
   make("a.c", "text");
   const int source = openForReading("a.c");
