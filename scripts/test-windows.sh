@@ -13,7 +13,7 @@ jobs=$(nproc)
 
 mapfile -t missing < <(missingPackages cmake cmake g++ g++ ninja ninja-build setpriv util-linux \
   i686-w64-mingw32-g++-posix g++-mingw-w64-i686-posix i686-w64-mingw32-windres binutils-mingw-w64-i686 \
-  /usr/lib/wine/wine64 wine64 xargs findutils ps procps)
+  /usr/lib/wine/wine64 wine64 xargs findutils ps procps zip zip unzip unzip)
 [ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
 [ -e /usr/src/googletest/googletest/src/gtest-all.cc ] || missing+=(googletest)
 if [ "${#missing[@]}" -gt 0 ]; then
@@ -164,6 +164,37 @@ compareSources() {
   rm -rf "$work"
 }
 compareSources
+
+# The package as a user gets it: it holds what it should, and its program runs where it was unpacked.
+checkPackage() {
+  local work=$wine/prefix/drive_c/scratch/package ok=0 bad=0 files
+  mkdir -p "$work"
+  scripts/package.sh windows >"$logs/package" 2>&1 && unzip -q -d "$work" build/vsp32-windows.zip
+  files=$(cd "$work" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
+  if [ "$files" = "./vsp32/LICENSE.txt ./vsp32/README.txt ./vsp32/vsp32.DEU ./vsp32/vsp32.exe " ]; then
+    ok=$((ok + 1))
+  else
+    cat "$logs/package"
+    echo "the package holds: $files"
+    bad=$((bad + 1))
+  fi
+  printf '#define HOW whole\r\nunpacked HOW\r\n' >"$work/a.c"
+  [ "$(id -u)" != 0 ] || chown -R $wineUser:$wineUser "$work"
+  wineVariables=(VSP_EXE="$work/vsp32/vsp32.exe")
+  (cd "$work" && asTester 60 "$wine/start" -q -P- -oa.i a.c) </dev/null >"$logs/package" 2>&1
+  wineVariables=()
+  if grep -q '^unpacked whole' "$work/a.i"; then
+    ok=$((ok + 1))
+  else
+    cat "$logs/package"
+    bad=$((bad + 1))
+  fi
+  passed=$((passed + ok))
+  failed=$((failed + bad))
+  echo "package: $ok passed, $bad failed, 0 skipped"
+  rm -rf "$work"
+}
+checkPackage
 
 rm -rf "$logs"
 echo "$passed passed, $failed failed, $skipped skipped"
