@@ -11,10 +11,12 @@
 #include "diag/fatal.h"
 #include "diag/messages.h"
 #include "diag/report.h"
+#include "driver/report_files.h"
 #include "driver/unit.h"
 #include "memory/memory.h"
 #include "options/arguments.h"
 #include "options/defines.h"
+#include "options/long_options.h"
 #include "options/option_image.h"
 #include "options/options.h"
 #include "options/search_lists.h"
@@ -221,6 +223,8 @@ static void runArguments(void* argument) {
     return;
   }
   expandResponseFiles(argv, argc);
+  takeLongOptions(argv, argc);
+  startReports();
   optionBootstrap(argv, argc);
   if (optionImage.outputFile != nullptr)
     optionImage.outputFile = addDefaultExtension(".i", optionImage.outputFile);
@@ -234,6 +238,7 @@ static void stopMemory(void*) {
 int runProgram(int argc, char** argv) {
   consoleSwitch = quietSwitch = runFailed = false;
   resetCounters();
+  resetLongOptions();
   clearSearchLists();
   clearCommandDefines();
   forgetDirectories();
@@ -244,6 +249,8 @@ int runProgram(int argc, char** argv) {
     abandonOutput();
     runFailed = true;
   }
+  if (!writeReportFiles()) runFailed = true;
+  dropReports();
   if (!runProtected(stopMemory, nullptr)) runFailed = true;
   if (!finishConsole()) runFailed = true;
   removeFaultFilters();
