@@ -83,6 +83,12 @@ static const LongOptionRow* findRow(const char* argument, const char*& value) {
   return nullptr;
 }
 
+const LongOptionText* longOptionNamed(const char* argument) {
+  const char* value;
+  const LongOptionRow* const row = findRow(argument, value);
+  return row == nullptr ? nullptr : &row->text;
+}
+
 // --- The arguments ---
 
 void resetLongOptions() {

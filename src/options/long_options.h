@@ -56,5 +56,8 @@ struct LongOptionText {
   const char* help;
 };
 
+// The row that `argument` names, with its dashes and any value; null if it is no long switch.
+const LongOptionText* longOptionNamed(const char* argument);
+
 // The row number `index`, from 0 on; null after the last one.
 const LongOptionText* longOptionText(size_t index);
