@@ -16,6 +16,7 @@
 #include "diag/report.h"
 #include "diag/warnings.h"
 #include "driver/open_output.h"
+#include "driver/report_files.h"
 #include "driver/reports.h"
 #include "driver/token_pass.h"
 #include "expr/expr.h"
@@ -33,6 +34,7 @@
 #include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/read_files.h"
+#include "record/files.h"
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
 
@@ -64,6 +66,7 @@ static void endUnit(bool failed) {
     else
       closeOutput();
   }
+  if (recording) reportUnit(failed);
   endExpressions();
   memoryEndUnit();
   messageLine = 0;
@@ -105,6 +108,7 @@ static void abortUnit() {
 static void translationUnit(UnitRun& unit) {
   cplusplusMode = optionImage.forceCplusplus;
   optionSave = optionImage;
+  if (recording) beginFileEvents();
   if (!runProtected(runUnit, &unit)) abortUnit();
   optionImage = optionSave;
   currentFileName = nullptr;

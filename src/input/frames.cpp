@@ -21,6 +21,7 @@
 #include "options/option_image.h"
 #include "output/advance_line.h"
 #include "platform/files.h"
+#include "record/files.h"
 
 constinit InputFrame* inputTop = nullptr;
 constinit const Byte* inputCursor = nullptr;
@@ -245,7 +246,11 @@ static void enterFile(FileFrame* frame, const char* name) {
 }
 
 PushResult pushSourceFile(const char* name) {
-  if (includeDepth != 0 && guardAllowsSkip(name)) return skipped;
+  if (includeDepth != 0 && guardAllowsSkip(name)) {
+    if (recording) [[unlikely]]
+      noteFileEvent(fileSkipped, name, searchesAngled);
+    return skipped;
+  }
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
   if (handle < 0) return refusalOf(handle);
@@ -253,6 +258,8 @@ PushResult pushSourceFile(const char* name) {
   pushFrame(frame);
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     countHeader(name, currentFileName);
+  if (recording) [[unlikely]]
+    noteFileEvent(fileEntered, name, searchesAngled);
   enterFile(frame, name);
   pushTextFrame(newFileString, 1);
   return pushed;
@@ -281,6 +288,8 @@ bool popSourceFile(bool quiet) {
   }
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     completeHeader(currentFileName, frame->guardFirstLine, frame->guardLastLine);
+  if (recording) [[unlikely]]
+    noteFileEvent(fileLeft, frame->openName);
   if (frame->kind == frameFile) closeFile(frame->handle);
   frame->kind = frameFile;
   condStack = frame->savedConditions;
@@ -308,4 +317,5 @@ void resetInputStack() {
   condStack = nullptr;
   includeDepth = 0;
   totalLines = 0;
+  searchesAngled = false;
 }

@@ -1,4 +1,4 @@
-// The wall clock.
+// The wall clock, and one for measuring.
 
 #pragma once
 
@@ -16,6 +16,9 @@ struct LocalTime {
 
 // The time now, in seconds since 1970.
 int64_t timeNow();
+
+// A time in nanoseconds that never steps back; of the same zero in all processes of the host.
+int64_t steadyTime();
 
 // A time of timeNow as a local one. It needs the rules of the time zone, whose
 // reading costs more than a small unit.

@@ -1,4 +1,4 @@
-// The wall clock, through the C library's time zone rules.
+// The clocks: the wall clock through the C library's time zone rules.
 
 #include "platform/clock.h"
 
@@ -6,6 +6,12 @@
 
 int64_t timeNow() {
   return int64_t{time(nullptr)};
+}
+
+int64_t steadyTime() {
+  struct timespec now {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
 LocalTime localTimeOf(int64_t time) {

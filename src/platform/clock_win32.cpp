@@ -1,12 +1,24 @@
-// The wall clock, through the C library's time zone rules.
+// The clocks: the wall clock through the C library's time zone rules.
 
 #include "platform/clock.h"
 
 #include <time.h>
+#include <windows.h>
 
 // The 64-bit forms: a 32-bit time ends in 2038.
 int64_t timeNow() {
   return int64_t{_time64(nullptr)};
+}
+
+int64_t steadyTime() {
+  LARGE_INTEGER count;
+  LARGE_INTEGER frequency;
+  QueryPerformanceCounter(&count);
+  QueryPerformanceFrequency(&frequency);
+  // In two steps: the product of both would overflow after some days.
+  const int64_t seconds = count.QuadPart / frequency.QuadPart;
+  const int64_t rest = count.QuadPart % frequency.QuadPart;
+  return seconds * 1'000'000'000 + rest * 1'000'000'000 / frequency.QuadPart;
 }
 
 LocalTime localTimeOf(int64_t time) {

@@ -80,6 +80,10 @@ void flushConsoleAtBreak();
 // Standard error, unbuffered. False if it could not be written.
 bool writeErrorStream(const char* data, size_t size);
 
+// True if somebody may be watching the standard streams: they go to a terminal.
+bool errorStreamIsTerminal();
+bool consoleIsTerminal();
+
 // Room for a path of the program that is sure to fit, with its NUL.
 constexpr size_t programPathSize = 4096;
 

@@ -1,0 +1,44 @@
+// The events of a unit: records in one growing block, names in another.
+
+#include "record/files.h"
+
+#include <cstring>
+
+#include "diag/position.h"
+#include "platform/clock.h"
+#include "platform/text_buffer.h"
+
+constinit bool recording = false;
+
+static constinit TextBuffer records = {};
+static constinit TextBuffer names = {};
+
+void beginFileEvents() {
+  records.length = names.length = 0;
+  records.failed = names.failed = false;
+}
+
+void noteFileEvent(FileEventKind kind, const char* name, bool angled) {
+  const FileEvent event = {kind, angled, currentFileName == nullptr ? 0 : currentLine, names.length,
+                           steadyTime()};
+  if (appendBytes(names, name, std::strlen(name) + 1))
+    appendBytes(records, reinterpret_cast<const char*>(&event), sizeof event);
+}
+
+FileEvents fileEvents() {
+  // The block comes from the allocator and holds nothing but events.
+  return {reinterpret_cast<FileEvent*>(records.data), records.length / sizeof(FileEvent)};
+}
+
+const char* nameOfEvent(const FileEvent& event) {
+  return names.data + event.name;
+}
+
+bool fileEventsComplete() {
+  return !records.failed && !names.failed;
+}
+
+void dropFileEvents() {
+  emptyBuffer(records);
+  emptyBuffer(names);
+}

@@ -1,0 +1,46 @@
+// What became of the files of a unit, in the order in which it happened: which were read, when each was left,
+// and which were not read again because of their guards. The reports on a run are made of it.
+
+#pragma once
+
+#include "base.h"
+
+// Whether anything is recorded; the hooks are called only then. Set for the run.
+extern bool recording;
+
+enum FileEventKind : Byte {
+  fileEntered,  // reading begins; what comes up to its fileLeft is included from it
+  fileLeft,     // the file entered last that has not been left ends
+  fileSkipped,  // not read again, by its guard
+  fileRead      // read as a whole by others: the library of #import
+};
+
+struct FileEvent {
+  FileEventKind kind;
+  bool angled;   // of fileEntered and fileSkipped: named as <...>
+  int32_t line;  // of the including file, 0 for the source itself
+  size_t name;   // where the name begins, see nameOfEvent; as the program spelled it when it opened the file
+  int64_t time;  // of steadyTime
+};
+
+// The events of the unit; valid until the next one begins.
+struct FileEvents {
+  FileEvent* items;
+  size_t count;
+};
+FileEvents fileEvents();
+
+// The name that belongs to an event; with fileLeft that of the file left.
+const char* nameOfEvent(const FileEvent& event);
+
+// Forgets all events; the start of a unit.
+void beginFileEvents();
+
+// The hooks. Memory that is lacking is noted, and reported by fileEventsComplete.
+VSP_COLD void noteFileEvent(FileEventKind kind, const char* name, bool angled = false);
+
+// False if events are missing for want of memory.
+bool fileEventsComplete();
+
+// Gives the memory back; the end of a run.
+void dropFileEvents();
