@@ -28,8 +28,7 @@ endif()
 install(TARGETS vsp32 EXPORT vsp32Targets RUNTIME DESTINATION "${programDirectory}")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DOCDIR}" RENAME copyright)
-install(FILES "${PROJECT_SOURCE_DIR}/docs/guide.md" "${PROJECT_SOURCE_DIR}/docs/switches.md"
-  DESTINATION "${CMAKE_INSTALL_DOCDIR}/docs")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN vsp32.1 EXCLUDE)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 # The package: find_package(vsp32) finds it installed, and in the build directory as well.
@@ -54,6 +53,8 @@ set(CPACK_PACKAGE_DESCRIPTION
   "For each source file it writes a file with comments gone, macros expanded, conditional groups resolved and
 included files merged, and takes the switches, the configuration file and the response files of the family's
 compiler.")
+string(TOLOWER "${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}" system)
+set(CPACK_PACKAGE_FILE_NAME "vsp32-${PROJECT_VERSION}-${system}")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_GENERATOR "DEB;TGZ")
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
