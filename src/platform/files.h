@@ -26,6 +26,14 @@ int openForReading(const char* path);
 // wait for ever, a named pipe, counts as missing.
 int openSettings(const char* path);
 
+// Room for what spellForHost gives.
+constexpr size_t hostPathSize = 4096;
+
+// Puts the name under which other programs of the host find the file `path` into `name`, of hostPathSize
+// bytes, with '/' between its components. One that isn't there keeps its own spelling. False if it is too
+// long.
+bool spellForHost(const char* path, char* name);
+
 // Forgets the listings of directories, which are kept to find names in another
 // case. To be called where a run starts in a process that had one before: the
 // current directory may have changed since.

@@ -10,6 +10,8 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include <cstring>
+
 #include "platform/host_names.h"
 #include "platform/host_open.h"
 
@@ -163,6 +165,18 @@ PathKind kindOfPath(const char* path) {
     case resolveNoMemory: return pathNoMemory;
     default: return pathUnknown;
   }
+}
+
+bool spellForHost(const char* path, char* name) {
+  static_assert(hostPathSize == hostNameSize);
+  char spelled[hostNameSize];
+  if (!spellHostName(path, spelled)) return false;
+  struct stat status;
+  std::strcpy(name, spelled);
+  if (findHostStatus(name, status) == resolveFound) return true;
+  std::strcpy(name, spelled);
+  if (resolveHostDirectories(name) != resolveFound) std::strcpy(name, spelled);
+  return true;
 }
 
 bool slashBeginsPaths() {

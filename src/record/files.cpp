@@ -19,8 +19,8 @@ void beginFileEvents() {
 }
 
 void noteFileEvent(FileEventKind kind, const char* name, bool angled) {
-  const FileEvent event = {kind, angled, currentFileName == nullptr ? 0 : currentLine, names.length,
-                           steadyTime()};
+  const FileEvent event = {kind,         false,       angled, currentFileName == nullptr ? 0 : currentLine,
+                           names.length, steadyTime()};
   if (appendBytes(names, name, std::strlen(name) + 1))
     appendBytes(records, reinterpret_cast<const char*>(&event), sizeof event);
 }
