@@ -32,7 +32,8 @@ void startReports() {
 }
 
 void reportUnit(bool failed) {
-  if (longOptions.depsFile != nullptr && !failed) appendDeps(depsText, unitOutputName());
+  if (longOptions.depsFile != nullptr && !failed)
+    appendDeps(depsText, unitOutputName(), {longOptions.depsTarget, longOptions.depsPhony});
 }
 
 // The whole text of the report that is being written.

@@ -38,9 +38,21 @@
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
 
+// A unit that is being translated.
+struct UnitRun {
+  const char* path;
+  bool standardInput;  // its text comes from there; the path is its name alone
+  bool failed;
+};
+
 // --- Set-up and teardown ---
 
-static void beginUnit(const char* path) {
+static PushResult pushSource(const UnitRun& unit) {
+  return unit.standardInput ? pushStandardInput(unit.path) : pushSourceFile(unit.path);
+}
+
+static void beginUnit(const UnitRun& unit) {
+  const char* const path = unit.path;
   resetCounters();
   resetGuards();
   messageLine = 0;
@@ -54,7 +66,7 @@ static void beginUnit(const char* path) {
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
   prepareOutput(currentFileName);
-  if (pushSourceFile(path) != pushed) reportFatal(msgCannotOpenInput, path);
+  if (pushSource(unit) != pushed) reportFatal(msgCannotOpenInput, path);
   installCommandDefines();
 }
 
@@ -79,16 +91,10 @@ static void guardedTokenPass(void*) {
   tokenPass();
 }
 
-// A unit that is being translated.
-struct UnitRun {
-  const char* path;
-  bool failed;
-};
-
 // The protected body: everything that a fatal error may leave.
 static void runUnit(void* argument) {
   UnitRun& unit = *static_cast<UnitRun*>(argument);
-  beginUnit(unit.path);
+  beginUnit(unit);
   installPredefinedMacros();
   if (!runWithStackGuard(guardedTokenPass, nullptr)) reportFatal(msgOutOfMemory);
   reportStatistics();
@@ -192,14 +198,14 @@ static void prepareAndTranslate(void* argument) {
   translationUnit(*static_cast<UnitRun*>(argument));
 }
 
-bool guardedTranslate(const char* path) {
+bool guardedTranslate(const char* path, bool standardInput) {
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;
   std::fenv_t environment;
   std::fegetenv(&environment);
   // What a fatal error leaves has failed.
-  UnitRun unit{path, true};
+  UnitRun unit{path, standardInput, true};
   runProtected(prepareAndTranslate, &unit);
   std::fesetenv(&environment);
   inUnit = false;

@@ -71,6 +71,7 @@ struct FileFrame : InputFrame {
   int32_t guardFirstLine;            // of the guard's opening directive, 0 until one is found
   int32_t guardLastLine;             // of its #endif
   bool headerFlag;                   // found by adding ".h" to a <...> name
+  bool standardInput;                // read from there: it can't be opened again
   bool ended;                        // nothing follows the block in memory
 
   Byte* storage() { return reinterpret_cast<Byte*>(this + 1) + 1; }
@@ -153,6 +154,9 @@ PushResult refusalOf(int failure);
 
 // Opens `name` and reads it next.
 PushResult pushSourceFile(const char* name);
+
+// Reads standard input next, as the source file `name`.
+PushResult pushStandardInput(const char* name);
 
 // Ends the top frame. False if the stack is now empty. With `quiet` an open
 // conditional is not reported.

@@ -21,12 +21,20 @@ int64_t steadyTime() {
   return seconds * 1'000'000'000 + rest * 1'000'000'000 / frequency.QuadPart;
 }
 
-LocalTime localTimeOf(int64_t time) {
-  const __time64_t seconds = time;
-  const struct tm* const broken = _localtime64(&seconds);
-  // A clock outside the calendar's years has no local form; the epoch keeps every
-  // field within its range, which readers of month names rely on.
+// A time of the C library's; null for one outside the calendar's years.
+static LocalTime fromSystem(const struct tm* broken) {
+  // The epoch keeps every field within its range, which readers of month names rely on.
   if (broken == nullptr) return LocalTime{0, 0, 0, 1, 0, 70};
   return LocalTime{broken->tm_sec,  broken->tm_min, broken->tm_hour,
                    broken->tm_mday, broken->tm_mon, broken->tm_year};
+}
+
+LocalTime localTimeOf(int64_t time) {
+  const __time64_t seconds = time;
+  return fromSystem(_localtime64(&seconds));
+}
+
+LocalTime universalTimeOf(int64_t time) {
+  const __time64_t seconds = time;
+  return fromSystem(_gmtime64(&seconds));
 }

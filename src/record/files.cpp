@@ -18,9 +18,9 @@ void beginFileEvents() {
   records.failed = names.failed = false;
 }
 
-void noteFileEvent(FileEventKind kind, const char* name, bool angled) {
-  const FileEvent event = {kind, angled, currentFileName == nullptr ? 0 : currentLine, names.length,
-                           steadyTime()};
+void noteFileEvent(FileEventKind kind, const char* name, bool angled, bool standardInput) {
+  const FileEvent event = {kind,         standardInput, angled, currentFileName == nullptr ? 0 : currentLine,
+                           names.length, steadyTime()};
   if (appendBytes(names, name, std::strlen(name) + 1))
     appendBytes(records, reinterpret_cast<const char*>(&event), sizeof event);
 }

@@ -17,8 +17,9 @@ enum FileEventKind : Byte {
 
 struct FileEvent {
   FileEventKind kind;
-  bool angled;   // of fileEntered and fileSkipped: named as <...>
-  int32_t line;  // of the including file, 0 for the source itself
+  bool standardInput;  // of the source that comes from there: no file of that name was read
+  bool angled;         // of fileEntered and fileSkipped: named as <...>
+  int32_t line;        // of the including file, 0 for the source itself
   size_t name;   // where the name begins, see nameOfEvent; as the program spelled it when it opened the file
   int64_t time;  // of steadyTime
 };
@@ -37,7 +38,8 @@ const char* nameOfEvent(const FileEvent& event);
 void beginFileEvents();
 
 // The hooks. Memory that is lacking is noted, and reported by fileEventsComplete.
-VSP_COLD void noteFileEvent(FileEventKind kind, const char* name, bool angled = false);
+VSP_COLD void noteFileEvent(FileEventKind kind, const char* name, bool angled = false,
+                            bool standardInput = false);
 
 // False if events are missing for want of memory.
 bool fileEventsComplete();
