@@ -17,6 +17,7 @@
 
 #include "base.h"
 #include "diag/position.h"
+#include "output/line_markers.h"
 
 struct IdentEntry;
 struct ConditionRecord;
@@ -71,6 +72,7 @@ struct FileFrame : InputFrame {
   int32_t guardFirstLine;            // of the guard's opening directive, 0 until one is found
   int32_t guardLastLine;             // of its #endif
   bool headerFlag;                   // found by adding ".h" to a <...> name
+  GnuFile savedGnuFile;              // of the including file
   bool standardInput;                // read from there: it can't be opened again
   bool ended;                        // nothing follows the block in memory
 

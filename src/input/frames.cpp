@@ -243,6 +243,7 @@ static void enterFile(FileFrame* frame, const char* name) {
   currentFileName = frame->openName;
   currentLine = 0;
   currentFileFrame = frame;
+  if (writesGnuMarkers()) frame->savedGnuFile = enterGnuFile(frame->openName, searchesAngled);
   ++includeDepth;
 }
 
@@ -315,6 +316,7 @@ bool popSourceFile(bool quiet) {
   currentLine = frame->savedLine;
   messageLine = currentLine;
   currentFileName = frame->savedFileName;
+  if (writesGnuMarkers()) reenterGnuFile(frame->savedGnuFile);
   popFrame();
   memFree(frame);
   findCurrentFile();
