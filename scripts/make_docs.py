@@ -284,24 +284,30 @@ def bash(switches, long_options, warnings):
             .replace("%WORDS%", " ".join(words)).replace("%COMPLETE%", " ".join(complete)))
 
 
+def zsh_form(form):
+    """A form as the name of an option, in which these three mean something at the end."""
+    return zsh_text(re.sub(r"[-+=]$", lambda match: "\0" + match.group(), form)).replace("\0", "\\")
+
+
 def zsh_text(text):
     return re.sub(r"([\[\]:\\])", r"\\\1", text).replace("'", "'\\''")
 
 
 def zsh(switches, long_options, warnings):
-    lines = ["#compdef vsp32", "# Completion of vsp32's switches in zsh. Made by scripts/make_docs.py.", "_arguments -s0 \\"]
-    lines[-1] = "_arguments \\"
+    lines = ["#compdef vsp32", "# Completion of vsp32's switches in zsh. Made by scripts/make_docs.py.",
+             "_arguments \\"]
     actions = {"directory": "_files -/", "file": "_files", "other": " "}
     names = sorted({name for name, _, _, text in warnings if text})
-    actions["warning"] = "(" + " ".join(names) + ")"
-    valued = {form for form, value, _ in completion_words(switches) if value}
+    actions["warning"] = "(" + " ".join(names + ["-" + name for name in names]) + ")"
+    valued = {form for form, value, _ in completion_words(switches) if value and (value != "xxx" or form == "-w")}
     seen = set()
     for form, value, text in completion_words(switches):
-        if form in seen:
+        # What follows "-w-" is offered as what follows "-w".
+        if form in seen or (value == "xxx" and form != "-w"):
             continue
         # A form that is complete and may also go on stands once, with what may follow as optional.
         seen.add(form)
-        spec = zsh_text(form)
+        spec = zsh_form(form)
         if form in valued:
             shown = value or next(v for f, v, _ in completion_words(switches) if f == form and v)
             colon = "::" if any(f == form and not v for f, v, _ in completion_words(switches)) else ":"
@@ -323,22 +329,53 @@ def fish_text(text):
     return "'" + text.replace("\\", "\\\\").replace("'", "\\'") + "'"
 
 
+FISH = """\
+# Completion of vsp32's switches in fish. Made by scripts/make_docs.py.
+function __vsp32_switches
+    set -l word (commandline -ct)
+    switch $word
+        case %DIRECTORIES%
+            for name in (__fish_complete_directories (string sub -s 3 -- $word))
+                echo (string sub -l 2 -- $word)$name
+            end
+        case %FILES%
+            for name in (__fish_complete_path (string sub -s 3 -- $word))
+                echo (string sub -l 2 -- $word)$name
+            end
+        case '-w?*'
+            set -l sign (string match -r -- '^-w[-+]?' $word)
+            for name in %WARNINGS%
+                echo $sign$name
+            end
+        case '--*'
+        case '*'
+%WORDS%
+    end
+end
+complete -c vsp32 -n 'string match -q -- "-*" (commandline -ct)' -a '(__vsp32_switches)'
+"""
+
+
 def fish(switches, long_options, warnings):
-    lines = ["# Completion of vsp32's switches in fish. Made by scripts/make_docs.py."]
     names = sorted({name for name, _, _, text in warnings if text})
-    actions = {"directory": " -x -a '(__fish_complete_directories)'", "file": " -r -F", "other": " -x",
-               "warning": f" -x -a '{' '.join(names)}'"}
+    words, seen = [], set()
+    attached = {"directory": [], "file": []}
     for form, value, text in completion_words(switches):
-        kind = ("-s " if len(form) == 2 else "-o ") + fish_text(form[1:])
-        lines.append(f"complete -c vsp32 {kind}{actions[value_kind(form, value)] if value else ''} -d {fish_text(text)}")
-    for name, value, text in long_options:
+        if value_kind(form, value) in attached:
+            attached[value_kind(form, value)].append(f"'{form}?*'")
+        if form not in seen:
+            seen.add(form)
+            words.append(f"            printf '%s\\t%s\\n' {fish_text(form)} {fish_text(text)}")
+    text = (FISH.replace("%DIRECTORIES%", " ".join(attached["directory"])).replace("%FILES%", " ".join(attached["file"]))
+            .replace("%WARNINGS%", " ".join(names)).replace("%WORDS%", "\n".join(words)))
+    for name, value, help_text in long_options:
         action = ""
         if name in CHOICES:
             action = f" -x -a '{' '.join(CHOICES[name])}'"
         elif value:
             action = " -r -F" if value in ("FILE", "NAME") else " -x"
-        lines.append(f"complete -c vsp32 -l {name}{action} -d {fish_text(text)}")
-    return "\n".join(lines) + "\n"
+        text += f"complete -c vsp32 -l {name}{action} -d {fish_text(help_text)}\n"
+    return text
 
 
 def main():

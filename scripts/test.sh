@@ -84,7 +84,8 @@ for preset in "${presets[@]}"; do testPreset "$preset"; done
 # The program within another project, optimised for debugging, without link-time optimisation.
 buildWithin() {
   cmake -S tests/within -B build/within -G Ninja -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_FLAGS=-Werror \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo && cmake --build build/within --target vsp32
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo && cmake --build build/within --target texts &&
+    grep -q 'buffer\[((16) \* 1024)\]' build/within/report.i
 }
 if [ "$wholeRun" = true ]; then
   check "build within another project" alone within buildWithin
