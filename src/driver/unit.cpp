@@ -38,6 +38,8 @@
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
 
+constinit int32_t unitNumber = 0;
+
 // --- Set-up and teardown ---
 
 static void beginUnit(const char* path) {
@@ -66,7 +68,7 @@ static void endUnit(bool failed) {
     else
       closeOutput();
   }
-  if (recording) reportUnit(failed);
+  if (recording) reportUnit(unitNumber, failed);
   endExpressions();
   memoryEndUnit();
   messageLine = 0;
@@ -193,6 +195,7 @@ static void prepareAndTranslate(void* argument) {
 }
 
 bool guardedTranslate(const char* path) {
+  ++unitNumber;
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;

@@ -17,6 +17,7 @@
 
 #include "base.h"
 #include "diag/position.h"
+#include "record/files.h"
 
 struct IdentEntry;
 struct ConditionRecord;
@@ -72,6 +73,7 @@ struct FileFrame : InputFrame {
   int32_t guardLastLine;             // of its #endif
   bool headerFlag;                   // found by adding ".h" to a <...> name
   bool ended;                        // nothing follows the block in memory
+  FileSize size;                     // what has been read, where that is recorded
 
   Byte* storage() { return reinterpret_cast<Byte*>(this + 1) + 1; }
 };
