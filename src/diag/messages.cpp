@@ -35,7 +35,8 @@ std::span<const StringRow> builtInDiagnostics() {
 
 int diagnosticRow(int id) {
   const std::span<const StringRow> rows = builtInDiagnostics();
-  const auto found = std::find_if(rows.begin(), rows.end(), [id](const StringRow& row) { return row.id == id; });
+  const auto found =
+      std::find_if(rows.begin(), rows.end(), [id](const StringRow& row) { return row.id == id; });
   return found == rows.end() ? -1 : int(found - rows.begin());
 }
 

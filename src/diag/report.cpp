@@ -24,6 +24,7 @@
 constinit uint32_t errorCount = 0;
 constinit uint32_t messageCount = 0;
 constinit bool fatalSeen = false;
+constinit bool messagesMuted = false;
 constinit MessageLimits messageLimits{};
 
 // Room for the text of one diagnostic; a longer one is cut. The words around it
@@ -198,7 +199,7 @@ static bool reached(uint32_t count, Byte limit) {
 }
 
 void reportError(MessageId id, DiagArg first, DiagArg second) {
-  if (fatalSeen) return;
+  if (fatalSeen || messagesMuted) return;
   formatDiagnostic(id, first, second, textError);
   ++errorCount;
   ++messageCount;
@@ -207,7 +208,7 @@ void reportError(MessageId id, DiagArg first, DiagArg second) {
 }
 
 void reportWarning(MessageId id, DiagArg first) {
-  if (!warningOn[id - firstWarningId] || fatalSeen) return;
+  if (!warningOn[id - firstWarningId] || fatalSeen || messagesMuted) return;
   formatDiagnostic(id, first, {}, textWarning);
   ++messageCount;
   if (reached(messageCount - errorCount, messageLimits.warnings)) stopAtLimit();

@@ -23,10 +23,12 @@
 #include "input/frame.h"
 #include "input/guard.h"
 #include "macro/define.h"
+#include "macro/explain_macro.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
 #include "names/names.h"
 #include "options/lead_bytes.h"
+#include "options/long_options.h"
 #include "options/option_image.h"
 #include "output/line_markers.h"
 #include "output/output.h"
@@ -34,6 +36,7 @@
 #include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/read_files.h"
+#include "record/explain.h"
 #include "record/files.h"
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
@@ -57,10 +60,12 @@ static void beginUnit(const char* path) {
   currentFileName = memCopy(path, std::strlen(path));
   prepareOutput(currentFileName);
   if (pushSourceFile(path) != pushed) reportFatal(msgCannotOpenInput, path);
+  if (longOptions.explainName != nullptr) beginExplainedUnit(path, longOptions.explainName, identLimit);
   installCommandDefines();
 }
 
 static void endUnit(bool failed) {
+  endExplainedUnit();
   if (!failed) ensureOutputOpen();
   if (isOutputNamed()) {
     if (failed && !optionImage.keepOutput)
@@ -102,6 +107,7 @@ static void runUnit(void* argument) {
 
 // The way out after a fatal error.
 static void abortUnit() {
+  endTrial();
   while (popSourceFile(true)) {
   }
   endUnit(true);

@@ -1,8 +1,8 @@
 // The graph of includes.
 //
 // A unit adds its includes as records with the names after them; the end of the run puts the records of all
-// units together, so that a file is one node and an edge has the counts of the whole run. Files are told apart
-// by their names as the guards do it, without regard to case; separators and "./" make no difference.
+// units together, so that a file is one node and an edge has the counts of the whole run. Files are told
+// apart by their names as the guards do it, without regard to case; separators and "./" make no difference.
 
 #include "record/include_graph.h"
 
@@ -19,7 +19,7 @@
 struct PartHead {
   uint64_t bytes;  // of a file that was read
   uint64_t lines;
-  size_t length;   // of both names with their NULs
+  size_t length;  // of both names with their NULs
   FileEventKind kind;
   bool guarded;
 };

@@ -1,7 +1,7 @@
 // The trace of a run.
 //
-// A span is one event with its duration, since some readers tell spans apart by all that they say. Spans stand
-// in the order of their beginnings. Times are those of a clock that all processes of the host share.
+// A span is one event with its duration, since some readers tell spans apart by all that they say. Spans
+// stand in the order of their beginnings. Times are those of a clock that all processes of the host share.
 
 #include "record/trace.h"
 
@@ -14,7 +14,8 @@
 // Appends a time of steadyTime in microseconds, with three decimals.
 static void appendMicroseconds(TextBuffer& events, int64_t time) {
   appendNumber(events, time / 1000);
-  const char decimals[] = {'.', char('0' + time / 100 % 10), char('0' + time / 10 % 10), char('0' + time % 10)};
+  const char decimals[] = {'.', char('0' + time / 100 % 10), char('0' + time / 10 % 10),
+                           char('0' + time % 10)};
   appendBytes(events, decimals, sizeof decimals);
 }
 
