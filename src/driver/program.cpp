@@ -71,8 +71,8 @@ static void lookForQuietSwitches(char** argv, int argc) {
 
 // --- Source files ---
 
-static void translateFile(const char* path) {
-  if (!guardedTranslate(path) || errorCount != 0) {
+static void translateFile(const char* path, bool standardInput) {
+  if (!guardedTranslate(path, standardInput) || errorCount != 0) {
     writeMessage(textErrorSummary, errorCount);
     runFailed = true;
   } else if (messageCount != 0 && (optionImage.batchFlags & failOnWarningFlag) != 0) {
@@ -80,8 +80,8 @@ static void translateFile(const char* path) {
   }
 }
 
-// Runs one file, as C++ if its name says so.
-static void processFile(const char* path) {
+// Runs one unit, as C++ if its name says so.
+static void processUnit(const char* path, bool standardInput) {
   if (!consoleSwitch) {
     printText(path);
     printText(":\r\n");
@@ -89,8 +89,12 @@ static void processFile(const char* path) {
   const bool outer = optionImage.forceCplusplus;
   const PathParts parts = splitPath(path);
   if (sameFileName(path + parts.extension, ".cpp")) optionImage.forceCplusplus = true;
-  translateFile(path);
+  translateFile(path, standardInput);
   optionImage.forceCplusplus = outer;
+}
+
+static void processFile(const char* path) {
+  processUnit(path, false);
 }
 
 // Reports an error that no limit stops.
@@ -156,7 +160,13 @@ static void applyLateSwitch(const char* argument) {
 static void processArguments(char** argv, int argc) {
   int i = 1;
   while (i < argc && isSwitchArgument(argv[i])) ++i;
-  if (i >= argc) {
+  if (longOptions.stdinName != nullptr) {
+    processUnit(longOptions.stdinName, true);
+    if (stopsTheRun()) {
+      runFailed = true;
+      return;
+    }
+  } else if (i >= argc) {
     reportUnlimited(msgNoFileNames, {});
     runFailed = true;
     return;

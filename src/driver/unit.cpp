@@ -43,9 +43,21 @@
 
 constinit int32_t unitNumber = 0;
 
+// A unit that is being translated.
+struct UnitRun {
+  const char* path;
+  bool standardInput;  // its text comes from there; the path is its name alone
+  bool failed;
+};
+
 // --- Set-up and teardown ---
 
-static void beginUnit(const char* path) {
+static PushResult pushSource(const UnitRun& unit) {
+  return unit.standardInput ? pushStandardInput(unit.path) : pushSourceFile(unit.path);
+}
+
+static void beginUnit(const UnitRun& unit) {
+  const char* const path = unit.path;
   resetCounters();
   resetGuards();
   messageLine = 0;
@@ -59,7 +71,7 @@ static void beginUnit(const char* path) {
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
   prepareOutput(currentFileName);
-  if (pushSourceFile(path) != pushed) reportFatal(msgCannotOpenInput, path);
+  if (pushSource(unit) != pushed) reportFatal(msgCannotOpenInput, path);
   if (longOptions.explainName != nullptr) beginExplainedUnit(path, longOptions.explainName, identLimit);
   installCommandDefines();
 }
@@ -86,16 +98,10 @@ static void guardedTokenPass(void*) {
   tokenPass();
 }
 
-// A unit that is being translated.
-struct UnitRun {
-  const char* path;
-  bool failed;
-};
-
 // The protected body: everything that a fatal error may leave.
 static void runUnit(void* argument) {
   UnitRun& unit = *static_cast<UnitRun*>(argument);
-  beginUnit(unit.path);
+  beginUnit(unit);
   installPredefinedMacros();
   if (!runWithStackGuard(guardedTokenPass, nullptr)) reportFatal(msgOutOfMemory);
   reportStatistics();
@@ -200,7 +206,7 @@ static void prepareAndTranslate(void* argument) {
   translationUnit(*static_cast<UnitRun*>(argument));
 }
 
-bool guardedTranslate(const char* path) {
+bool guardedTranslate(const char* path, bool standardInput) {
   ++unitNumber;
   innerState = filterFresh;
   installFaultFilter(faultFilter);
@@ -208,7 +214,7 @@ bool guardedTranslate(const char* path) {
   std::fenv_t environment;
   std::fegetenv(&environment);
   // What a fatal error leaves has failed.
-  UnitRun unit{path, true};
+  UnitRun unit{path, standardInput, true};
   runProtected(prepareAndTranslate, &unit);
   std::fesetenv(&environment);
   inUnit = false;

@@ -199,7 +199,8 @@ bool suspendFile() {
   FileFrame* outermost = nullptr;
   for (InputFrame* frame = inputTop; frame != nullptr; frame = frame->previous) {
     // What has no size, as a pipe, can't be read again from where it was left.
-    if (frame->kind == frameFile && sizeOfFile(asFile(frame)->handle) >= 0) outermost = asFile(frame);
+    if (frame->kind == frameFile && !asFile(frame)->standardInput && sizeOfFile(asFile(frame)->handle) >= 0)
+      outermost = asFile(frame);
   }
   if (outermost == nullptr) return false;
   closeFile(outermost->handle);
@@ -244,7 +245,22 @@ static void enterFile(FileFrame* frame, const char* name) {
   currentFileName = frame->openName;
   currentLine = 0;
   currentFileFrame = frame;
+  if (writesGnuMarkers()) frame->savedGnuFile = enterGnuFile(frame->openName, searchesAngled);
   ++includeDepth;
+}
+
+// Reads an open file next.
+static PushResult pushOpenFile(const char* name, int handle, bool standardInput) {
+  FileFrame* const frame = makeFileFrame(handle);
+  frame->standardInput = standardInput;
+  pushFrame(frame);
+  if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
+    countHeader(name, currentFileName);
+  if (recording) [[unlikely]]
+    noteFileEvent(fileEntered, name, searchesAngled, standardInput);
+  enterFile(frame, name);
+  pushTextFrame(newFileString, 1);
+  return pushed;
 }
 
 PushResult pushSourceFile(const char* name) {
@@ -255,16 +271,13 @@ PushResult pushSourceFile(const char* name) {
   }
   if (includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
   const int handle = openSourceFile(name);
-  if (handle < 0) return refusalOf(handle);
-  FileFrame* const frame = makeFileFrame(handle);
-  pushFrame(frame);
-  if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
-    countHeader(name, currentFileName);
-  if (recording) [[unlikely]]
-    noteFileEvent(fileEntered, name, searchesAngled);
-  enterFile(frame, name);
-  pushTextFrame(newFileString, 1);
-  return pushed;
+  return handle < 0 ? refusalOf(handle) : pushOpenFile(name, handle, false);
+}
+
+PushResult pushStandardInput(const char* name) {
+  const int handle = openStandardInput();
+  if (handle == openNoMemory) failOutOfMemory();
+  return handle < 0 ? refusalOf(handle) : pushOpenFile(name, handle, true);
 }
 
 // Makes the nearest file frame from the top the current one.
@@ -305,6 +318,7 @@ bool popSourceFile(bool quiet) {
   currentLine = frame->savedLine;
   messageLine = currentLine;
   currentFileName = frame->savedFileName;
+  if (writesGnuMarkers()) reenterGnuFile(frame->savedGnuFile);
   popFrame();
   memFree(frame);
   findCurrentFile();

@@ -150,8 +150,6 @@ struct SetAside {
   const ClassTable* activeClass;
   TokenText tokenText;
   Output output;
-  LineMarker lineMarker;
-  bool lineStart;
 };
 static constinit SetAside aside{};
 
@@ -159,7 +157,8 @@ static void beginTrial() {
   aside = {inputTop,    inputCursor,  inputLimit, currentFileFrame, currentLine,     messageLine,
            totalLines,  noExpandMark, pasteSeen,  pendingText,      notDefinedArmed, notDefinedEntry,
            tokenState,  scannedName,  plainIdent, wideString,       wideChar,        lastStringChar,
-           activeClass, tokenText,    output,     lineMarker,       lineStart};
+           activeClass, tokenText,    output};
+  setMarkersAside();
   tryingCall = true;
   messagesMuted = true;
   explaining = false;
@@ -197,8 +196,7 @@ void endTrial() {
   activeClass = aside.activeClass;
   tokenText = aside.tokenText;
   output = aside.output;
-  lineMarker = aside.lineMarker;
-  lineStart = aside.lineStart;
+  restoreMarkers();
   explaining = true;
   messagesMuted = false;
   tryingCall = false;

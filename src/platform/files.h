@@ -21,7 +21,10 @@ enum OpenFailure : int {
 // Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
 int openForReading(const char* path);
 
-// The same for a file that the program looks for on its own account and that serves
+// A handle of its own for the rest of standard input, or an OpenFailure.
+int openStandardInput();
+
+// Opens a file that the program looks for on its own account and that serves
 // the whole run, as a configuration or a language. One whose open or reading could
 // wait for ever, a named pipe, counts as missing.
 int openSettings(const char* path);

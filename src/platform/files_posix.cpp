@@ -6,6 +6,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
@@ -95,6 +96,20 @@ int openForReading(const char* path) {
   return handle;
 }
 
+int openStandardInput() {
+  const int handle = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (handle < 0) return openFailure(errno);
+  struct stat status;
+  if (fstat(handle, &status) == 0 && S_ISREG(status.st_mode)) noteRead(identityOf(status));
+  return handle;
+}
+
+// Waits until a handle that somebody has made non-blocking has something to read.
+static bool waitForInput(int handle) {
+  pollfd waiting{handle, POLLIN, 0};
+  return poll(&waiting, 1, -1) >= 0 || errno == EINTR;
+}
+
 // True for a pipe without a name, which has its writer already.
 static bool isNamelessPipe(int handle) {
   struct statfs status;
@@ -128,7 +143,7 @@ int64_t readFile(int handle, void* buffer, size_t size) {
       if (wasLastOf(handle, count)) break;
     } else if (count == 0) {
       break;
-    } else if (errno != EINTR) {
+    } else if (errno != EINTR && (errno != EAGAIN || !waitForInput(handle))) {
       // A part of the bytes would look like the end of the file.
       return -1;
     }

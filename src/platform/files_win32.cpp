@@ -123,6 +123,17 @@ int openForReading(const char* path) {
   return handle;
 }
 
+int openStandardInput() {
+  if (!entryIsFree()) return openTooManyFiles;
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  const HANDLE process = GetCurrentProcess();
+  HANDLE copy;
+  if (!DuplicateHandle(process, input, process, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS)) return openBroken;
+  const FileIdentity identity = identityOf(copy);
+  if (!(identity == noFile)) noteRead(identity);
+  return takeIn(copy);
+}
+
 int openSettings(const char* path) {
   FileIdentity identity = noFile;
   const int handle = openPath(path, identity);

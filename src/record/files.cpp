@@ -48,10 +48,11 @@ static bool addEvent(FileEvent event, const char* name) {
          appendBytes(records, reinterpret_cast<const char*>(&event), sizeof event);
 }
 
-void noteFileEvent(FileEventKind kind, const char* name, bool angled) {
+void noteFileEvent(FileEventKind kind, const char* name, bool angled, bool standardInput) {
   FileEvent event{};
   event.kind = kind;
   event.angled = angled;
+  event.standardInput = standardInput;
   event.includer = openFile;
   event.partner = noEvent;
   if (addEvent(event, name) && kind == fileEntered) openFile = fileEvents().count - 1;

@@ -57,7 +57,8 @@ const char* nameOfEvent(const FileEvent& event);
 void beginFileEvents();
 
 // The hooks. Memory that is lacking is noted, and reported by fileEventsComplete.
-VSP_COLD void noteFileEvent(FileEventKind kind, const char* name, bool angled = false);
+VSP_COLD void noteFileEvent(FileEventKind kind, const char* name, bool angled = false,
+                            bool standardInput = false);
 VSP_COLD void noteFileLeft(const char* name, const FileSize& size, bool guarded);
 
 // False if events are missing for want of memory.
