@@ -8,8 +8,6 @@
 #include "options/long_options.h"
 #include "platform/files.h"
 
-static constexpr char versionNumber[] = "5.5";
-
 void printText(const char* text) {
   while (*text != 0) {
     const size_t run = std::strcspn(text, "\r");
@@ -28,7 +26,7 @@ void printBanner() {
   printMessage(textBannerName);
   printMessage(textBannerSystem);
   printMessage(textBannerTool);
-  printText(versionNumber);
+  printText(programVersion);
   printMessage(textBannerNotice);
 }
 
@@ -64,7 +62,7 @@ void printFullHelp() {
 
 void printVersion() {
   printText("vsp32 ");
-  printText(versionNumber);
+  printText(programVersion);
   printText("\nBuilt by " VSP_COMPILER " for " VSP_SYSTEM "\n");
   char notice[messageTextLimit];
   loadConsoleMessage(sizeof notice, notice, textBannerNotice);

@@ -222,6 +222,7 @@ static void stopMemory(void*) {
 
 int runProgram(int argc, char** argv) {
   consoleSwitch = quietSwitch = runFailed = false;
+  unitNumber = 0;
   resetCounters();
   optionRefused = false;
   keepArguments(nullptr, 0);
@@ -236,7 +237,7 @@ int runProgram(int argc, char** argv) {
     abandonOutput();
     runFailed = true;
   }
-  if (!writeReportFiles()) runFailed = true;
+  if (!writeReportFiles(runFailed)) runFailed = true;
   dropReports();
   writeHints(runFailed);
   if (!runProtected(stopMemory, nullptr)) runFailed = true;

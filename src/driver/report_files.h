@@ -8,12 +8,12 @@
 
 // One report. The rows stand in report_files.cpp.
 struct ReportFile {
-  const char* const& path;  // of the file, null if the report is not asked for
+  const char* const& path;  // of the file, empty for standard error, null if the report is not asked for
   TextBuffer& text;         // the parts of the units
   bool writtenEmpty;        // also when no unit has added anything
-  // Append what comes before and after the parts, to a text of its own; null for nothing.
-  void (*appendHead)(TextBuffer& file);
-  void (*appendTail)(TextBuffer& file);
+  bool fromEvents;          // made of the events of files, which are recorded for it
+  // Appends the whole report to an empty text, made of the parts. `runFailed` is the status of the run.
+  void (*appendWhole)(TextBuffer& file, const TextBuffer& parts, bool runFailed);
 };
 
 // The row number `index`, from 0 on; null after the last one.
@@ -22,11 +22,12 @@ const ReportFile* reportFile(size_t index);
 // Empties all reports, and sets what is recorded; the start of a run, when the long switches are known.
 void startReports();
 
-// Appends the parts of the unit that ends; its output is closed.
-void reportUnit(bool failed);
+// Appends the parts of the unit that ends; its output is closed. `number` counts the units of the run from 1
+// on.
+void reportUnit(int32_t number, bool failed);
 
 // Writes the files; the end of a run. False if one of them could not be written, which has been reported.
-bool writeReportFiles();
+bool writeReportFiles(bool runFailed);
 
 // Gives the memory of all reports back.
 void dropReports();

@@ -23,10 +23,12 @@
 #include "input/frame.h"
 #include "input/guard.h"
 #include "macro/define.h"
+#include "macro/explain_macro.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
 #include "names/names.h"
 #include "options/lead_bytes.h"
+#include "options/long_options.h"
 #include "options/option_image.h"
 #include "output/line_markers.h"
 #include "output/output.h"
@@ -34,9 +36,12 @@
 #include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/read_files.h"
+#include "record/explain.h"
 #include "record/files.h"
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
+
+constinit int32_t unitNumber = 0;
 
 // A unit that is being translated.
 struct UnitRun {
@@ -67,10 +72,12 @@ static void beginUnit(const UnitRun& unit) {
   currentFileName = memCopy(path, std::strlen(path));
   prepareOutput(currentFileName);
   if (pushSource(unit) != pushed) reportFatal(msgCannotOpenInput, path);
+  if (longOptions.explainName != nullptr) beginExplainedUnit(path, longOptions.explainName, identLimit);
   installCommandDefines();
 }
 
 static void endUnit(bool failed) {
+  endExplainedUnit();
   if (!failed) ensureOutputOpen();
   if (isOutputNamed()) {
     if (failed && !optionImage.keepOutput)
@@ -78,7 +85,7 @@ static void endUnit(bool failed) {
     else
       closeOutput();
   }
-  if (recording) reportUnit(failed);
+  if (recording) reportUnit(unitNumber, failed);
   endExpressions();
   memoryEndUnit();
   messageLine = 0;
@@ -106,6 +113,7 @@ static void runUnit(void* argument) {
 
 // The way out after a fatal error.
 static void abortUnit() {
+  endTrial();
   while (popSourceFile(true)) {
   }
   endUnit(true);
@@ -199,6 +207,7 @@ static void prepareAndTranslate(void* argument) {
 }
 
 bool guardedTranslate(const char* path, bool standardInput) {
+  ++unitNumber;
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;

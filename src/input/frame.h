@@ -18,6 +18,7 @@
 #include "base.h"
 #include "diag/position.h"
 #include "output/line_markers.h"
+#include "record/files.h"
 
 struct IdentEntry;
 struct ConditionRecord;
@@ -75,6 +76,7 @@ struct FileFrame : InputFrame {
   GnuFile savedGnuFile;              // of the including file
   bool standardInput;                // read from there: it can't be opened again
   bool ended;                        // nothing follows the block in memory
+  FileSize size;                     // what has been read, where that is recorded
 
   Byte* storage() { return reinterpret_cast<Byte*>(this + 1) + 1; }
 };

@@ -96,6 +96,8 @@ static Byte refillFile(FileFrame* frame) {
   if (got <= 0) return endFile(frame);
   frame->ended = got < int64_t{frame->readSize};
   frame->bytesBefore += frame->length;
+  if (recording) [[unlikely]]
+    measureBlock(frame->size, frame->storage(), size_t(got));
   return beginBlock(frame, uint32_t(got));
 }
 
@@ -302,7 +304,7 @@ bool popSourceFile(bool quiet) {
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     completeHeader(currentFileName, frame->guardFirstLine, frame->guardLastLine);
   if (recording) [[unlikely]]
-    noteFileEvent(fileLeft, frame->openName);
+    noteFileLeft(frame->openName, frame->size, frame->guardFirstLine != 0);
   if (frame->kind == frameFile) closeFile(frame->handle);
   frame->kind = frameFile;
   condStack = frame->savedConditions;

@@ -23,7 +23,7 @@
 #include "scanner/token_text.h"
 
 static void defineIfAbsent(const Byte* body, const Byte* name) {
-  if (!lookupName(name)->isMacro()) defineMacroText(body, name);
+  if (!lookupName(name)->isMacro()) defineMacroText(body, name, definedByProgram);
 }
 
 void installPredefinedMacros() {

@@ -42,6 +42,29 @@ void resetLineMarkers() {
   lineMarker.fileName = nullptr;
 }
 
+// The markers that have been put aside.
+struct MarkersAside {
+  bool lineStart;
+  char lastSyncName[syncNameSize];
+  LineMarker lineMarker;
+  GnuMarkers gnu;
+};
+static constinit MarkersAside aside{};
+
+void setMarkersAside() {
+  aside.lineStart = lineStart;
+  std::memcpy(aside.lastSyncName, lastSyncName, syncNameSize);
+  aside.lineMarker = lineMarker;
+  aside.gnu = gnu;
+}
+
+void restoreMarkers() {
+  lineStart = aside.lineStart;
+  std::memcpy(lastSyncName, aside.lastSyncName, syncNameSize);
+  lineMarker = aside.lineMarker;
+  gnu = aside.gnu;
+}
+
 static void emitNumber(int32_t value) {
   char digits[16] = {};
   const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;

@@ -63,5 +63,9 @@ void restartGnuCount();
 // A splice in a string has been left out of the output.
 void noteJoinedLine();
 
+// Put all that is known of the markers written aside, and back: what is read in between is only tried out.
+void setMarkersAside();
+void restoreMarkers();
+
 // Forgets the markers written; the start of a unit.
 void resetLineMarkers();

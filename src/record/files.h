@@ -15,19 +15,38 @@ enum FileEventKind : Byte {
   fileRead      // read as a whole by others: the library of #import
 };
 
+// What has been read of a file, in blocks.
+struct FileSize {
+  uint64_t bytes;
+  uint64_t lineFeeds;
+  uint64_t returns;
+  Byte last;  // the last byte
+};
+
+// Counts a block in.
+void measureBlock(FileSize& size, const Byte* text, size_t length);
+
+constexpr size_t noEvent = SIZE_MAX;
+
 struct FileEvent {
   FileEventKind kind;
   bool standardInput;  // of the source that comes from there: no file of that name was read
   bool angled;         // of fileEntered and fileSkipped: named as <...>
+  bool guarded;        // of fileLeft: the file has a guard
   int32_t line;        // of the including file, 0 for the source itself
   size_t name;   // where the name begins, see nameOfEvent; as the program spelled it when it opened the file
   int64_t time;  // of steadyTime
+  size_t includer;  // the fileEntered of the including file, noEvent for the source itself and for fileLeft
+  size_t partner;   // of fileEntered and fileLeft: the other one; else noEvent
+  uint64_t bytes;   // of fileLeft: how much of the file was read
+  uint64_t lines;   // of fileLeft: the same in lines
 };
 
 // The events of the unit; valid until the next one begins.
 struct FileEvents {
   FileEvent* items;
   size_t count;
+  int64_t start;  // when the unit began
 };
 FileEvents fileEvents();
 
@@ -40,6 +59,7 @@ void beginFileEvents();
 // The hooks. Memory that is lacking is noted, and reported by fileEventsComplete.
 VSP_COLD void noteFileEvent(FileEventKind kind, const char* name, bool angled = false,
                             bool standardInput = false);
+VSP_COLD void noteFileLeft(const char* name, const FileSize& size, bool guarded);
 
 // False if events are missing for want of memory.
 bool fileEventsComplete();
