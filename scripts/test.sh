@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what the tests need, builds and tests with each preset of the list, checks the format, compares
 # the release build's instruction counts with their budgets and runs clang-tidy:  scripts/test.sh [ preset... ]
-# Without a list also the checks of what no preset covers: a build within another project, the scripts.
+# Without a list also the checks of what no preset covers: a build within another project, the scripts,
+# the packages.
 # The last line tells how many tests and checks passed and failed; the exit status is 1 if any did.
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/common.sh"
 
@@ -12,7 +13,8 @@ if [ "${#presets[@]}" = 0 ]; then
   presets=(release dev clang ordinary)
 fi
 mapfile -t missing < <(missingPackages cmake cmake g++ g++ clang++ clang ninja ninja-build \
-  clang-format clang-format clang-tidy clang-tidy valgrind valgrind)
+  clang-format clang-format clang-tidy clang-tidy valgrind valgrind python3 python3 make make \
+  dpkg-shlibdeps dpkg-dev)
 [ -e /usr/include/gtest/gtest.h ] || missing+=(libgtest-dev)
 [ -e /usr/include/benchmark/benchmark.h ] || missing+=(libbenchmark-dev)
 installPackages "${missing[@]}" || exit 1
@@ -76,17 +78,20 @@ testPreset() {
 
 mapfile -t ownFiles < <(find src tests bench -name '*.cpp' -o -name '*.h' -o -name '*.def' | grep -v '\.def$')
 check "format" clang-format --dry-run -Werror "${ownFiles[@]}"
+check "documents of the switches" scripts/make_docs.py --check
 for preset in "${presets[@]}"; do testPreset "$preset"; done
 
 # The program within another project, optimised for debugging, without link-time optimisation.
 buildWithin() {
   cmake -S tests/within -B build/within -G Ninja -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_FLAGS=-Werror \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo && cmake --build build/within --target vsp32
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo && cmake --build build/within --target texts &&
+    grep -q 'buffer\[((16) \* 1024)\]' build/within/report.i
 }
 if [ "$wholeRun" = true ]; then
   check "build within another project" alone within buildWithin
   check "fast paths" scripts/compare_paths.sh
   check "scripts" alone scripts tests/scripts_test.sh
+  check "packages" alone packages tests/install_test.sh
 fi
 if [[ " ${presets[*]} " == *" release "* ]]; then check "instructions" bench/instructions.sh; fi
 if [ -f build/clang/compile_commands.json ]; then

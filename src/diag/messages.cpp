@@ -6,11 +6,11 @@
 
 #include "diag/messages.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/files.h"
 #include "platform/locale.h"
-#include "platform/string_table.h"
 
 constexpr StringRow builtInMessages[] = {
 #define MESSAGE(id, name, text) {id, text},
@@ -25,6 +25,20 @@ constexpr bool messagesInOrder = [] {
   return true;
 }();
 static_assert(messagesInOrder, "the lookup is a binary search");
+
+std::span<const StringRow> builtInDiagnostics() {
+  constexpr uint16_t firstOtherText = 4096;
+  const StringRow* end = builtInMessages;
+  while (end->id < firstOtherText) ++end;
+  return {builtInMessages, end};
+}
+
+int diagnosticRow(int id) {
+  const std::span<const StringRow> rows = builtInDiagnostics();
+  const auto found =
+      std::find_if(rows.begin(), rows.end(), [id](const StringRow& row) { return row.id == id; });
+  return found == rows.end() ? -1 : int(found - rows.begin());
+}
 
 static constinit bool libraryChosen = false;  // the search for a library has been made
 

@@ -16,6 +16,7 @@
 #include <cstring>
 
 #include "diag/fatal.h"
+#include "diag/message_forms.h"
 #include "diag/position.h"
 #include "diag/warnings.h"
 #include "platform/files.h"
@@ -23,6 +24,7 @@
 constinit uint32_t errorCount = 0;
 constinit uint32_t messageCount = 0;
 constinit bool fatalSeen = false;
+constinit bool messagesMuted = false;
 constinit MessageLimits messageLimits{};
 
 // Room for the text of one diagnostic; a longer one is cut. The words around it
@@ -110,37 +112,58 @@ static void writePlace(const char* code, size_t length) {
   writeToConsole(": ");
 }
 
+// The sink of what the console can't take any more. If this is lost too, the status still tells.
+static void writeToErrorStream(const char* piece, size_t length) {
+  (void)writeErrorStream(piece, length);
+}
+
 void reportLostConsole() {
   char severity[diagnosticTextSize];
   char text[diagnosticTextSize];
   loadMessageInto(sizeof severity, severity, textError);
   loadMessageInto(sizeof text, text, msgWriteFailed);
+  if (messageForm == gnuMessages) {
+    writeGnuMessage({msgWriteFailed, textError, text, nullptr, 0}, writeToErrorStream);
+    return;
+  }
   const bool hasCode = std::strlen(text) > codeLength + 1;
   const size_t length = hasCode ? codeLength : std::strlen(text);
-  // If this is lost too, the status still tells.
-  (void)writeErrorStream(severity, std::strlen(severity));
-  (void)writeErrorStream(" ", 1);
-  (void)writeErrorStream(text, length);
-  (void)writeErrorStream(": ", 2);
-  if (hasCode) (void)writeErrorStream(text + codeLength + 1, std::strlen(text + codeLength + 1));
-  (void)writeErrorStream("\n", 1);
+  writeToErrorStream(severity, std::strlen(severity));
+  writeToErrorStream(" ", 1);
+  writeToErrorStream(text, length);
+  writeToErrorStream(": ", 2);
+  if (hasCode) writeToErrorStream(text + codeLength + 1, std::strlen(text + codeLength + 1));
+  writeToErrorStream("\n", 1);
+}
+
+// Writes the line of a message in the family's form.
+static void writeFamilyMessage(const ShownMessage& message) {
+  char severity[messageTextLimit];
+  loadMessageInto(sizeof severity, severity, message.severity);
+
+  // A text too short for a code and a message serves as both.
+  const char* const text = message.text;
+  const size_t length = std::strlen(text);
+  const bool hasCode = length > codeLength + 1;
+  writeToConsole(severity);
+  writePlace(text, hasCode ? codeLength : length);
+  formatMessage(hasCode ? text + codeLength + 1 : text, message.arguments, message.argumentCount,
+                writeToConsole);
+  writeToConsole("\n");
 }
 
 void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId severityWord) {
-  char severity[messageTextLimit];
   char text[diagnosticTextSize];
-  loadMessageInto(sizeof severity, severity, severityWord);
   loadMessageInto(sizeof text, text, id);
-
-  // A text too short for a code and a message serves as both.
-  const size_t length = std::strlen(text);
-  const bool hasCode = length > codeLength + 1;
   const DiagArg arguments[] = {first, second};
-  writeToConsole(severity);
-  writePlace(text, hasCode ? codeLength : length);
-  formatMessage(hasCode ? text + codeLength + 1 : text, arguments, 2, writeToConsole);
-  writeToConsole("\n");
+  const ShownMessage message = {id, severityWord, text, arguments, 2};
+  if (messageForm == gnuMessages)
+    writeGnuMessage(message, writeToConsole);
+  else
+    writeFamilyMessage(message);
   (void)flushConsole();
+  // After an internal error, which may have been one of the allocator, no log is written.
+  if (messageForm == sarifMessages && id != msgInternalError) addSarifResult(message);
 }
 
 // Leaves the unit after a fatal message.
@@ -176,7 +199,7 @@ static bool reached(uint32_t count, Byte limit) {
 }
 
 void reportError(MessageId id, DiagArg first, DiagArg second) {
-  if (fatalSeen) return;
+  if (fatalSeen || messagesMuted) return;
   formatDiagnostic(id, first, second, textError);
   ++errorCount;
   ++messageCount;
@@ -185,7 +208,7 @@ void reportError(MessageId id, DiagArg first, DiagArg second) {
 }
 
 void reportWarning(MessageId id, DiagArg first) {
-  if (!warningOn[id - firstWarningId] || fatalSeen) return;
+  if (!warningOn[id - firstWarningId] || fatalSeen || messagesMuted) return;
   formatDiagnostic(id, first, {}, textWarning);
   ++messageCount;
   if (reached(messageCount - errorCount, messageLimits.warnings)) stopAtLimit();

@@ -31,6 +31,9 @@ extern uint32_t errorCount;    // errors, fatal ones included
 extern uint32_t messageCount;  // errors and warnings
 extern bool fatalSeen;         // a fatal error or a limit: all reporting is silent
 
+// Errors and warnings are neither shown nor counted: text is only being tried out.
+extern bool messagesMuted;
+
 // How many messages stop a unit; 0 for any number. Set by the switches.
 struct MessageLimits {
   Byte errors;    // -j: of errors

@@ -48,6 +48,10 @@ constinit Byte warningOn[warningCount] = {};
 // The column of defaults of this run.
 static constinit Byte warningDefault[warningCount] = {};
 
+bool isOnByDefault(MessageId id) {
+  return warningRows[id - firstWarningId].enabled != 0;
+}
+
 void resetWarnings() {
   for (int i = 0; i < warningCount; ++i) warningDefault[i] = warningRows[i].enabled;
 }

@@ -11,6 +11,9 @@ constexpr int warningCount = 97;
 // The working copy: one byte for each warning, in the order of identifiers.
 extern Byte warningOn[warningCount];
 
+// Whether a warning is on before any switch.
+bool isOnByDefault(MessageId id);
+
 // Sets the defaults as they are before any switch; the start of a run.
 void resetWarnings();
 

@@ -17,6 +17,7 @@
 #include "input/guard.h"
 #include "input/macro_frames.h"
 #include "macro/define.h"
+#include "macro/explain_macro.h"
 #include "names/names.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"
@@ -326,20 +327,28 @@ static bool readConditionName(Byte c, const char* directive, Name& name) {
   return true;
 }
 
+// Answers the question of a directive, `asked` with its '#' and a blank.
+static bool answerQuestion(const char* asked, const Name& name) {
+  const bool defined = isDefined(name);
+  if (explaining) [[unlikely]]
+    explainAskedName(asked, name, defined);
+  return defined;
+}
+
 void ifdefDirective(Byte c) {
   Name name;
-  if (readConditionName(c, "ifdef", name)) enterGroup(isDefined(name));
+  if (readConditionName(c, "ifdef", name)) enterGroup(answerQuestion("#ifdef ", name));
 }
 
 void ifndefDirective(Byte c) {
   Name name;
-  if (readConditionName(c, "ifndef", name)) enterGroup(!isDefined(name));
+  if (readConditionName(c, "ifndef", name)) enterGroup(!answerQuestion("#ifndef ", name));
 }
 
 void firstIfndefInFile(Byte c) {
   Name name;
   if (!readConditionName(c, "ifndef", name)) return;
-  const bool defined = isDefined(name);
+  const bool defined = answerQuestion("#ifndef ", name);
   ConditionRecord* const record = pushCondition(conditionOpen);
   record->guardName = asChars(findEntry(name)->spelling());
   record->guardLine = messageLine;

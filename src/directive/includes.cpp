@@ -130,8 +130,8 @@ char* readIncludeName(Byte c, IncludeDirective directive, Byte& delimiter) {
 // up to its first token; a directive there may be the file's guard.
 static void readFileStart() {
   for (;;) {
-    emitChar('\r');
-    emitChar('\n');
+    // Tools that count lines from a marker on are not to count one more.
+    if (!writesGnuMarkers()) emitRun(asBytes("\r\n"), 2);
     const Byte c = skipSpaceFrom(0);
     if (c == '#') {
       processDirective(true, true);

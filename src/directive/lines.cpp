@@ -10,6 +10,7 @@
 #include "macro/define.h"
 #include "memory/memory.h"
 #include "options/option_image.h"
+#include "output/line_markers.h"
 #include "output/output.h"
 #include "platform/paths.h"
 #include "scanner/char_class.h"
@@ -86,6 +87,7 @@ void lineDirective(Byte) {
     reportError(msgBadFileNameFormat, "line");
     return;
   }
+  if (writesGnuMarkers()) restartGnuCount();
   currentLine = int32_t(number - 1);
   messageLine = currentLine;
 }

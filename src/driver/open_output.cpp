@@ -45,10 +45,8 @@ static bool openOutput(const char* name) {
   return true;
 }
 
-// The output's name: that of -o, or the source's in the directory of -n.
-static const char* outputNameOf(const char* path) {
-  if (optionImage.outputFile != nullptr && !optionImage.viaAssembler)
-    return memCopy(optionImage.outputFile, std::strlen(optionImage.outputFile));
+// The name from the source's, in the directory of -n.
+static const char* defaultOutputName(const char* path) {
   const PathParts parts = splitPath(path);
   const char* const directory = optionImage.outputDirectory == nullptr ? "" : optionImage.outputDirectory;
   const size_t directoryLength = std::strlen(directory);
@@ -60,6 +58,18 @@ static const char* outputNameOf(const char* path) {
   std::memcpy(target, path + parts.nameStart, baseLength);
   std::memcpy(target + baseLength, ".i", 3);
   return name;
+}
+
+// The output's name: that of -o, or the source's.
+static const char* outputNameOf(const char* path) {
+  if (optionImage.outputFile != nullptr && !optionImage.viaAssembler)
+    return memCopy(optionImage.outputFile, std::strlen(optionImage.outputFile));
+  return defaultOutputName(path);
+}
+
+const char* unitOutputName() {
+  const char* const name = outputNameOf(sourcePath);
+  return isConsoleOutput(name) ? defaultOutputName(sourcePath) : name;
 }
 
 void prepareOutput(const char* path) {

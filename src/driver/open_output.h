@@ -12,5 +12,9 @@ void prepareOutput(const char* sourcePath);
 // be created ends the unit.
 void ensureOutputOpen();
 
+// The name of the unit's output file, or the one that it would have if the console
+// were not its output. Valid until the end of the unit.
+const char* unitOutputName();
+
 // True from the first attempt to open the output to the end of the unit.
 bool isOutputNamed();

@@ -184,11 +184,11 @@ VSP_INLINE bool passOther(PlainRun& run, Byte byteClass) {
 }
 
 // A string that ends in the buffer. A backslash is written as it stands, and what
-// follows it ends no string.
+// follows it ends no string; the scanner looks at what is no ordinary byte there.
 VSP_INLINE bool passString(PlainRun& run) {
   if (scanner.lastStringChar == '\\') return false;
   const Byte* end = run.cursor + 1;
-  while ((end = findStringStop(end, run.limit)) < run.limit && *end == '\\' && end[1] != endOfTextByte)
+  while ((end = findStringStop(end, run.limit)) < run.limit && *end == '\\' && end[1] > endOfTextByte)
     end += 2;
   if (end >= run.limit || *end != '"') return false;
   const size_t length = size_t(end + 1 - run.cursor);

@@ -9,12 +9,15 @@
 #include <cstring>
 
 #include "diag/fatal.h"
-#include "diag/messages.h"
 #include "diag/report.h"
+#include "driver/help.h"
+#include "driver/hints.h"
+#include "driver/report_files.h"
 #include "driver/unit.h"
 #include "memory/memory.h"
 #include "options/arguments.h"
 #include "options/defines.h"
+#include "options/long_options.h"
 #include "options/option_image.h"
 #include "options/options.h"
 #include "options/search_lists.h"
@@ -30,38 +33,6 @@ static constinit bool runFailed = false;      // the exit status is 1
 
 // The longest path that the search for sources builds, with its NUL.
 constexpr size_t sourcePathSize = 4096;
-
-// --- Text for the user ---
-
-// Text for standard output with its carriage returns dropped.
-static void printText(const char* text) {
-  while (*text != 0) {
-    const size_t run = std::strcspn(text, "\r");
-    writeConsole(text, run);
-    text += run;
-    if (*text == '\r') ++text;
-  }
-}
-
-static void printMessage(MessageId id) {
-  char text[messageTextLimit];
-  printText(loadConsoleMessage(sizeof text, text, id));
-}
-
-static void printBanner() {
-  printMessage(textBannerName);
-  printMessage(textBannerSystem);
-  printMessage(textBannerTool);
-  printText("5.5");
-  printMessage(textBannerNotice);
-}
-
-static void printHelp() {
-  static constexpr MessageId lines[] = {
-      textSyntaxIs, textProgramName, textSyntaxArguments, textHelp1, textHelp2, textHelp3,  textHelp4,
-      textHelp5,    textHelp6,       textHelp7,           textHelp8, textHelp9, textHelp10, textHelp11};
-  for (const MessageId id : lines) printMessage(id);
-}
 
 // Sends what is left to the console. If any of its text was lost, as on a full
 // disk, the error stream says so, and the result is false.
@@ -100,8 +71,8 @@ static void lookForQuietSwitches(char** argv, int argc) {
 
 // --- Source files ---
 
-static void translateFile(const char* path) {
-  if (!guardedTranslate(path) || errorCount != 0) {
+static void translateFile(const char* path, bool standardInput) {
+  if (!guardedTranslate(path, standardInput) || errorCount != 0) {
     writeMessage(textErrorSummary, errorCount);
     runFailed = true;
   } else if (messageCount != 0 && (optionImage.batchFlags & failOnWarningFlag) != 0) {
@@ -109,8 +80,8 @@ static void translateFile(const char* path) {
   }
 }
 
-// Runs one file, as C++ if its name says so.
-static void processFile(const char* path) {
+// Runs one unit, as C++ if its name says so.
+static void processUnit(const char* path, bool standardInput) {
   if (!consoleSwitch) {
     printText(path);
     printText(":\r\n");
@@ -118,8 +89,12 @@ static void processFile(const char* path) {
   const bool outer = optionImage.forceCplusplus;
   const PathParts parts = splitPath(path);
   if (sameFileName(path + parts.extension, ".cpp")) optionImage.forceCplusplus = true;
-  translateFile(path);
+  translateFile(path, standardInput);
   optionImage.forceCplusplus = outer;
+}
+
+static void processFile(const char* path) {
+  processUnit(path, false);
 }
 
 // Reports an error that no limit stops.
@@ -185,7 +160,13 @@ static void applyLateSwitch(const char* argument) {
 static void processArguments(char** argv, int argc) {
   int i = 1;
   while (i < argc && isSwitchArgument(argv[i])) ++i;
-  if (i >= argc) {
+  if (longOptions.stdinName != nullptr) {
+    processUnit(longOptions.stdinName, true);
+    if (stopsTheRun()) {
+      runFailed = true;
+      return;
+    }
+  } else if (i >= argc) {
     reportUnlimited(msgNoFileNames, {});
     runFailed = true;
     return;
@@ -215,12 +196,20 @@ static void runArguments(void* argument) {
   // Messages must not go into a file that got the number of standard output.
   if (!openStandardHandles()) reportFatal(msgWriteFailed);
   lookForQuietSwitches(argv, argc);
-  if (!consoleSwitch && !quietSwitch) printBanner();
+  if (!consoleSwitch && !quietSwitch && !hasLongFlag("version", argv, argc)) printBanner();
   if (argc <= 1) {
     printHelp();
     return;
   }
   expandResponseFiles(argv, argc);
+  keepArguments(argv, argc);
+  takeLongOptions(argv, argc);
+  if (longOptions.help || longOptions.version) {
+    if (longOptions.help) printFullHelp();
+    if (longOptions.version) printVersion();
+    return;
+  }
+  startReports();
   optionBootstrap(argv, argc);
   if (optionImage.outputFile != nullptr)
     optionImage.outputFile = addDefaultExtension(".i", optionImage.outputFile);
@@ -233,7 +222,11 @@ static void stopMemory(void*) {
 
 int runProgram(int argc, char** argv) {
   consoleSwitch = quietSwitch = runFailed = false;
+  unitNumber = 0;
   resetCounters();
+  optionRefused = false;
+  keepArguments(nullptr, 0);
+  resetLongOptions();
   clearSearchLists();
   clearCommandDefines();
   forgetDirectories();
@@ -244,6 +237,9 @@ int runProgram(int argc, char** argv) {
     abandonOutput();
     runFailed = true;
   }
+  if (!writeReportFiles(runFailed)) runFailed = true;
+  dropReports();
+  writeHints(runFailed);
   if (!runProtected(stopMemory, nullptr)) runFailed = true;
   if (!finishConsole()) runFailed = true;
   removeFaultFilters();

@@ -16,6 +16,7 @@
 #include "names/names.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"
+#include "output/line_markers.h"
 #include "output/output.h"
 #include "scanner/byte_search.h"
 #include "scanner/literals.h"
@@ -43,6 +44,21 @@ static void emitWide(int c) {
   emitChar(Byte(c));
 }
 
+// Passes the line end after a backslash just read, if there is one: tools that expect preprocessed text join
+// no lines. False, with nothing read, if there is none.
+static bool dropSplice() {
+  if (input.pendingText != nullptr) return false;
+  const Byte c = nextChar();
+  if (!isLineEnd(c)) {
+    ungetChar();
+    return false;
+  }
+  passPairedLineEnd(c);
+  noteJoinedLine();
+  scanner.lastStringChar = ' ';
+  return true;
+}
+
 static void writeString() {
   if (scanner.wideString) emitChar('L');
   emitChar('"');
@@ -50,6 +66,7 @@ static void writeString() {
     if (fastPaths && input.pendingText == nullptr && !anyLeadBytes) emitPlainRun();
     const int c = nextStringChar();
     if (c == -1 || c == endOfTextByte) break;
+    if (c == '\\' && writesGnuMarkers() && dropSplice()) continue;
     if (c == '"' && input.pendingText != nullptr) emitChar('\\');
     emitWide(c);
   }

@@ -16,16 +16,19 @@
 #include "diag/report.h"
 #include "diag/warnings.h"
 #include "driver/open_output.h"
+#include "driver/report_files.h"
 #include "driver/reports.h"
 #include "driver/token_pass.h"
 #include "expr/expr.h"
 #include "input/frame.h"
 #include "input/guard.h"
 #include "macro/define.h"
+#include "macro/explain_macro.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
 #include "names/names.h"
 #include "options/lead_bytes.h"
+#include "options/long_options.h"
 #include "options/option_image.h"
 #include "output/line_markers.h"
 #include "output/output.h"
@@ -33,12 +36,28 @@
 #include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/read_files.h"
+#include "record/explain.h"
+#include "record/files.h"
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
 
+constinit int32_t unitNumber = 0;
+
+// A unit that is being translated.
+struct UnitRun {
+  const char* path;
+  bool standardInput;  // its text comes from there; the path is its name alone
+  bool failed;
+};
+
 // --- Set-up and teardown ---
 
-static void beginUnit(const char* path) {
+static PushResult pushSource(const UnitRun& unit) {
+  return unit.standardInput ? pushStandardInput(unit.path) : pushSourceFile(unit.path);
+}
+
+static void beginUnit(const UnitRun& unit) {
+  const char* const path = unit.path;
   resetCounters();
   resetGuards();
   messageLine = 0;
@@ -52,11 +71,13 @@ static void beginUnit(const char* path) {
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
   prepareOutput(currentFileName);
-  if (pushSourceFile(path) != pushed) reportFatal(msgCannotOpenInput, path);
+  if (pushSource(unit) != pushed) reportFatal(msgCannotOpenInput, path);
+  if (longOptions.explainName != nullptr) beginExplainedUnit(path, longOptions.explainName, identLimit);
   installCommandDefines();
 }
 
 static void endUnit(bool failed) {
+  endExplainedUnit();
   if (!failed) ensureOutputOpen();
   if (isOutputNamed()) {
     if (failed && !optionImage.keepOutput)
@@ -64,6 +85,7 @@ static void endUnit(bool failed) {
     else
       closeOutput();
   }
+  if (recording) reportUnit(unitNumber, failed);
   endExpressions();
   memoryEndUnit();
   messageLine = 0;
@@ -76,16 +98,10 @@ static void guardedTokenPass(void*) {
   tokenPass();
 }
 
-// A unit that is being translated.
-struct UnitRun {
-  const char* path;
-  bool failed;
-};
-
 // The protected body: everything that a fatal error may leave.
 static void runUnit(void* argument) {
   UnitRun& unit = *static_cast<UnitRun*>(argument);
-  beginUnit(unit.path);
+  beginUnit(unit);
   installPredefinedMacros();
   if (!runWithStackGuard(guardedTokenPass, nullptr)) reportFatal(msgOutOfMemory);
   reportStatistics();
@@ -97,6 +113,7 @@ static void runUnit(void* argument) {
 
 // The way out after a fatal error.
 static void abortUnit() {
+  endTrial();
   while (popSourceFile(true)) {
   }
   endUnit(true);
@@ -105,6 +122,7 @@ static void abortUnit() {
 static void translationUnit(UnitRun& unit) {
   cplusplusMode = optionImage.forceCplusplus;
   optionSave = optionImage;
+  if (recording) beginFileEvents();
   if (!runProtected(runUnit, &unit)) abortUnit();
   optionImage = optionSave;
   currentFileName = nullptr;
@@ -188,14 +206,15 @@ static void prepareAndTranslate(void* argument) {
   translationUnit(*static_cast<UnitRun*>(argument));
 }
 
-bool guardedTranslate(const char* path) {
+bool guardedTranslate(const char* path, bool standardInput) {
+  ++unitNumber;
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;
   std::fenv_t environment;
   std::fegetenv(&environment);
   // What a fatal error leaves has failed.
-  UnitRun unit{path, true};
+  UnitRun unit{path, standardInput, true};
   runProtected(prepareAndTranslate, &unit);
   std::fesetenv(&environment);
   inUnit = false;

@@ -26,6 +26,7 @@
 #include "expr/state.h"
 #include "input/guard.h"
 #include "options/option_image.h"
+#include "record/explain.h"
 #include "scanner/literals.h"
 #include "scanner/scan.h"
 #include "scanner/state.h"
@@ -247,7 +248,10 @@ static ExprNode* parseUnary() {
     case tokSizeof: return parseSizeof();
     case tokUuidof: return parseUuidof();
     case tokOpenParen: return parseParenthesis();
-    case tokIdent: return passOperand(newIntConst(basicType(kindInt), 0));
+    case tokIdent:
+      if (explaining) [[unlikely]]
+        if (isExplained(tokenState.entry->spelling(), tokenState.entry->nameLength)) explainOperand();
+      return passOperand(newIntConst(basicType(kindInt), 0));
     case tokCharConst:
     case tokIntConst: return passOperand(intOperand());
     case tokLongConst:

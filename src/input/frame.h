@@ -17,6 +17,8 @@
 
 #include "base.h"
 #include "diag/position.h"
+#include "output/line_markers.h"
+#include "record/files.h"
 
 struct IdentEntry;
 struct ConditionRecord;
@@ -71,7 +73,10 @@ struct FileFrame : InputFrame {
   int32_t guardFirstLine;            // of the guard's opening directive, 0 until one is found
   int32_t guardLastLine;             // of its #endif
   bool headerFlag;                   // found by adding ".h" to a <...> name
+  GnuFile savedGnuFile;              // of the including file
+  bool standardInput;                // read from there: it can't be opened again
   bool ended;                        // nothing follows the block in memory
+  FileSize size;                     // what has been read, where that is recorded
 
   Byte* storage() { return reinterpret_cast<Byte*>(this + 1) + 1; }
 };
@@ -171,6 +176,9 @@ PushResult refusalOf(int failure);
 
 // Opens `name` and reads it next.
 PushResult pushSourceFile(const char* name);
+
+// Reads standard input next, as the source file `name`.
+PushResult pushStandardInput(const char* name);
 
 // Ends the top frame. False if the stack is now empty. With `quiet` an open
 // conditional is not reported.

@@ -21,6 +21,7 @@
 #include "options/option_image.h"
 #include "output/advance_line.h"
 #include "platform/files.h"
+#include "record/files.h"
 
 constinit InputState input = {};
 
@@ -91,6 +92,8 @@ static Byte refillFile(FileFrame* frame) {
   if (got <= 0) return endFile(frame);
   frame->ended = got < int64_t{frame->readSize};
   frame->bytesBefore += frame->length;
+  if (recording) [[unlikely]]
+    measureBlock(frame->size, frame->storage(), size_t(got));
   return beginBlock(frame, uint32_t(got));
 }
 
@@ -192,7 +195,8 @@ bool suspendFile() {
   FileFrame* outermost = nullptr;
   for (InputFrame* frame = input.top; frame != nullptr; frame = frame->previous) {
     // What has no size, as a pipe, can't be read again from where it was left.
-    if (frame->kind == frameFile && sizeOfFile(asFile(frame)->handle) >= 0) outermost = asFile(frame);
+    if (frame->kind == frameFile && !asFile(frame)->standardInput && sizeOfFile(asFile(frame)->handle) >= 0)
+      outermost = asFile(frame);
   }
   if (outermost == nullptr) return false;
   closeFile(outermost->handle);
@@ -237,21 +241,39 @@ static void enterFile(FileFrame* frame, const char* name) {
   currentFileName = frame->openName;
   currentLine = 0;
   input.currentFileFrame = frame;
+  if (writesGnuMarkers()) frame->savedGnuFile = enterGnuFile(frame->openName, searchesAngled);
   ++input.includeDepth;
 }
 
-PushResult pushSourceFile(const char* name) {
-  if (input.includeDepth != 0 && guardAllowsSkip(name)) return skipped;
-  if (input.includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
-  const int handle = openSourceFile(name);
-  if (handle < 0) return refusalOf(handle);
+// Reads an open file next.
+static PushResult pushOpenFile(const char* name, int handle, bool standardInput) {
   FileFrame* const frame = makeFileFrame(handle);
+  frame->standardInput = standardInput;
   pushFrame(frame);
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     countHeader(name, currentFileName);
+  if (recording) [[unlikely]]
+    noteFileEvent(fileEntered, name, searchesAngled, standardInput);
   enterFile(frame, name);
   pushTextFrame(newFileString, 1);
   return pushed;
+}
+
+PushResult pushSourceFile(const char* name) {
+  if (input.includeDepth != 0 && guardAllowsSkip(name)) {
+    if (recording) [[unlikely]]
+      noteFileEvent(fileSkipped, name, searchesAngled);
+    return skipped;
+  }
+  if (input.includeDepth >= includeDepthLimit) reportFatal(msgIncludeTooDeep);
+  const int handle = openSourceFile(name);
+  return handle < 0 ? refusalOf(handle) : pushOpenFile(name, handle, false);
+}
+
+PushResult pushStandardInput(const char* name) {
+  const int handle = openStandardInput();
+  if (handle == openNoMemory) failOutOfMemory();
+  return handle < 0 ? refusalOf(handle) : pushOpenFile(name, handle, true);
 }
 
 // Makes the nearest file frame from the top the current one.
@@ -277,6 +299,8 @@ bool popSourceFile(bool quiet) {
   }
   if ((optionImage.outputFlags & (headerStatisticsFlag | guardDetailsFlag)) != 0)
     completeHeader(currentFileName, frame->guardFirstLine, frame->guardLastLine);
+  if (recording) [[unlikely]]
+    noteFileLeft(frame->openName, frame->size, frame->guardFirstLine != 0);
   if (frame->kind == frameFile) closeFile(frame->handle);
   input.condStack = frame->savedConditions;
   --input.includeDepth;
@@ -289,6 +313,7 @@ bool popSourceFile(bool quiet) {
   currentLine = frame->savedLine;
   messageLine = currentLine;
   currentFileName = frame->savedFileName;
+  if (writesGnuMarkers()) reenterGnuFile(frame->savedGnuFile);
   popFrame();
   memFree(frame);
   findCurrentFile();
@@ -298,4 +323,5 @@ bool popSourceFile(bool quiet) {
 void resetInputStack() {
   input = {};
   totalLines = 0;
+  searchesAngled = false;
 }

@@ -15,6 +15,7 @@
 #include "names/names.h"
 #include "options/option_image.h"
 #include "platform/paths.h"
+#include "record/explain.h"
 
 constinit GuardState guards = {};
 
@@ -46,7 +47,10 @@ static const GuardNode* findGuard(const char* name, uint32_t hash) {
 bool guardAllowsSkip(const char* name) {
   if (!guards.anyGuards) return false;
   const GuardNode* const node = findGuard(name, fileNameHash(name));
-  return node != nullptr && lookupName(asBytes(node->macroName))->isMacro();
+  if (node == nullptr || !lookupName(asBytes(node->macroName))->isMacro()) return false;
+  if (explaining) [[unlikely]]
+    if (isExplained(asBytes(node->macroName), std::strlen(node->macroName))) explainSkippedFile(name);
+  return true;
 }
 
 void addGuard(const char* fileName, const char* macroName) {

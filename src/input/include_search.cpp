@@ -16,6 +16,9 @@
 #include "options/search_lists.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "record/files.h"
+
+constinit bool searchesAngled = false;
 
 constinit char importPath[pathLimit + 1] = {};
 
@@ -110,11 +113,13 @@ static PushResult tryIncludePlaces(char* name, bool quoted, bool& headerFlag) {
 
 PushResult searchInclude(char* name, bool quoted) {
   bool headerFlag = false;
+  searchesAngled = !quoted;
   PushResult result = tryIncludePlaces(name, quoted, headerFlag);
   if (result == notFound) {
     truncateTo83(name);
     result = tryIncludePlaces(name, quoted, headerFlag);
   }
+  searchesAngled = false;
   if (result == pushed) {
     input.currentFileFrame->headerFlag = headerFlag;
     setStdNames(headerFlag);
@@ -140,6 +145,8 @@ static PushResult tryLibrary(const char* path) {
   const size_t kept = length < pathLimit ? length : pathLimit;
   std::memcpy(importPath, path, kept);
   importPath[kept] = 0;
+  if (recording) [[unlikely]]
+    noteFileEvent(fileRead, importPath);
   return pushed;
 }
 

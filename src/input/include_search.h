@@ -11,6 +11,9 @@
 // not refused.
 PushResult searchInclude(char* name, bool quoted);
 
+// True while that looks for the file of a <...> name.
+extern bool searchesAngled;
+
 // Looks for a type library. With `pushed`, which pushes nothing here, its path
 // stands in importPath.
 PushResult searchLibrary(char* name, bool quoted);

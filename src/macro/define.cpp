@@ -13,6 +13,7 @@
 #include "diag/report.h"
 #include "input/frame.h"
 #include "input/macro_text.h"
+#include "macro/explain_macro.h"
 #include "memory/memory.h"
 #include "options/defines.h"
 #include "options/option_image.h"
@@ -229,24 +230,31 @@ static void noteDefinition(const char* word, const IdentEntry* entry) {
 
 // Stores a macro under `name`, or judges a redefinition. The body is
 // macroBodyLength bytes with a NUL after them.
-static void storeMacro(const Name& name, Byte paramByte, const ParameterNode* parameters, const Byte* body) {
+static void storeMacro(const Name& name, Byte paramByte, const ParameterNode* parameters, const Byte* body,
+                       DefinitionOrigin origin) {
   IdentEntry* const entry = findEntry(name);
   if (optionImage.showDefines) noteDefinition("/* define ", entry);
   const bool names = optionImage.languageLevel == levelAnsi && paramByte != 0 && paramByte != objectLike;
   const uint32_t extra = names ? sizeOfNames(parameters) : 0;
   if (entry->isMacro()) {
-    if (isSameRecord(entry->macroBody, paramByte, parameters, names, body)) return;
+    if (isSameRecord(entry->macroBody, paramByte, parameters, names, body)) {
+      if (explaining) [[unlikely]]
+        explainStoredMacro(origin, entry, paramByte, parameters, body, true);
+      return;
+    }
     reportWarning(warnRedefinition, entry->spelling());
   }
+  if (explaining) [[unlikely]]
+    explainStoredMacro(origin, entry, paramByte, parameters, body, false);
   writeRecord(entry, paramByte, parameters, extra, body);
 }
 
-void defineMacroText(const Byte* body, const Byte* name) {
+void defineMacroText(const Byte* body, const Byte* name, DefinitionOrigin origin) {
   const Name defined = nameOf(name);
   // A name that is empty, or too long for its length field, is never met in a source.
   if (defined.length == 0 || defined.length > nameLengthLimit) return;
   macroBodyLength = uint32_t(std::strlen(asChars(body)));
-  storeMacro(defined, objectLike, nullptr, body);
+  storeMacro(defined, objectLike, nullptr, body, origin);
 }
 
 // --- #define ---
@@ -364,7 +372,7 @@ static void storeDefinition(const Definition& definition) {
   start[length] = endOfBodyMark;
   start[length + 1] = 0;
   macroBodyLength = length + 1;
-  storeMacro(definition.name, definition.paramByte, definition.parameters, start);
+  storeMacro(definition.name, definition.paramByte, definition.parameters, start, definedInSource);
 }
 
 void defineDirective(Byte c) {
@@ -399,6 +407,8 @@ void undefDirective(Byte c) {
     return;
   }
   IdentEntry* const entry = findEntry(name);
+  if (explaining) [[unlikely]]
+    if (isExplained(name.text, name.length)) explainUndefinition(entry->isMacro());
   entry->macroBody = noMacro;
   if (optionImage.showDefines) noteDefinition("/* undef ", entry);
 }
@@ -423,7 +433,7 @@ static Byte* encodeValue(const char* value) {
 void installCommandDefines() {
   for (const CommandDefine* node = commandDefines; node != nullptr; node = node->next) {
     Byte* const body = encodeValue(node->value);
-    defineMacroText(body, asBytes(node->name));
+    defineMacroText(body, asBytes(node->name), definedOnCommandLine);
     memFree(body);
   }
 }

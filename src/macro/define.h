@@ -4,6 +4,7 @@
 
 #include "base.h"
 #include "names/names.h"
+#include "record/explain.h"
 
 // Handlers of #define and #undef; `c` is the first significant character after
 // the directive's name. May change the input stack.
@@ -39,7 +40,7 @@ struct TrimmedBody {
 TrimmedBody trimBody();
 
 // Defines `name` as an object-like macro; `body` is encoded and ends in 0xFB, 0.
-void defineMacroText(const Byte* body, const Byte* name);
+void defineMacroText(const Byte* body, const Byte* name, DefinitionOrigin origin);
 
 // Stores the definitions of -D in the unit's table.
 void installCommandDefines();

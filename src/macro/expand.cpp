@@ -16,6 +16,7 @@
 #include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "macro/define.h"
+#include "macro/explain_macro.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
 #include "options/lead_bytes.h"
@@ -274,6 +275,7 @@ static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
 // there comes back, what the argument itself has collected is gone. copyClass stays
 // in force, so a condition sees names and nothing else. May change the input stack.
 VSP_COLD static void runDirectiveInArgument() {
+  if (tryingCall) return;
   Byte* const start = expansionStart;
   const size_t outerLength = size_t(start - tokenText.bytes);
   char* const outer = memCopy(asChars(tokenText.bytes), outerLength);
@@ -426,22 +428,31 @@ static bool collectArguments(int count, ArgumentNode*& list) {
 // and so is no call.
 static bool expandMacro(IdentEntry* entry) {
   const Byte* const record = entry->macroBody;
+  const int32_t line = currentLine;
   if (*record == objectLike) {
+    if (explaining) [[unlikely]]
+      explainCall(entry, nullptr, line);
     pushMacroText(entry, record + 1, nullptr);
     return true;
   }
   if (findOpenParen() != '(') {
     static const Byte blank[] = " ";
     ungetChar();
+    if (explaining) [[unlikely]]
+      explainFailedCall(entry, " is not followed by '(', and stands", line);
     pushTextFrame(blank, 1);
     return false;
   }
   ArgumentNode* arguments = nullptr;
   if (!collectArguments(*record, arguments)) {
     freeArguments(arguments);
+    if (explaining) [[unlikely]]
+      explainFailedCall(entry, " has a wrong number of arguments, and becomes nothing", line);
     reportError(msgArgumentCount, entry->spelling());
     return true;
   }
+  if (explaining) [[unlikely]]
+    explainCall(entry, arguments, line);
   pushMacroText(entry, record + 1, arguments);
   return true;
 }
@@ -466,7 +477,10 @@ static Byte definedOperator() {
     reportError(msgExpressionSyntax);
     ungetChar();
   }
-  return isDefined(name) ? '1' : '0';
+  const bool defined = isDefined(name);
+  if (explaining) [[unlikely]]
+    explainAskedName("defined ", name, defined);
+  return defined ? '1' : '0';
 }
 
 MacroAnswer checkMacro(const Name& name) {
@@ -474,7 +488,12 @@ MacroAnswer checkMacro(const Name& name) {
   input.noExpandMark = false;
   if (marked && !input.pasteSeen) return {MacroAnswer::standsForGood, 0, findEntry(name)};
   const DynamicName dynamic = dynamicNameOf(name);
-  if (dynamic != dynamicNone) return {MacroAnswer::replaced, expandDynamicName(dynamic), nullptr};
+  if (dynamic != dynamicNone) {
+    const Byte byte = expandDynamicName(dynamic);
+    if (explaining) [[unlikely]]
+      explainDynamicName(name, byte);
+    return {MacroAnswer::replaced, byte, nullptr};
+  }
   if (scanner.lineMode && isSpelled(name, "defined"))
     return {MacroAnswer::replaced, definedOperator(), nullptr};
   IdentEntry* const entry = findEntry(name);

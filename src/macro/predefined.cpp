@@ -18,11 +18,12 @@
 #include "options/option_image.h"
 #include "output/output.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "scanner/literals.h"
 #include "scanner/token_text.h"
 
 static void defineIfAbsent(const Byte* body, const Byte* name) {
-  if (!lookupName(name)->isMacro()) defineMacroText(body, name);
+  if (!lookupName(name)->isMacro()) defineMacroText(body, name, definedByProgram);
 }
 
 void installPredefinedMacros() {
@@ -71,8 +72,22 @@ static char* putTwoDigits(char* target, int32_t value, char fill) {
   return target;
 }
 
+// What __DATE__ and __TIME__ tell: the time of a build that is to come out the same at any time and in any
+// place, where the environment gives one in seconds since 1970, or the moment in which the unit started.
+static LocalTime timeOfUnit() {
+  constexpr int64_t latest = 253402300799;  // the last second of the year 9999
+  const char* const text = environmentValue("SOURCE_DATE_EPOCH");
+  if (text != nullptr && isDigit(Byte(*text))) {
+    int64_t seconds = 0;
+    const char* const end = text + std::strlen(text);
+    const std::from_chars_result result = std::from_chars(text, end, seconds);
+    if (result.ec == std::errc() && result.ptr == end && seconds <= latest) return universalTimeOf(seconds);
+  }
+  return localTimeOf(compileTime);
+}
+
 static Byte expandDate() {
-  const LocalTime time = localTimeOf(compileTime);
+  const LocalTime time = timeOfUnit();
   char text[messageTextLimit + 32];
   loadConsoleMessage(messageTextLimit, text, textMonthJan + time.month);
   char* end = text + std::strlen(text);
@@ -84,7 +99,7 @@ static Byte expandDate() {
 }
 
 static Byte expandTime() {
-  const LocalTime time = localTimeOf(compileTime);
+  const LocalTime time = timeOfUnit();
   char text[16];
   char* end = putTwoDigits(text, time.hour, '0');
   *end++ = ':';

@@ -103,8 +103,11 @@ bool parseOption(OptionPhase phase, const char* text) {
   return parseTable(text, topForms);
 }
 
+constinit bool optionRefused = false;
+
 void refuseOption(MessageId source, const char* text) {
   char sourceText[messageTextLimit];
+  optionRefused = true;
   messageLimits.errors = 0;
   reportError(msgIncorrectOption, loadConsoleMessage(sizeof sourceText, sourceText, source), text);
   leaveRun();

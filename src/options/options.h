@@ -33,6 +33,9 @@ bool isSwitchArgument(const char* argument);
 // True for an argument after the first file name that is a switch.
 bool isLateSwitch(const char* argument);
 
+// True if an argument or a word of the configuration file has been refused in this run.
+extern bool optionRefused;
+
 // Reports E2075 for `text` with the source's name and ends the process with
 // status 1.
 [[noreturn]] void refuseOption(MessageId source, const char* text);

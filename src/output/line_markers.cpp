@@ -9,9 +9,11 @@
 #include <cstring>
 
 #include "diag/position.h"
+#include "memory/memory.h"
 #include "options/option_image.h"
 #include "output/advance_line.h"
 #include "output/output.h"
+#include "platform/files.h"
 
 constinit bool lineStart = true;
 
@@ -24,10 +26,43 @@ constinit LineMarker lineMarker{};
 
 constexpr size_t markerNameLimit = sizeof lineMarker.text - 48;
 
+// The marker form of other tools: what they believe to be the place of the line that is being written.
+struct GnuMarkers {
+  const char* fileName;  // null before the first marker
+  int32_t line;
+  char change;  // '1' after the start of a file, '2' after the end of one, 0 otherwise
+  GnuFile file;
+};
+static constinit GnuMarkers gnu = {};
+
 void resetLineMarkers() {
+  gnu = {};
   lineStart = true;
   lastSyncName[0] = 0;
   lineMarker.fileName = nullptr;
+}
+
+// The markers that have been put aside.
+struct MarkersAside {
+  bool lineStart;
+  char lastSyncName[syncNameSize];
+  LineMarker lineMarker;
+  GnuMarkers gnu;
+};
+static constinit MarkersAside aside{};
+
+void setMarkersAside() {
+  aside.lineStart = lineStart;
+  std::memcpy(aside.lastSyncName, lastSyncName, syncNameSize);
+  aside.lineMarker = lineMarker;
+  aside.gnu = gnu;
+}
+
+void restoreMarkers() {
+  lineStart = aside.lineStart;
+  std::memcpy(lastSyncName, aside.lastSyncName, syncNameSize);
+  lineMarker = aside.lineMarker;
+  gnu = aside.gnu;
 }
 
 static void emitNumber(int32_t value) {
@@ -91,6 +126,74 @@ static void emitLineDirective() {
   emitRun(asBytes("\"\r\n"), 3);
 }
 
+// --- The form of other tools ---
+
+GnuFile enterGnuFile(const char* openName, bool system) {
+  char hostName[hostPathSize];
+  const bool spelled = spellForHost(openName, hostName);
+  const GnuFile includer = gnu.file;
+  gnu.file = {openName, spelled ? memCopy(hostName, std::strlen(hostName)) : openName, system, 0};
+  // The source file itself is not included.
+  gnu.change = gnu.fileName == nullptr ? 0 : '1';
+  return includer;
+}
+
+void reenterGnuFile(const GnuFile& file) {
+  gnu.file = file;
+  gnu.change = '2';
+}
+
+void restartGnuCount() {
+  gnu.file.joinedLines = 0;
+}
+
+void noteJoinedLine() {
+  ++gnu.file.joinedLines;
+}
+
+// Writes a name as a string; what ends one or begins an escape has a backslash in front.
+static void emitQuotedName(const char* name) {
+  emitChar('"');
+  for (; *name != 0; ++name) {
+    const Byte c = Byte(*name);
+    if (c < ' ' || c == 0x7F) {
+      emitChar('\\');
+      for (int shift = 6; shift >= 0; shift -= 3) emitChar(Byte('0' + (c >> shift & 7)));
+      continue;
+    }
+    if (c == '"' || c == '\\') emitChar('\\');
+    emitChar(c);
+  }
+  emitChar('"');
+}
+
+static void emitLineEnd() {
+  emitRun(asBytes("\r\n"), 2);
+}
+
+// Ends the line, and tells where the next one stands if that is not just the line after it.
+static void syncGnuLine() {
+  const int32_t line = int32_t(uint32_t(currentLine) + uint32_t(gnu.file.joinedLines));
+  const bool follows = gnu.change == 0 && gnu.fileName == currentFileName && line == gnu.line + 1;
+  gnu.line = line;
+  // The marker of an included file stands in the line of its directive, for that is taken for the place.
+  if (follows || output.lastChar != '\n') emitLineEnd();
+  if (follows) return;
+  emitRun(asBytes("# "), 2);
+  emitNumber(line);
+  emitChar(' ');
+  // What #line has given stays as it is.
+  emitQuotedName(currentFileName == gnu.file.openName ? gnu.file.hostName : currentFileName);
+  if (gnu.change != 0) {
+    emitChar(' ');
+    emitChar(Byte(gnu.change));
+  }
+  if (gnu.file.system) emitRun(asBytes(" 3"), 2);
+  emitLineEnd();
+  gnu.fileName = currentFileName;
+  gnu.change = 0;
+}
+
 void syncLine() {
   const bool readable = (optionImage.outputFlags & readableFlag) != 0;
   const bool first = lineStart;
@@ -101,6 +204,10 @@ void syncLine() {
       emitChar('\n');
     }
     output.pendingBlanks = 0;
+    return;
+  }
+  if (writesGnuMarkers()) {
+    syncGnuLine();
     return;
   }
   if (optionImage.lineInfo) {

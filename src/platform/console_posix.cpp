@@ -147,6 +147,14 @@ bool writeErrorStream(const char* data, size_t size) {
   return writeFile(STDERR_FILENO, data, size);
 }
 
+bool errorStreamIsTerminal() {
+  return isatty(STDERR_FILENO) == 1;
+}
+
+bool consoleIsTerminal() {
+  return kindOfConsole().terminal;
+}
+
 bool programPath(char* buffer, size_t size) {
   const ssize_t length = readlink("/proc/self/exe", buffer, size);
   if (length > 0) {

@@ -28,7 +28,6 @@ constexpr size_t consoleRoom = 8192;
 static constinit char consoleBuffer[consoleRoom] = {};
 static constinit volatile size_t consoleUsed = 0;  // bytes waiting in the buffer
 static constinit bool consoleFailed = false;       // a write failed: nothing is tried any more
-static constinit int consoleIsTerminal = -1;       // not asked yet
 
 // Handles have no numbers that a file could take over, so there is nothing to make
 // usable. But the system must not ask for a disk in a window while a build waits.
@@ -69,11 +68,22 @@ void flushConsoleAtBreak() {
   if (size != 0 && !consoleFailed) writeSystemHandle(GetStdHandle(STD_OUTPUT_HANDLE), consoleBuffer, size);
 }
 
+static bool isTerminal(DWORD number) {
+  DWORD mode;
+  return GetConsoleMode(GetStdHandle(number), &mode) != 0;
+}
+
+bool errorStreamIsTerminal() {
+  return isTerminal(STD_ERROR_HANDLE);
+}
+
+bool consoleIsTerminal() {
+  static constinit int answer = -1;  // not asked yet
+  if (answer < 0) answer = isTerminal(STD_OUTPUT_HANDLE) ? 1 : 0;
+  return answer == 1;
+}
+
 bool writeConsole(const char* data, size_t size) {
-  if (consoleIsTerminal < 0) {
-    DWORD mode;
-    consoleIsTerminal = GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) ? 1 : 0;
-  }
   const bool endsLine = size != 0 && data[size - 1] == '\n';
   while (size > 0 && !consoleFailed) {
     const size_t room = consoleRoom - consoleUsed;
@@ -86,7 +96,7 @@ bool writeConsole(const char* data, size_t size) {
     size -= part;
     if (consoleUsed == consoleRoom) flushConsole();
   }
-  if (endsLine && consoleIsTerminal == 1) flushConsole();
+  if (endsLine && consoleIsTerminal()) flushConsole();
   return !consoleFailed;
 }
 

@@ -21,10 +21,21 @@ enum OpenFailure : int {
 // Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
 int openForReading(const char* path);
 
-// The same for a file that the program looks for on its own account and that serves
+// A handle of its own for the rest of standard input, or an OpenFailure.
+int openStandardInput();
+
+// Opens a file that the program looks for on its own account and that serves
 // the whole run, as a configuration or a language. One whose open or reading could
 // wait for ever, a named pipe, counts as missing.
 int openSettings(const char* path);
+
+// Room for what spellForHost gives.
+constexpr size_t hostPathSize = 4096;
+
+// Puts the name under which other programs of the host find the file `path` into `name`, of hostPathSize
+// bytes, with '/' between its components. One that isn't there keeps its own spelling. False if it is too
+// long.
+bool spellForHost(const char* path, char* name);
 
 // Forgets the listings of directories, which are kept to find names in another
 // case. To be called where a run starts in a process that had one before: the
@@ -79,6 +90,10 @@ void flushConsoleAtBreak();
 
 // Standard error, unbuffered. False if it could not be written.
 bool writeErrorStream(const char* data, size_t size);
+
+// True if somebody may be watching the standard streams: they go to a terminal.
+bool errorStreamIsTerminal();
+bool consoleIsTerminal();
 
 // Room for a path of the program that is sure to fit, with its NUL.
 constexpr size_t programPathSize = 4096;

@@ -6,9 +6,12 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
+
+#include <cstring>
 
 #include "platform/host_names.h"
 #include "platform/host_open.h"
@@ -93,6 +96,20 @@ int openForReading(const char* path) {
   return handle;
 }
 
+int openStandardInput() {
+  const int handle = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (handle < 0) return openFailure(errno);
+  struct stat status;
+  if (fstat(handle, &status) == 0 && S_ISREG(status.st_mode)) noteRead(identityOf(status));
+  return handle;
+}
+
+// Waits until a handle that somebody has made non-blocking has something to read.
+static bool waitForInput(int handle) {
+  pollfd waiting{handle, POLLIN, 0};
+  return poll(&waiting, 1, -1) >= 0 || errno == EINTR;
+}
+
 // True for a pipe without a name, which has its writer already.
 static bool isNamelessPipe(int handle) {
   struct statfs status;
@@ -126,7 +143,7 @@ int64_t readFile(int handle, void* buffer, size_t size) {
       if (wasLastOf(handle, count)) break;
     } else if (count == 0) {
       break;
-    } else if (errno != EINTR) {
+    } else if (errno != EINTR && (errno != EAGAIN || !waitForInput(handle))) {
       // A part of the bytes would look like the end of the file.
       return -1;
     }
@@ -163,6 +180,18 @@ PathKind kindOfPath(const char* path) {
     case resolveNoMemory: return pathNoMemory;
     default: return pathUnknown;
   }
+}
+
+bool spellForHost(const char* path, char* name) {
+  static_assert(hostPathSize == hostNameSize);
+  char spelled[hostNameSize];
+  if (!spellHostName(path, spelled)) return false;
+  struct stat status;
+  std::strcpy(name, spelled);
+  if (findHostStatus(name, status) == resolveFound) return true;
+  std::strcpy(name, spelled);
+  if (resolveHostDirectories(name) != resolveFound) std::strcpy(name, spelled);
+  return true;
 }
 
 bool slashBeginsPaths() {

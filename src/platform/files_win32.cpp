@@ -135,6 +135,17 @@ int openForReading(const char* path) {
   return handle;
 }
 
+int openStandardInput() {
+  if (!entryIsFree()) return openTooManyFiles;
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  const HANDLE process = GetCurrentProcess();
+  HANDLE copy;
+  if (!DuplicateHandle(process, input, process, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS)) return openBroken;
+  const FileIdentity identity = identityOf(copy);
+  if (!(identity == noFile)) noteRead(identity);
+  return takeIn(copy);
+}
+
 int openSettings(const char* path) {
   FileIdentity identity = noFile;
   const int handle = openPath(path, identity);
@@ -207,6 +218,19 @@ PathKind kindOfPath(const char* path) {
   if (isMissing(error)) return pathMissing;
   if (isMemoryError(error)) return pathNoMemory;
   return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION ? pathIsFile : pathUnknown;
+}
+
+bool spellForHost(const char* path, char* name) {
+  size_t i = 0;
+  while (path[i] != 0) {
+    const size_t size = pathCharLength(path + i);
+    if (i + size >= hostPathSize) return false;
+    name[i] = path[i] == '\\' ? '/' : path[i];
+    if (size == 2) name[i + 1] = path[i + 1];
+    i += size;
+  }
+  name[i] = 0;
+  return true;
 }
 
 bool slashBeginsPaths() {

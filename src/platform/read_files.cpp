@@ -10,6 +10,7 @@
 // Numbers of readers. A unit's is larger.
 constexpr uint32_t nobody = 0;  // a free entry
 constexpr uint32_t wholeRun = 1;
+constexpr uint32_t anyReader = UINT32_MAX;  // all of them
 
 struct ReadFile {
   FileIdentity file;
@@ -73,6 +74,10 @@ void beginUnitFiles() {
   ++reader;
 }
 
+void countAllReaders() {
+  reader = anyReader;
+}
+
 void forgetReadFiles() {
   if (table != startTable) std::free(table);
   for (ReadFile& entry : startTable) entry = {};
@@ -94,6 +99,7 @@ void noteReadForRun(FileIdentity file) {
 
 bool wasRead(FileIdentity file) {
   const uint32_t by = findEntry(table, tableMask, file).reader;
+  if (reader == anyReader && by != nobody) return true;
   return by == wholeRun || by == reader || (by == nobody && tableIncomplete);
 }
 

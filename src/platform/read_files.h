@@ -23,6 +23,9 @@ constexpr FileIdentity noFile = {0, 0};
 // Starts the first unit, or the next one.
 void beginUnitFiles();
 
+// From now on a file that any unit has read counts as read; the end of a run.
+void countAllReaders();
+
 // Forgets all files; for a run in a process that had one before.
 void forgetReadFiles();
 

@@ -1,0 +1,3 @@
+#include <types.h>
+
+word sum(const word* values, unsigned count);
