@@ -21,8 +21,8 @@
 #include "output/output.h"
 #include "platform/text_buffer.h"
 #include "scanner/char_class.h"
-#include "scanner/literals.h"
 #include "scanner/scan.h"
+#include "scanner/state.h"
 #include "scanner/token_text.h"
 
 constinit bool tryingCall = false;
@@ -129,52 +129,20 @@ static void addCollected(TextBuffer& text, const Byte* collected, const Byte* en
 
 // All that reading a macro's text may change.
 struct SetAside {
-  InputFrame* input.top;
-  const Byte* input.cursor;
-  const Byte* input.limit;
-  FileFrame* input.currentFileFrame;
+  InputState input;
+  GuardState guards;
+  ScannerState scanner;
+  TokenState tokenState;
+  TokenText tokenText;
+  Output output;
   int32_t currentLine;
   int32_t messageLine;
   uint32_t totalLines;
-  bool input.noExpandMark;
-  bool input.pasteSeen;
-  const Byte* input.pendingText;
-  bool guards.notDefinedArmed;
-  IdentEntry* guards.notDefinedEntry;
-  TokenState tokenState;
-  Name scanner.scannedName;
-  bool scanner.plainIdent;
-  bool scanner.wideString;
-  bool scanner.wideChar;
-  int scanner.lastStringChar;
-  const ClassTable* scanner.activeClass;
-  TokenText tokenText;
-  Output output;
 };
 static constinit SetAside aside{};
 
 static void beginTrial() {
-  aside = {input.top,
-           input.cursor,
-           input.limit,
-           input.currentFileFrame,
-           currentLine,
-           messageLine,
-           totalLines,
-           input.noExpandMark,
-           input.pasteSeen,
-           input.pendingText,
-           guards.notDefinedArmed,
-           guards.notDefinedEntry,
-           tokenState,
-           scanner.scannedName,
-           scanner.plainIdent,
-           scanner.wideString,
-           scanner.wideChar,
-           scanner.lastStringChar,
-           scanner.activeClass,
-           tokenText,
-           output};
+  aside = {input, guards, scanner, tokenState, tokenText, output, currentLine, messageLine, totalLines};
   setMarkersAside();
   tryingCall = true;
   messagesMuted = true;
@@ -192,27 +160,18 @@ static void beginTrial() {
 
 void endTrial() {
   if (!tryingCall) return;
-  input.top = aside.inputTop;
-  input.cursor = aside.inputCursor;
-  input.limit = aside.inputLimit;
-  input.currentFileFrame = aside.currentFileFrame;
+  // The trial's frames can be used again.
+  MacroFrame* const freeFrames = input.freeMacroFrames;
+  input = aside.input;
+  input.freeMacroFrames = freeFrames;
+  guards = aside.guards;
+  scanner = aside.scanner;
+  tokenState = aside.tokenState;
+  tokenText = aside.tokenText;
+  output = aside.output;
   currentLine = aside.currentLine;
   messageLine = aside.messageLine;
   totalLines = aside.totalLines;
-  input.noExpandMark = aside.noExpandMark;
-  input.pasteSeen = aside.pasteSeen;
-  input.pendingText = aside.pendingText;
-  guards.notDefinedArmed = aside.notDefinedArmed;
-  guards.notDefinedEntry = aside.notDefinedEntry;
-  tokenState = aside.tokenState;
-  scanner.scannedName = aside.scannedName;
-  scanner.plainIdent = aside.plainIdent;
-  scanner.wideString = aside.wideString;
-  scanner.wideChar = aside.wideChar;
-  scanner.lastStringChar = aside.lastStringChar;
-  scanner.activeClass = aside.activeClass;
-  tokenText = aside.tokenText;
-  output = aside.output;
   restoreMarkers();
   explaining = true;
   messagesMuted = false;
