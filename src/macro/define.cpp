@@ -7,6 +7,7 @@
 
 #include "macro/define.h"
 
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -75,6 +76,29 @@ static void readBodyBackslash() {
   tokenText.appendEscaped(c);
 }
 
+// The bytes that stand for themselves in a body: all but blanks, line ends, quotes,
+// what begins a comment, a splice or an operator, and what is escaped.
+constexpr std::array<bool, 256> plainBodyBytes = [] {
+  std::array<bool, 256> table{};
+  for (size_t c = ' ' + 1; c < 0x7F; ++c) table[c] = true;
+  for (const Byte c : {'/', '\\', '#', '"', '\''}) table[c] = false;
+  return table;
+}();
+
+// Takes such bytes as far as they go in the input's buffer. False if there are none.
+VSP_INLINE bool takePlainBody() {
+  if constexpr (!fastPaths) return false;
+  const Byte* const start = inputCursor;
+  const Byte* cursor = start;
+  while (cursor < inputLimit && plainBodyBytes[*cursor]) ++cursor;
+  const size_t length = size_t(cursor - start);
+  if (length == 0 || length > tokenText.room()) return false;
+  copyRun(tokenText.end, start, length);
+  tokenText.keep(length);
+  inputCursor = cursor;
+  return true;
+}
+
 // Collects a body without parameters into tokenText; `terminator` is ')' after
 // an empty parameter list. The line end stays unread.
 static void readObjectBody(Byte terminator) {
@@ -82,6 +106,7 @@ static void readObjectBody(Byte terminator) {
   tokenText.clear();
   bool afterPaste = false;  // blanks there are dropped
   for (;;) {
+    if (takePlainBody()) afterPaste = false;
     const Byte c = nextChar();
     if (isBlank(c) || (c == '/' && passComment())) {
       if (!afterPaste) tokenText.appendBlank();
