@@ -202,14 +202,17 @@ static_assert(nameFilterBits == 1U << (64 - 49));
 // Sets the bit of a name.
 void noteSpecialName(const Byte* text, uint32_t length);
 
-// True if the bit of the name is set. The eight bytes before its end, and after its
-// start, can be read.
+// True if the bit of the name is set. The eight bytes after its start can be read.
 VSP_INLINE bool isSpecialName(const Byte* text, uint32_t length) {
   uint64_t first, last;
   std::memcpy(&first, text, 8);
-  std::memcpy(&last, text + length - 8, 8);
-  const uint32_t unused = length < 8 ? 64 - 8 * length : 0;
-  const uint32_t index = filterIndex(first << unused >> unused, last >> unused);
+  if (length < 8) {
+    const uint32_t unused = 64 - 8 * length;
+    first = last = first << unused >> unused;
+  } else {
+    std::memcpy(&last, text + length - 8, 8);
+  }
+  const uint32_t index = filterIndex(first, last);
   return (nameFilter[index / 64] >> (index % 64) & 1) != 0;
 }
 
