@@ -52,6 +52,7 @@ struct PlainRun {
   int32_t tokenLine;  // the line of the token written last
   bool calls;         // macro calls may be passed
   bool flat;          // the text is a flat one and not the input's
+  bool settled;       // a flat one whose names are plain
 };
 
 // Notes that a token has been written.
@@ -425,7 +426,14 @@ VSP_INLINE unsigned plainOperatorsEnd(const ByteWindow& window, unsigned from, u
 
 // Where the names and numbers of the stretch from `from` to `end` are no longer plain.
 // The byte at `end` belongs to another stretch.
-VSP_INLINE unsigned plainNamesEnd(const ByteWindow& window, unsigned from, unsigned end) {
+VSP_INLINE unsigned plainNamesEnd(const PlainRun& run, const ByteWindow& window, unsigned from,
+                                  unsigned end) {
+  if (run.settled) {
+    // Only a name that the window cuts is left.
+    if (end == windowSize)
+      while (end != from && (window.names >> (end - 1) & 1) != 0) --end;
+    return end;
+  }
   uint64_t starts = window.names & ~(window.names << 1) & (~uint64_t{0} << from) & bitsBelow(end);
   for (; starts != 0; starts &= starts - 1) {
     const unsigned start = unsigned(__builtin_ctzll(starts));
@@ -467,7 +475,7 @@ VSP_INLINE bool passStretch(PlainRun& run, const ByteWindow& window) {
       while (end != from && ((window.names | window.operators) >> (end - 1) & 1) != 0) --end;
   }
   end = plainOperatorsEnd(window, from, end);
-  const unsigned names = plainNamesEnd(window, from, end);
+  const unsigned names = plainNamesEnd(run, window, from, end);
   if (names != end) end = plainOperatorsEnd(window, from, names);
   if (end == from) return false;
   if ((window.names >> from & 1) != 0) separateWord(run);
@@ -541,6 +549,7 @@ static bool passFlatText(PlainRun& run, const Byte* end) {
   inner.cursor = text.start;
   inner.limit = text.end + 1;
   inner.flat = true;
+  inner.settled = text.settled;
   inner.tokenLine = run.line;
   const bool passed = passFlatText(inner, text.end);
   endFlatText();
@@ -584,7 +593,7 @@ VSP_HOT int passPlainText(int previous) {
   if (noExpandMark || pendingText != nullptr) return previous;
   const bool calls = inputTop != nullptr && inputTop->kind == frameFile && !wideChar && mayFlattenCalls();
   PlainRun run{inputCursor,     inputLimit,      output.cursor, output.limit - plainRoom, previous, currentLine,
-               readyMarkers(), tokenState.line, calls,         false};
+               readyMarkers(), tokenState.line, calls,         false,         false};
   if (passTokens(run, tokensBeforeWindow) && passStretches(run)) passTokens(run, UINT32_MAX);
   settleLines(run);
   inputCursor = run.cursor;

@@ -2,8 +2,12 @@
 //
 // Two stacks of bytes hold what is made: the flat texts, one for each macro that is being
 // read, and the texts of arguments. An argument that holds no macro's name needs neither; it
-// is used where it was written. The texts of a call's arguments go as soon as the body has
-// been written with them.
+// is used where it was written. Others are expanded while they are collected, calls in them
+// first, so that each byte of a call is looked at once however deep it lies. The texts of a
+// call's arguments go as soon as the body has been written with them.
+//
+// A name that the filter of names doesn't know is plain wherever it stands. A body without
+// others makes a settled text of settled arguments, which nobody need search for names again.
 //
 // Marks are not needed. A name would have to carry one if its macro is hidden where the
 // argument is expanded, and no longer where it is read again: if the macro has been called in
@@ -54,6 +58,11 @@ static constinit Byte* flatTop = flatBytes;
 static constinit uint32_t callsAround = 0;
 static constinit uint32_t depthOfCalls = 0;
 constexpr uint32_t callsAroundLimit = 48;
+
+// What has been seen since the first of them began: a name in an expanded argument that the
+// filter knows, and blanks in an argument that are not single spaces.
+static constinit bool namesLeft = false;
+static constinit bool irregularBlanks = false;
 
 bool mayFlattenCalls() {
   return identLimit >= flatNameLimit && tokenText.end == tokenText.bytes;
@@ -141,14 +150,76 @@ VSP_INLINE bool beginsOther(const Byte* text) {
   return *text == '/' ? text[1] == '/' || text[1] == '*' : *text == '.' && isDigit(text[1]);
 }
 
-// --- Expansion of arguments ---
+// --- Texts ---
 
-static bool appendText(const Byte* text, size_t length) {
-  if (length > size_t(argumentBytes + argumentSize - argumentTop)) return false;
-  copyRun(argumentTop, text, length);
-  argumentTop += length;
+// Copies a text in words of sixteen bytes; so many more may be read and written.
+VSP_INLINE void copyWords(Byte* target, const Byte* text, size_t length) {
+  for (size_t i = 0; i < length; i += blockSize) std::memcpy(target + i, text + i, blockSize);
+}
+
+// A text being written, in one of the two stacks.
+struct TextWriter {
+  Byte* target;
+  Byte* limit;
+};
+
+VSP_INLINE bool writeText(TextWriter& writer, const Byte* text, size_t length) {
+  if (length > size_t(writer.limit - writer.target)) return false;
+  copyWords(writer.target, text, length);
+  writer.target += length;
   return true;
 }
+
+// Writes a part of an argument with one space for each run of blanks.
+static bool writeRegular(TextWriter& writer, const Byte* text, const Byte* end) {
+  if (end - text > writer.limit - writer.target) return false;
+  bool afterBlank = false;
+  while (text != end) {
+    const Byte c = *text;
+    if (c == '"' || c == '\'') {
+      const size_t length = size_t(literalEnd(text, end) - text);
+      copyRun(writer.target, text, length);
+      writer.target += length;
+      text += length;
+      afterBlank = false;
+      continue;
+    }
+    const bool blank = c == ' ' || c == '\t';
+    if (!blank || !afterBlank) *writer.target++ = blank ? Byte(' ') : c;
+    afterBlank = blank;
+    ++text;
+  }
+  return true;
+}
+
+// Writes a part of an argument as it is collected.
+VSP_INLINE bool writePart(TextWriter& writer, const Byte* text, const Byte* end) {
+  return irregularBlanks ? writeRegular(writer, text, end) : writeText(writer, text, size_t(end - text));
+}
+
+// Appends to the argument being expanded.
+VSP_INLINE bool appendText(const Byte* text, const Byte* end) {
+  TextWriter writer{argumentTop, argumentBytes + argumentSize};
+  const bool written = writeText(writer, text, size_t(end - text));
+  argumentTop = writer.target;
+  return written;
+}
+
+VSP_INLINE bool appendPart(const Byte* text, const Byte* end) {
+  TextWriter writer{argumentTop, argumentBytes + argumentSize};
+  const bool written = writePart(writer, text, end);
+  argumentTop = writer.target;
+  return written;
+}
+
+static bool appendName(const Byte* text, const Byte* end) {
+  if (end - text > argumentBytes + argumentSize - argumentTop) return false;
+  copyRun(argumentTop, text, size_t(end - text));
+  argumentTop += end - text;
+  return true;
+}
+
+// --- Expansion of arguments ---
 
 // The first name in [text, end) that the filter knows, or `end`; null if the text is not
 // plain.
@@ -181,51 +252,56 @@ static const Byte* findSpecialName(const Byte* text, const Byte* end) {
   return end;
 }
 
-static bool expandText(const Byte* text, const Byte* end, bool wholeArgument);
+static const Byte* expandName(const Byte* text, const Byte* end, const Byte* limit);
 
-// Expands the macro `entry`, whose name ends at `next`, in an argument that ends at `end`. Moves
-// `next` over the call.
-static bool expandCall(IdentEntry* entry, const Byte*& next, const Byte* end) {
-  FlatText flat;
-  // The ')' of a call in an argument stands in it, and what ends a body ends the search for one.
-  next = flattenCall(entry, next, end + flatReadAhead, flat);
-  if (next == nullptr) return false;
-  const bool expanded = expandText(flat.start, flat.end, false);
-  endFlatText();
-  // Two words that meet would be one name from now on, whose mark is that of the first.
-  return expanded && !(isNameByte(*next) && argumentTop != argumentBytes && isNameByte(argumentTop[-1]));
-}
-
-// Appends [text, end) with its macros expanded. The end of an argument of its own ends the
-// search for a '(', but not that of a body. False if the text is not plain.
-static bool expandText(const Byte* text, const Byte* end, bool wholeArgument) {
+// Appends a flat text with its macros expanded. False if it is not plain.
+static bool expandFlatText(const FlatText& flat) {
+  const Byte* text = flat.start;
   for (;;) {
-    const Byte* const start = findSpecialName(text, end);
-    if (start == nullptr || !appendText(text, size_t(start - text))) return false;
-    if (start == end) return true;
+    const Byte* const start = findSpecialName(text, flat.end);
+    if (start == nullptr || !appendText(text, start)) return false;
+    if (start == flat.end) return true;
     text = start + 1;
     while (isNameByte(*text)) ++text;
-    const Name name = makeName(start, uint32_t(text - start));
-    if (dynamicNameOf(name) != dynamicNone || (name.length == 1 && *start == 'L')) return false;
-    IdentEntry* const entry = findKnown(name);
-    if (entry == nullptr || !entry->isMacro()) {
-      if (entry != nullptr && isHiddenInArgument(entry)) return false;
-      if (!appendText(start, name.length)) return false;
-      continue;
-    }
-    if (*entry->macroBody != objectLike) {
-      const Byte* next = text;
-      while (next != end && *next == ' ') ++next;
-      if (next == end && !wholeArgument) return false;
-      if (next == end || *next != '(') {
-        // No call: the name stands, and a blank in place of those that were passed.
-        if (!appendText(start, name.length) || !appendText(asBytes(" "), 1)) return false;
-        text = next;
-        continue;
-      }
-    }
-    if (!expandCall(entry, text, end)) return false;
+    text = expandName(start, text, flat.end + flatReadAhead);
+    if (text == nullptr) return false;
   }
+}
+
+// Appends the expansion of the macro `entry`, whose name ends at `next`. Returns the byte after
+// the call, or null.
+static const Byte* expandCall(IdentEntry* entry, const Byte* next, const Byte* limit) {
+  FlatText flat;
+  next = flattenCall(entry, next, limit, flat);
+  if (next == nullptr) return nullptr;
+  const bool expanded = flat.settled ? appendText(flat.start, flat.end) : expandFlatText(flat);
+  endFlatText();
+  // Two words that meet would be one name from now on, whose mark is that of the first.
+  const bool meet = isNameByte(*next) && argumentTop != argumentBytes && isNameByte(argumentTop[-1]);
+  return expanded && !meet ? next : nullptr;
+}
+
+// Appends what stands for the name [text, end), which the filter knows. Returns the byte after
+// it, or after its call; null if that is not plain.
+static const Byte* expandName(const Byte* text, const Byte* end, const Byte* limit) {
+  const Name name = makeName(text, uint32_t(end - text));
+  if (dynamicNameOf(name) != dynamicNone || (name.length == 1 && *text == 'L')) return nullptr;
+  IdentEntry* const entry = findKnown(name);
+  if (entry == nullptr || !entry->isMacro()) {
+    if (entry != nullptr && isHiddenInArgument(entry)) return nullptr;
+    namesLeft = true;
+    return appendName(text, end) ? end : nullptr;
+  }
+  if (*entry->macroBody == objectLike) return expandCall(entry, end, limit);
+  const Byte* next = end;
+  while (*next == ' ' || *next == '\t') ++next;
+  if (*next == '(') return expandCall(entry, next, limit);
+  // The end of an argument ends the search for a '(', but not that of a body.
+  if (*next == endOfBodyMark) return nullptr;
+  namesLeft = true;
+  // The name stands, and a blank in place of those that were passed.
+  const Byte* const blank = asBytes(" ");
+  return appendName(text, end) && appendName(blank, blank + 1) ? next : nullptr;
 }
 
 // --- Arguments ---
@@ -242,119 +318,97 @@ struct FlatArgument {
 struct FlatCall {
   uint32_t limit;  // the parameters
   uint32_t count;
-  bool irregular;  // a tab, or blanks side by side, have been seen
+  const Byte* start;     // of the argument being collected
+  const Byte* taken;     // up to here it has been expanded
+  const Byte* expanded;  // the expanded text; null if it has no name that the filter knows
   FlatArgument arguments[flatParameterLimit];
 };
 
-// Copies the argument [text, end) with one space for each run of blanks, and makes it the copy.
-static bool copyRegular(const Byte*& text, const Byte*& end) {
-  if (end - text >= argumentBytes + argumentSize - argumentTop) return false;
-  const Byte* const start = argumentTop;
-  while (text != end) {
-    const Byte c = *text;
-    if (c == ' ' || c == '\t') {
-      if (argumentTop == start || argumentTop[-1] != ' ') *argumentTop++ = ' ';
-      ++text;
-    } else if (c == '"' || c == '\'') {
-      const size_t length = size_t(literalEnd(text, end) - text);
-      std::memcpy(argumentTop, text, length);
-      argumentTop += length;
-      text += length;
-    } else {
-      *argumentTop++ = c;
-      ++text;
-    }
-  }
-  text = start;
-  end = argumentTop;
-  *argumentTop++ = endOfBodyMark;  // ends the last name
-  return true;
+static void beginArgument(FlatCall& call, const Byte* text) {
+  call.start = call.taken = text;
+  call.expanded = nullptr;
 }
 
-static void trimBlanks(const Byte*& text, const Byte*& end) {
-  while (text != end && *text == ' ') ++text;
-  while (text != end && end[-1] == ' ') --end;
+VSP_INLINE void trimBlanks(const Byte*& text, const Byte*& end) {
+  while (text != end && (*text == ' ' || *text == '\t')) ++text;
+  while (text != end && (end[-1] == ' ' || end[-1] == '\t')) --end;
 }
 
-// Ends the argument [text, end). `special` says that it holds names that the filter knows.
-VSP_INLINE bool endArgument(FlatCall& call, const Byte* text, const Byte* end, bool special) {
+// Ends the argument that ends at `end`. False if there are too many, or no room.
+VSP_INLINE bool endArgument(FlatCall& call, const Byte* end) {
   if (call.count == call.limit) return false;
-  if (call.irregular && !copyRegular(text, end)) return false;
-  trimBlanks(text, end);
-  if (end - text > argumentBytes + argumentSize - argumentTop) return false;
   FlatArgument& argument = call.arguments[call.count++];
+  const Byte* text = call.start;
+  const Byte* rawEnd = end;
+  trimBlanks(text, rawEnd);
   argument.raw = text;
-  argument.rawLength = uint32_t(end - text);
-  if (special) {
-    const Byte* const expanded = argumentTop;
-    if (!expandText(text, end, true)) return false;
-    text = expanded;
-    end = argumentTop;
-    trimBlanks(text, end);
+  argument.rawLength = uint32_t(rawEnd - text);
+  if (rawEnd - text > argumentBytes + argumentSize - argumentTop) return false;
+  if (call.expanded != nullptr || irregularBlanks) {
+    const bool whole = call.expanded == nullptr;
+    if (whole) call.expanded = argumentTop;
+    if (!appendPart(whole ? text : call.taken, whole ? rawEnd : end)) return false;
+    text = call.expanded;
+    rawEnd = argumentTop;
+    trimBlanks(text, rawEnd);
   }
   argument.text = text;
-  argument.length = uint32_t(end - text);
+  argument.length = uint32_t(rawEnd - text);
   return true;
 }
 
-// Looks at the words that begin at `starts`. False if one is not plain.
-VSP_INLINE bool passWords(const FlatBlock& block, const Byte* text, uint32_t starts, bool& special) {
-  for (; starts != 0; starts &= starts - 1) {
-    const unsigned start = unsigned(__builtin_ctz(starts));
-    const FlatWord word = sortWord(text + start, wordEnd(block, text, start));
-    if (word == oddWord) return false;
-    special |= word == specialWord;
-  }
-  return true;
+// Takes the name [text, end) of an argument, which the filter knows, with its call if it has one.
+// Returns the byte after it, or null.
+static const Byte* takeName(FlatCall& call, const Byte* text, const Byte* end, const Byte* limit) {
+  if (call.expanded == nullptr) call.expanded = argumentTop;
+  if (!appendPart(call.taken, text)) return nullptr;
+  return call.taken = expandName(text, end, limit);
 }
 
 // Collects the arguments from `text` on, the byte after the '('. Returns the byte after the
 // ')', or null.
 static const Byte* collectArguments(const Byte* text, const Byte* limit, FlatCall& call) {
-  const Byte* start = text;
-  bool special = false;
+  beginArgument(call, text);
   uint32_t parentheses = 0;
   uint32_t nameBefore = 0, blankBefore = 0;  // what the block before ends in
   while (limit - text >= blockRoom) {
     const FlatBlock block = sortBlock(text);
-    uint32_t words = block.names & ~(block.names << 1 | nameBefore);
-    call.irregular |= (block.blanks & (block.blanks << 1 | blankBefore)) != 0;
+    irregularBlanks |= (block.blanks & (block.blanks << 1 | blankBefore)) != 0;
+    uint32_t places = block.events | (block.names & ~(block.names << 1 | nameBefore));
+    const Byte* next = text + blockSize;
     nameBefore = block.names >> (blockSize - 1);
     blankBefore = block.blanks >> (blockSize - 1);
-    const Byte* next = text + blockSize;
-    for (uint32_t events = block.events; events != 0; events &= events - 1) {
-      const uint32_t before = (events & -events) - 1;
-      if (!passWords(block, text, words & before, special)) return nullptr;
-      words &= ~before;
-      const Byte* const at = text + __builtin_ctz(events);
-      switch (*at) {
-        case '(': ++parentheses; continue;
-        case ')':
-          if (parentheses-- != 0) continue;
-          return endArgument(call, start, at, special) ? at + 1 : nullptr;
-        case ',':
-          if (parentheses != 0) continue;
-          if (!endArgument(call, start, at, special)) return nullptr;
-          start = at + 1;
-          special = false;
-          continue;
-        case '"':
-        case '\'':
-          next = literalEnd(at, limit);
-          if (next == nullptr) return nullptr;
-          nameBefore = blankBefore = words = 0;
-          break;
-        case '\t': call.irregular = true; continue;
-        case '-': continue;
-        case '.':
-        case '/':
-          if (beginsOther(at)) return nullptr;
-          continue;
-        default: return nullptr;
+    for (; places != 0; places &= places - 1) {
+      const unsigned place = unsigned(__builtin_ctz(places));
+      const Byte* const at = text + place;
+      if ((block.names >> place & 1) != 0) {
+        const Byte* const end = wordEnd(block, text, place);
+        const FlatWord word = sortWord(at, end);
+        if (word == plainWord) continue;
+        next = word == specialWord ? takeName(call, at, end, limit) : nullptr;
+      } else if (*at == '(') {
+        ++parentheses;
+        continue;
+      } else if (*at == ')') {
+        if (parentheses-- != 0) continue;
+        return endArgument(call, at) ? at + 1 : nullptr;
+      } else if (*at == ',') {
+        if (parentheses != 0) continue;
+        if (!endArgument(call, at)) return nullptr;
+        beginArgument(call, at + 1);
+        continue;
+      } else if (*at == '"' || *at == '\'') {
+        next = literalEnd(at, limit);
+      } else {
+        if (*at == '\t') irregularBlanks = true;
+        if (*at == '\t' || *at == '-' || ((*at == '.' || *at == '/') && !beginsOther(at))) continue;
+        return nullptr;
       }
+      // The sorting begins again after a name with its call, and after a literal.
+      if (next == nullptr) return nullptr;
+      nameBefore = blankBefore = 0;
       break;
     }
-    if (!passWords(block, text, words, special)) return nullptr;
     text = next;
   }
   return nullptr;
@@ -362,49 +416,161 @@ static const Byte* collectArguments(const Byte* text, const Byte* limit, FlatCal
 
 // --- Bodies ---
 
-// The flat text being written.
-struct FlatWriter {
-  Byte* target;
-  Byte* limit;
-};
-
-VSP_INLINE bool write(FlatWriter& writer, const Byte* text, size_t length) {
-  if (length > size_t(writer.limit - writer.target)) return false;
-  copyRun(writer.target, text, length);
-  writer.target += length;
-  return true;
+// Writes an argument as it was written, without marks.
+VSP_INLINE bool writeRaw(TextWriter& writer, const FlatArgument& argument) {
+  return writePart(writer, argument.raw, argument.raw + argument.rawLength);
 }
 
 // Writes an argument as a string. One with a literal in it is read in another way by each of
 // those who read strings.
-static bool writeString(FlatWriter& writer, const FlatArgument& argument) {
+static bool writeString(TextWriter& writer, const FlatArgument& argument) {
   for (uint32_t i = 0; i < argument.rawLength; ++i)
     if (argument.raw[i] == '"' || argument.raw[i] == '\\') return false;
-  return write(writer, asBytes("\""), 1) && write(writer, argument.raw, argument.rawLength) &&
-         write(writer, asBytes("\""), 1);
+  if (writer.limit - writer.target < 2) return false;
+  *writer.target++ = '"';
+  if (!writeRaw(writer, argument) || writer.target == writer.limit) return false;
+  *writer.target++ = '"';
+  return true;
+}
+
+// What follows a piece of a body's own text.
+enum PieceEnd : Byte {
+  endOfPieces,
+  noArgument,
+  expandedArgument,
+  rawArgument,
+  stringOfArgument,
+};
+
+// A piece of a body, and the argument that follows.
+struct BodyPiece {
+  uint32_t length;
+  PieceEnd end;
+  Byte argument;
+  bool pasted;  // a paste has been passed
+};
+
+// Reads the piece at `body` and moves it on. False for what is not plain.
+VSP_INLINE bool readPiece(const Byte*& body, BodyPiece& piece) {
+  const Byte* const start = body;
+  while (*body != 0 && *body < firstParameter) ++body;
+  piece.length = uint32_t(body - start);
+  const Byte control = *body++;
+  piece.pasted = control == pasteMark || *body == pasteMark;
+  piece.end = endOfPieces;
+  if (isParameter(control)) {
+    piece.end = *body == pasteMark ? rawArgument : expandedArgument;
+    piece.argument = Byte(control - firstParameter);
+    return true;
+  }
+  if (control == endOfBodyMark) return *body == 0;
+  if (control != pasteMark && control != stringizeMark) return false;
+  if (!isParameter(*body)) {
+    piece.end = noArgument;
+    return control == pasteMark;
+  }
+  piece.end = control == pasteMark ? rawArgument : stringOfArgument;
+  piece.argument = Byte(*body++ - firstParameter);
+  return true;
+}
+
+VSP_INLINE bool writeArgument(TextWriter& writer, const FlatArgument& argument, PieceEnd form) {
+  if (form == expandedArgument) return writeText(writer, argument.text, argument.length);
+  return form == rawArgument ? writeRaw(writer, argument) : writeString(writer, argument);
 }
 
 // Writes a body with the arguments of its call. False if it holds something that is not plain.
-static bool writeBody(FlatWriter& writer, const Byte* body, const FlatArgument* arguments) {
+static bool writeBody(TextWriter& writer, const Byte* body, const FlatArgument* arguments) {
   for (;;) {
-    const Byte* const start = body;
-    while (*body != 0 && *body < firstParameter) ++body;
-    if (body != start && !write(writer, start, size_t(body - start))) return false;
-    const Byte control = *body++;
-    if (isParameter(control)) {
-      const FlatArgument& argument = arguments[control - firstParameter];
-      const bool raw = *body == pasteMark;
-      if (!write(writer, raw ? argument.raw : argument.text, raw ? argument.rawLength : argument.length))
-        return false;
-    } else if (control == pasteMark) {
-      if (!isParameter(*body)) continue;
-      const FlatArgument& argument = arguments[*body++ - firstParameter];
-      if (!write(writer, argument.raw, argument.rawLength)) return false;
-    } else if (control == stringizeMark && isParameter(*body)) {
-      if (!writeString(writer, arguments[*body++ - firstParameter])) return false;
-    } else {
-      return control == endOfBodyMark && *body == 0;
-    }
+    const Byte* const text = body;
+    BodyPiece piece;
+    if (!readPiece(body, piece) || piece.length > size_t(writer.limit - writer.target)) return false;
+    copyRun(writer.target, text, piece.length);
+    writer.target += piece.length;
+    if (piece.end == endOfPieces) return true;
+    if (piece.end != noArgument && !writeArgument(writer, arguments[piece.argument], piece.end)) return false;
+  }
+}
+
+// --- Bodies at hand ---
+//
+// Bodies that have been read are kept in pieces, with what is known of their own names as long as
+// the filter doesn't change.
+
+constexpr uint32_t shapePieceLimit = 16;
+constexpr uint32_t shapeTextSize = 112;
+
+struct BodyShape {
+  const Byte* body;       // of which macro
+  uint32_t filterChange;  // the state of the filter for which `settled` holds
+  bool whole;             // the body has found room here
+  bool settled;           // a call whose arguments are settled gives a settled text
+  BodyPiece pieces[shapePieceLimit];
+  Byte text[shapeTextSize + blockSize];  // the pieces' texts, one after the other
+};
+
+constexpr uint32_t shapeCount = 64;
+static constinit BodyShape shapes[shapeCount] = {};
+
+// Splits a body into pieces. False if it has no room, or is not plain.
+static bool splitBody(BodyShape& shape, const Byte* body) {
+  Byte* target = shape.text;
+  for (BodyPiece& piece : shape.pieces) {
+    const Byte* const text = body;
+    if (!readPiece(body, piece) || piece.length > size_t(shape.text + shapeTextSize - target)) return false;
+    std::memcpy(target, text, piece.length);
+    target += piece.length;
+    if (piece.end == endOfPieces) return true;
+  }
+  return false;
+}
+
+// True if an argument next to this byte may become part of the same token as it.
+static bool mayJoin(Byte c) {
+  return isNameByte(c) || c == '.' || c == '/';
+}
+
+// True if the body's own names are plain, and no argument can become part of one. In the
+// text that is looked at, each argument is a ';'.
+static bool isSettled(const BodyShape& shape) {
+  Byte text[shapeTextSize + shapePieceLimit + flatReadAhead];
+  Byte* target = text;
+  const Byte* source = shape.text;
+  for (const BodyPiece& piece : shape.pieces) {
+    if (piece.pasted) return false;
+    if (target != text && (piece.length == 0 ? piece.end != endOfPieces : mayJoin(*source))) return false;
+    std::memcpy(target, source, piece.length);
+    target += piece.length;
+    source += piece.length;
+    if (piece.end == endOfPieces) break;
+    if (piece.length != 0 && mayJoin(target[-1])) return false;
+    *target++ = ';';
+  }
+  *target = endOfBodyMark;
+  return findSpecialName(text, target) == target;
+}
+
+// The shape of a body; one that is not whole has nothing else.
+VSP_INLINE const BodyShape& shapeOf(const Byte* body) {
+  BodyShape& shape = shapes[(reinterpret_cast<uintptr_t>(body) / 8 ^ *body) % shapeCount];
+  if (shape.body != body || shape.filterChange != nameFilterChange) [[unlikely]] {
+    shape.whole = splitBody(shape, body);
+    shape.settled = shape.whole && isSettled(shape);
+    shape.body = body;
+    shape.filterChange = nameFilterChange;
+  }
+  return shape;
+}
+
+// The same as writeBody, from the pieces.
+static bool writePieces(TextWriter& writer, const BodyShape& shape, const FlatArgument* arguments) {
+  const Byte* text = shape.text;
+  for (const BodyPiece* piece = shape.pieces;; ++piece) {
+    if (!writeText(writer, text, piece->length)) return false;
+    text += piece->length;
+    if (piece->end == endOfPieces) return true;
+    if (piece->end != noArgument && !writeArgument(writer, arguments[piece->argument], piece->end))
+      return false;
   }
 }
 
@@ -412,10 +578,14 @@ static bool writeBody(FlatWriter& writer, const Byte* body, const FlatArgument* 
 
 // Pushes the flat text of `entry` with these arguments, and hides the macro.
 static bool pushFlatText(IdentEntry* entry, const FlatArgument* arguments, FlatText& flat) {
-  FlatWriter writer{flatTop, flatBytes + flatSize - 1};
-  if (depth == flatDepthLimit || !writeBody(writer, entry->macroBody + 1, arguments)) return false;
+  TextWriter writer{flatTop, flatBytes + flatSize - 1};
+  if (depth == flatDepthLimit) return false;
+  const Byte* const body = entry->macroBody + 1;
+  const BodyShape& shape = shapeOf(body);
+  if (!(shape.whole ? writePieces(writer, shape, arguments) : writeBody(writer, body, arguments)))
+    return false;
   *writer.target = endOfBodyMark;
-  flat = {flatTop, writer.target};
+  flat = {flatTop, writer.target, shape.settled && (arguments == nullptr || !namesLeft)};
   levels[depth++] = {flatTop, entry, entry->macroBody};
   flatTop = writer.target + 1;
   entry->macroBody = noMacro;
@@ -435,7 +605,6 @@ static const Byte* flattenWithArguments(IdentEntry* entry, const Byte* text, con
   FlatCall call;
   call.limit = *entry->macroBody;
   call.count = 0;
-  call.irregular = false;
   if (call.limit > flatParameterLimit) return nullptr;
   const Byte* first = text;
   while (*first == ' ' || *first == '\t') ++first;
@@ -450,7 +619,10 @@ const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, 
   while (*text == ' ' || *text == '\t') ++text;
   if (text >= limit || *text != '(' || callsAround == callsAroundLimit) return nullptr;
   Byte* const arguments = argumentTop;
-  if (callsAround++ == 0) depthOfCalls = depth;
+  if (callsAround++ == 0) {
+    depthOfCalls = depth;
+    namesLeft = irregularBlanks = false;
+  }
   const Byte* const next = flattenWithArguments(entry, text + 1, limit, flat);
   --callsAround;
   argumentTop = arguments;

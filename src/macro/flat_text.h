@@ -23,6 +23,7 @@ struct IdentEntry;
 struct FlatText {
   const Byte* start;
   const Byte* end;
+  bool settled;  // no name in it is more than plain text
 };
 
 constexpr ptrdiff_t flatReadAhead = 96;

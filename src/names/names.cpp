@@ -10,6 +10,7 @@
 
 constinit const Byte noMacro[1] = {0};
 constinit uint64_t nameFilter[nameFilterBits / 64] = {};
+constinit uint32_t nameFilterChange = 1;
 constinit uint32_t identLimit = 250;
 
 constexpr bool mayStandInName(int c) {
@@ -77,7 +78,10 @@ void noteSpecialName(const Byte* text, uint32_t length) {
   std::memcpy(&first, text, part);
   std::memcpy(&last, text + length - part, part);
   const uint32_t index = filterIndex(first, last);
-  nameFilter[index / 64] |= uint64_t{1} << (index % 64);
+  const uint64_t bit = uint64_t{1} << (index % 64);
+  if ((nameFilter[index / 64] & bit) != 0) return;
+  nameFilter[index / 64] |= bit;
+  ++nameFilterChange;
 }
 
 // The names that dynamicNameOf may know, and the prefix of wide literals.
@@ -163,6 +167,7 @@ void resetNames() {
   std::memset(firstSlots, 0, sizeof firstSlots);
   nameTable = {firstSlots, firstSlotCount - 1, 0};
   std::memset(nameFilter, 0, sizeof nameFilter);
+  ++nameFilterChange;
   noteDynamicNames();
   identLimit = optionImage.maxIdentLength;
   if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi)) identLimit = 250;

@@ -192,6 +192,10 @@ IdentEntry* lookupName(const Byte* text);
 constexpr uint32_t nameFilterBits = 32768;
 extern uint64_t nameFilter[nameFilterBits / 64];
 
+// Counts the changes of the filter, over all units: as long as it stays, a text without special
+// names has none.
+extern uint32_t nameFilterChange;
+
 // The bit of a name: `first` holds its first bytes, up to eight, zeros after them,
 // `last` its last ones in the same way.
 VSP_INLINE uint32_t filterIndex(uint64_t first, uint64_t last) {
