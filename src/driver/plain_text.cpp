@@ -53,6 +53,7 @@ struct PlainRun {
   bool calls;         // macro calls may be passed
   bool flat;          // the text is a flat one and not the input's
   bool settled;       // a flat one whose names are plain
+  uint32_t callCount; // of the calls that have been passed
 };
 
 // Notes that a token has been written.
@@ -315,6 +316,10 @@ VSP_INLINE bool passOne(PlainRun& run) {
   }
 }
 
+// Sorting a window pays where plain text goes on: between the calls of a text full of
+// macros it made passPlainText take twice the instructions. So some tokens come first.
+constexpr uint32_t tokensBeforeWindow = 12;
+
 #if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
 
 // --- Stretches ---
@@ -522,9 +527,28 @@ VSP_INLINE bool passStretches(PlainRun& run) {
 
 static_assert(flatReadAhead >= windowRoom);
 
-// Passes a flat text, in stretches from its start on. False if it is not plain, or if the
+// Writes a text that is seamless. False if the output has no room.
+static bool passSeamless(PlainRun& run, const FlatText& text) {
+  const size_t length = size_t(text.end - text.start);
+  if (lastStringChar == '\\' || length + windowSize > size_t(run.outLimit - run.out)) return false;
+  if (isNameByte(*text.start) || *text.start == '"') separateWord(run);
+  for (size_t i = 0; i < length; i += 16) std::memcpy(run.out + i, text.start + i, 16);
+  run.out += length;
+  const Byte* last = text.end;
+  while (last != text.start && isNameByte(last[-1])) --last;
+  wrote(run, last == text.end ? tokSemicolon : isDigit(*last) ? tokIntConst : tokIdent);
+  return true;
+}
+
+// Passes a flat text, in stretches where no call is near. False if it is not plain, or if the
 // output has no room; nothing that has been written counts then.
-static bool passFlatText(PlainRun& run, const Byte* end) {
+static bool passFlatText(PlainRun& run, const FlatText& text) {
+  const Byte* const end = text.end;
+  for (uint32_t count = text.calls ? tokensBeforeWindow : 0; count != 0 && run.cursor < end; --count) {
+    const uint32_t calls = run.callCount;
+    if (run.out >= run.outLimit || !passOne(run)) return false;
+    if (calls != run.callCount) count = tokensBeforeWindow + 1;
+  }
   while (run.cursor < end) {
     const size_t left = size_t(end - run.cursor);
     ByteWindow window;
@@ -551,9 +575,10 @@ static bool passFlatText(PlainRun& run, const Byte* end) {
   inner.flat = true;
   inner.settled = text.settled;
   inner.tokenLine = run.line;
-  const bool passed = passFlatText(inner, text.end);
+  const bool passed = text.seamless ? passSeamless(inner, text) : passFlatText(inner, text);
   endFlatText();
   if (!passed) return false;
+  ++run.callCount;
   run.cursor = next;
   run.out = inner.out;
   run.previous = inner.previous;
@@ -573,10 +598,6 @@ static bool passCall(PlainRun&, IdentEntry*, const Byte*) {
 
 #endif
 
-// Sorting a window pays where plain text goes on: between the calls of a text full of
-// macros it made passPlainText take twice the instructions. So some tokens come first.
-constexpr uint32_t tokensBeforeWindow = 12;
-
 // Passes up to `count` tokens. False if the text stops being plain, or a buffer ends.
 VSP_INLINE bool passTokens(PlainRun& run, uint32_t count) {
   for (; count != 0; --count) {
@@ -593,7 +614,7 @@ VSP_HOT int passPlainText(int previous) {
   if (noExpandMark || pendingText != nullptr) return previous;
   const bool calls = inputTop != nullptr && inputTop->kind == frameFile && !wideChar && mayFlattenCalls();
   PlainRun run{inputCursor,     inputLimit,      output.cursor, output.limit - plainRoom, previous, currentLine,
-               readyMarkers(), tokenState.line, calls,         false,         false};
+               readyMarkers(), tokenState.line, calls,         false,         false, 0};
   if (passTokens(run, tokensBeforeWindow) && passStretches(run)) passTokens(run, UINT32_MAX);
   settleLines(run);
   inputCursor = run.cursor;

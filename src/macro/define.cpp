@@ -20,6 +20,7 @@
 #include "output/output.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
+#include "scanner/numbers.h"
 #include "scanner/read_name.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
@@ -144,11 +145,83 @@ static int findParameter(const ParameterNode* parameters, const Name& name) {
   return -1;
 }
 
+// The first bytes of the parameters' names, as bits: most names of a body are told apart by
+// theirs.
+static uint64_t firstBytes(const ParameterNode* parameters) {
+  uint64_t bits = 0;
+  for (; parameters != nullptr; parameters = parameters->next) bits |= uint64_t{1} << (parameters->name[0] & 63);
+  return bits;
+}
+
+// Takes the name or integer at `text`, which ends at `end`, into the body: a parameter as its
+// reference. False, with nothing changed, if there is no room.
+VSP_INLINE bool takeBodyWord(const Byte* text, const Byte* end, const ParameterNode* parameters,
+                             uint64_t firsts) {
+  const uint32_t length = uint32_t(end - text);
+  if (length >= tokenText.room()) return false;
+  int place = 0;
+  if ((firsts >> (*text & 63) & 1) != 0)
+    for (; parameters != nullptr; parameters = parameters->next, ++place)
+      if (parameters->length == length && isSameText(parameters->name, text, length)) {
+        *tokenText.end++ = Byte(firstParameter + place);
+        return true;
+      }
+  copyRun(tokenText.end, text, length);
+  tokenText.end += length;
+  return true;
+}
+
+// The end of the literal at `text`, if it is a plain one: without a backslash, and closed before
+// `limit`. Else null.
+VSP_INLINE const Byte* plainLiteralEnd(const Byte* text, const Byte* limit) {
+  const Byte quote = *text;
+  for (++text; text < limit && *text != quote; ++text)
+    if (*text < ' ' || *text >= 0x7F || *text == '\\') return nullptr;
+  return text < limit ? text + 1 : nullptr;
+}
+
+// Takes what is plain in the body of a macro with parameters, as far as it goes in the input's
+// buffer: names, integers, literals, blanks, and the bytes that stand for themselves. The rest,
+// from splices to operators, is left to the scanner.
+static void takePlainTokens(const ParameterNode* parameters, uint64_t firsts) {
+  if (inputTop == nullptr || inputTop->kind != frameFile) return;
+  const Byte* cursor = inputCursor;
+  const Byte* const limit = inputLimit;
+  while (cursor < limit) {
+    const Byte c = *cursor;
+    const Byte* end = cursor + 1;
+    if (isNameByte(c)) {
+      while (isNameByte(*end)) ++end;
+      const bool whole = end < limit && *end != '\\' && size_t(end - cursor) <= identLimit;
+      if (!whole || (isDigit(c) && !isPlainInteger(cursor, end))) break;
+      if (c == 'L' && (*end == '"' || *end == '\'')) break;
+      if (!takeBodyWord(cursor, end, parameters, firsts)) break;
+    } else if (plainBodyBytes[c]) {
+      if (tokenText.room() < 2 || (c == '.' && isDigit(*end))) break;
+      *tokenText.end++ = c;
+    } else if (c == ' ' || c == '\t') {
+      tokenText.appendBlank();
+    } else if (c == '"' || c == '\'') {
+      end = plainLiteralEnd(cursor, limit);
+      if (end == nullptr || size_t(end - cursor) >= tokenText.room()) break;
+      copyRun(tokenText.end, cursor, size_t(end - cursor));
+      tokenText.end += end - cursor;
+    } else {
+      break;
+    }
+    cursor = end;
+  }
+  *tokenText.end = 0;
+  inputCursor = cursor;
+}
+
 void readBodyTokens(const ParameterNode* parameters, bool expand) {
   activeClass = expand ? &copyClass : &bodyClass;
   lineMode = true;
   *tokenText.end = 0;
+  const uint64_t firsts = firstBytes(parameters);
   for (;;) {
+    if (fastPaths && !expand) takePlainTokens(parameters, firsts);
     const TokenCode code = getToken();
     if (code == tokEndOfLine) {
       ungetChar();
@@ -177,6 +250,10 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
 // The NUL that ends the text in tokenText: one after an escape is part of it.
 static Byte* endOfBody() {
   Byte* end = tokenText.bytes;
+  if (fastPaths) {
+    const size_t length = std::strlen(asChars(end));
+    if (std::memchr(end, escapeMark, length) == nullptr) return end + length;
+  }
   while (*end != 0) end += *end == escapeMark ? 2 : 1;
   return end;
 }
@@ -333,6 +410,7 @@ static bool readParameters(Byte c, Definition& definition) {
 static bool numberParameters(const Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
   for (Byte* text = tokenText.bytes; *text != 0; ++text) {
+    if (*text < firstParameter) continue;
     if (isParameter(*text)) {
       *text = Byte(firstParameter + last - (*text - firstParameter));
     } else if (*text == stringizeMark && !isParameter(text[1])) {

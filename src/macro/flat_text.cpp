@@ -60,9 +60,11 @@ static constinit uint32_t depthOfCalls = 0;
 constexpr uint32_t callsAroundLimit = 48;
 
 // What has been seen since the first of them began: a name in an expanded argument that the
-// filter knows, and blanks in an argument that are not single spaces.
+// filter knows, blanks in an argument that are not single spaces, and what may need a blank
+// between two tokens.
 static constinit bool namesLeft = false;
 static constinit bool irregularBlanks = false;
+static constinit bool seamsLeft = false;
 
 bool mayFlattenCalls() {
   return identLimit >= flatNameLimit && tokenText.end == tokenText.bytes;
@@ -80,8 +82,9 @@ static bool isHiddenInArgument(const IdentEntry* entry) {
 // Sixteen bytes, sorted: bit i stands for byte i.
 struct FlatBlock {
   uint32_t names;   // bytes of names and numbers
-  uint32_t blanks;  // spaces
-  uint32_t events;  // what is looked at one by one, see passEvent, and what is not plain
+  uint32_t blanks;     // spaces
+  uint32_t events;     // what is looked at one by one, and what is not plain
+  uint32_t operators;  // what may need a blank after another of them
 };
 
 constexpr unsigned blockSize = 16;
@@ -111,8 +114,37 @@ VSP_INLINE FlatBlock sortBlock(const Byte* text) {
                                    _mm_or_si128(isByte(block, '#'), isByte(block, '$')));
   const __m128i printed = isBetween(block, ' ', '~');
   const __m128i events = _mm_or_si128(_mm_or_si128(ranges, isByte(block, '"')), odd);
+  // The ranges hold '*' to '/' and ':' to '?'.
+  const __m128i listMarks = _mm_or_si128(isByte(block, ','), isByte(block, ';'));
+  const __m128i rows = _mm_or_si128(isBetween(block, '*', '/'), isBetween(block, ':', '?'));
+  const __m128i others = _mm_or_si128(_mm_or_si128(isByte(block, '!'), isBetween(block, '%', '&')),
+                                      _mm_or_si128(isByte(block, '^'), isByte(block, '|')));
+  const __m128i operators = _mm_or_si128(_mm_andnot_si128(listMarks, rows), others);
   const auto bits = [](__m128i mask) { return unsigned(_mm_movemask_epi8(mask)); };
-  return {bits(names), bits(isByte(block, ' ')), bits(events) | (bits(printed) ^ 0xFFFF)};
+  return {bits(names), bits(isByte(block, ' ')), bits(events) | (bits(printed) ^ 0xFFFF), bits(operators)};
+}
+
+// True if one of the operators follows another, if only after blanks. `before` says that one ended
+// the block before, and then this one.
+VSP_INLINE bool hasOperatorPair(const FlatBlock& block, uint32_t& before) {
+  const uint32_t after = block.operators << 1 | before;
+  // The sum carries through the blanks.
+  const uint32_t afterBlanks = (after & block.blanks) + block.blanks;
+  const uint32_t reached = after | (afterBlanks & ~block.blanks);
+  before = reached >> blockSize & 1;
+  return (block.operators & reached) != 0;
+}
+
+// The same bytes one by one.
+constexpr std::array<bool, 256> operatorBytes = [] {
+  std::array<bool, 256> table{};
+  for (const Byte c : {'!', '%', '&', '*', '+', '-', '.', '/', ':', '<', '=', '>', '?', '^', '|'})
+    table[c] = true;
+  return table;
+}();
+
+VSP_INLINE bool isOperator(Byte c) {
+  return operatorBytes[c];
 }
 
 // The byte after the literal whose quote is at `text`; null if it doesn't end before
@@ -344,6 +376,7 @@ VSP_INLINE bool endArgument(FlatCall& call, const Byte* end) {
   argument.raw = text;
   argument.rawLength = uint32_t(rawEnd - text);
   if (rawEnd - text > argumentBytes + argumentSize - argumentTop) return false;
+  seamsLeft |= text == rawEnd || isOperator(*text) || isOperator(rawEnd[-1]);
   if (call.expanded != nullptr || irregularBlanks) {
     const bool whole = call.expanded == nullptr;
     if (whole) call.expanded = argumentTop;
@@ -361,6 +394,7 @@ VSP_INLINE bool endArgument(FlatCall& call, const Byte* end) {
 // Returns the byte after it, or null.
 static const Byte* takeName(FlatCall& call, const Byte* text, const Byte* end, const Byte* limit) {
   if (call.expanded == nullptr) call.expanded = argumentTop;
+  seamsLeft = true;
   if (!appendPart(call.taken, text)) return nullptr;
   return call.taken = expandName(text, end, limit);
 }
@@ -370,10 +404,11 @@ static const Byte* takeName(FlatCall& call, const Byte* text, const Byte* end, c
 static const Byte* collectArguments(const Byte* text, const Byte* limit, FlatCall& call) {
   beginArgument(call, text);
   uint32_t parentheses = 0;
-  uint32_t nameBefore = 0, blankBefore = 0;  // what the block before ends in
+  uint32_t nameBefore = 0, blankBefore = 0, operatorBefore = 0;  // what the block before ends in
   while (limit - text >= blockRoom) {
     const FlatBlock block = sortBlock(text);
     irregularBlanks |= (block.blanks & (block.blanks << 1 | blankBefore)) != 0;
+    seamsLeft |= hasOperatorPair(block, operatorBefore);
     uint32_t places = block.events | (block.names & ~(block.names << 1 | nameBefore));
     const Byte* next = text + blockSize;
     nameBefore = block.names >> (blockSize - 1);
@@ -398,6 +433,7 @@ static const Byte* collectArguments(const Byte* text, const Byte* limit, FlatCal
         beginArgument(call, at + 1);
         continue;
       } else if (*at == '"' || *at == '\'') {
+        seamsLeft |= *at == '\'' || isNameByte(at[-1]);
         next = literalEnd(at, limit);
       } else {
         if (*at == '\t') irregularBlanks = true;
@@ -406,7 +442,7 @@ static const Byte* collectArguments(const Byte* text, const Byte* limit, FlatCal
       }
       // The sorting begins again after a name with its call, and after a literal.
       if (next == nullptr) return nullptr;
-      nameBefore = blankBefore = 0;
+      nameBefore = blankBefore = operatorBefore = 0;
       break;
     }
     text = next;
@@ -453,7 +489,13 @@ struct BodyPiece {
 // Reads the piece at `body` and moves it on. False for what is not plain.
 VSP_INLINE bool readPiece(const Byte*& body, BodyPiece& piece) {
   const Byte* const start = body;
-  while (*body != 0 && *body < firstParameter) ++body;
+  while (*body != 0 && *body < firstParameter) {
+    // Records begin and end at multiples of eight, so whole words of them can be read.
+    uint64_t word = 0;
+    if (reinterpret_cast<uintptr_t>(body) % 8 == 0) std::memcpy(&word, body, 8);
+    constexpr uint64_t ones = 0x0101010101010101;
+    body += word != 0 && ((word | (word - ones)) & ones << 7) == 0 ? 8 : 1;
+  }
   piece.length = uint32_t(body - start);
   const Byte control = *body++;
   piece.pasted = control == pasteMark || *body == pasteMark;
@@ -504,7 +546,9 @@ struct BodyShape {
   const Byte* body;       // of which macro
   uint32_t filterChange;  // the state of the filter for which `settled` holds
   bool whole;             // the body has found room here
+  bool pasted;            // it has a paste
   bool settled;           // a call whose arguments are settled gives a settled text
+  bool seamless;          // and one whose arguments are seamless a seamless text
   BodyPiece pieces[shapePieceLimit];
   Byte text[shapeTextSize + blockSize];  // the pieces' texts, one after the other
 };
@@ -530,32 +574,53 @@ static bool mayJoin(Byte c) {
   return isNameByte(c) || c == '.' || c == '/';
 }
 
-// True if the body's own names are plain, and no argument can become part of one. In the
-// text that is looked at, each argument is a ';'.
-static bool isSettled(const BodyShape& shape) {
+// True if the text [text, end), in which each argument is a ';', is seamless where the arguments
+// neither begin nor end in operators.
+static bool isSeamless(const Byte* text, const Byte* end) {
+  if (text == end || isOperator(*text) || isOperator(end[-1])) return false;
+  uint32_t operatorBefore = 0;
+  bool inString = false;
+  for (const Byte* c = text; c != end; ++c) {
+    if (*c == '\'' || *c == '\\') return false;
+    if (*c == '"') {
+      if (!inString && c != text && (isNameByte(c[-1]) || c[-1] == ';')) return false;
+      inString = !inString;
+    }
+    if (inString || *c == ' ') continue;
+    if (operatorBefore != 0 && isOperator(*c)) return false;
+    operatorBefore = isOperator(*c);
+  }
+  return true;
+}
+
+// Finds out whether the body's own names are plain, and no argument can become part of one, and
+// whether it is seamless. In the text that is looked at, each argument is a ';'.
+static void judgeShape(BodyShape& shape) {
   Byte text[shapeTextSize + shapePieceLimit + flatReadAhead];
   Byte* target = text;
   const Byte* source = shape.text;
   for (const BodyPiece& piece : shape.pieces) {
-    if (piece.pasted) return false;
-    if (target != text && (piece.length == 0 ? piece.end != endOfPieces : mayJoin(*source))) return false;
+    shape.pasted |= piece.pasted;
+    if (target != text && (piece.length == 0 ? piece.end != endOfPieces : mayJoin(*source))) return;
     std::memcpy(target, source, piece.length);
     target += piece.length;
     source += piece.length;
     if (piece.end == endOfPieces) break;
-    if (piece.length != 0 && mayJoin(target[-1])) return false;
+    if (piece.length != 0 && mayJoin(target[-1])) return;
     *target++ = ';';
   }
   *target = endOfBodyMark;
-  return findSpecialName(text, target) == target;
+  shape.settled = !shape.pasted && findSpecialName(text, target) == target;
+  shape.seamless = shape.settled && isSeamless(text, target);
 }
 
 // The shape of a body; one that is not whole has nothing else.
 VSP_INLINE const BodyShape& shapeOf(const Byte* body) {
   BodyShape& shape = shapes[(reinterpret_cast<uintptr_t>(body) / 8 ^ *body) % shapeCount];
   if (shape.body != body || shape.filterChange != nameFilterChange) [[unlikely]] {
+    shape.settled = shape.seamless = shape.pasted = false;
     shape.whole = splitBody(shape, body);
-    shape.settled = shape.whole && isSettled(shape);
+    if (shape.whole) judgeShape(shape);
     shape.body = body;
     shape.filterChange = nameFilterChange;
   }
@@ -585,7 +650,11 @@ static bool pushFlatText(IdentEntry* entry, const FlatArgument* arguments, FlatT
   if (!(shape.whole ? writePieces(writer, shape, arguments) : writeBody(writer, body, arguments)))
     return false;
   *writer.target = endOfBodyMark;
-  flat = {flatTop, writer.target, shape.settled && (arguments == nullptr || !namesLeft)};
+  flat = {flatTop, writer.target, shape.settled, shape.seamless, !shape.settled && !shape.pasted};
+  if (arguments != nullptr) {
+    flat.settled &= !namesLeft;
+    flat.seamless &= !namesLeft && !seamsLeft;
+  }
   levels[depth++] = {flatTop, entry, entry->macroBody};
   flatTop = writer.target + 1;
   entry->macroBody = noMacro;
@@ -621,7 +690,7 @@ const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, 
   Byte* const arguments = argumentTop;
   if (callsAround++ == 0) {
     depthOfCalls = depth;
-    namesLeft = irregularBlanks = false;
+    namesLeft = irregularBlanks = seamsLeft = false;
   }
   const Byte* const next = flattenWithArguments(entry, text + 1, limit, flat);
   --callsAround;

@@ -23,7 +23,9 @@ struct IdentEntry;
 struct FlatText {
   const Byte* start;
   const Byte* end;
-  bool settled;  // no name in it is more than plain text
+  bool settled;   // no name in it is more than plain text
+  bool seamless;  // a settled one that is written as it stands: no blank is missing in it
+  bool calls;     // calls are to be expected in it
 };
 
 constexpr ptrdiff_t flatReadAhead = 96;
