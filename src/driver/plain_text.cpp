@@ -523,9 +523,38 @@ VSP_INLINE bool passStretches(PlainRun& run) {
   return true;
 }
 
-// --- Macro calls ---
-
 static_assert(flatReadAhead >= windowRoom);
+
+// Passes a flat text in stretches.
+VSP_INLINE bool passFlatStretches(PlainRun& run, const Byte* end) {
+  while (run.cursor < end) {
+    const size_t left = size_t(end - run.cursor);
+    ByteWindow window;
+    openWindow(window, run.cursor, left < windowSize ? left : windowSize);
+    const Byte* const last = window.base + (windowSize - 1);
+    while (run.cursor < end && run.cursor <= last) {
+      if (run.out >= run.outLimit) return false;
+      if (!passStretch(run, window) && !passOne(run)) return false;
+    }
+  }
+  return true;
+}
+
+#else
+
+static bool passStretches(PlainRun&) {
+  return true;
+}
+
+static bool passFlatStretches(PlainRun& run, const Byte* end) {
+  while (run.cursor < end)
+    if (run.out >= run.outLimit || !passOne(run)) return false;
+  return true;
+}
+
+#endif
+
+// --- Macro calls ---
 
 // Writes a text that is seamless. False if the output has no room.
 static bool passSeamless(PlainRun& run, const FlatText& text) {
@@ -549,17 +578,7 @@ static bool passFlatText(PlainRun& run, const FlatText& text) {
     if (run.out >= run.outLimit || !passOne(run)) return false;
     if (calls != run.callCount) count = tokensBeforeWindow + 1;
   }
-  while (run.cursor < end) {
-    const size_t left = size_t(end - run.cursor);
-    ByteWindow window;
-    openWindow(window, run.cursor, left < windowSize ? left : windowSize);
-    const Byte* const last = window.base + (windowSize - 1);
-    while (run.cursor < end && run.cursor <= last) {
-      if (run.out >= run.outLimit) return false;
-      if (!passStretch(run, window) && !passOne(run)) return false;
-    }
-  }
-  return true;
+  return passFlatStretches(run, end);
 }
 
 // Passes a call of the macro `entry`, whose name ends at `end`. What has been written before all
@@ -585,18 +604,6 @@ static bool passFlatText(PlainRun& run, const FlatText& text) {
   run.tokenLine = inner.tokenLine;
   return true;
 }
-
-#else
-
-static bool passStretches(PlainRun&) {
-  return true;
-}
-
-static bool passCall(PlainRun&, IdentEntry*, const Byte*) {
-  return false;
-}
-
-#endif
 
 // Passes up to `count` tokens. False if the text stops being plain, or a buffer ends.
 VSP_INLINE bool passTokens(PlainRun& run, uint32_t count) {

@@ -24,10 +24,6 @@
 #include "scanner/numbers.h"
 #include "scanner/token_text.h"
 
-#if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
-
-#include <emmintrin.h>
-
 // The longest name in a flat text, which must count as a whole.
 constexpr uint32_t flatNameLimit = 64;
 
@@ -40,7 +36,7 @@ constexpr uint32_t flatDepthLimit = 48;
 constexpr size_t flatSize = 0x10000;
 constexpr size_t argumentSize = tokenTextSize / 2 - 256;
 
-static constinit Byte flatBytes[flatSize + flatReadAhead] = {};
+static constinit Byte flatTexts[flatSize + flatReadAhead] = {};
 static constinit Byte argumentBytes[argumentSize + flatReadAhead] = {};
 static constinit Byte* argumentTop = argumentBytes;
 
@@ -52,7 +48,7 @@ struct FlatLevel {
 };
 static constinit FlatLevel levels[flatDepthLimit] = {};
 static constinit uint32_t depth = 0;
-static constinit Byte* flatTop = flatBytes;
+static constinit Byte* flatTop = flatTexts;
 
 // Calls whose arguments are being collected, and the depth where the first of them began.
 static constinit uint32_t callsAround = 0;
@@ -77,75 +73,48 @@ static bool isHiddenInArgument(const IdentEntry* entry) {
   return false;
 }
 
-// --- Sorting of bytes ---
+// --- Bytes ---
 
-// Sixteen bytes, sorted: bit i stands for byte i.
-struct FlatBlock {
-  uint32_t names;   // bytes of names and numbers
-  uint32_t blanks;     // spaces
-  uint32_t events;     // what is looked at one by one, and what is not plain
-  uint32_t operators;  // what may need a blank after another of them
+// What a byte is to the readers of flat texts and arguments.
+enum FlatByte : Byte {
+  flatOdd,  // not plain
+  flatWord,
+  flatBlank,
+  flatTab,
+  flatOpen,
+  flatClose,
+  flatComma,
+  flatQuote,
+  flatOperator,  // may need a blank after another one
+  flatMark,      // any other punctuator
 };
 
-constexpr unsigned blockSize = 16;
-
-// What must be readable from a block on: a name that begins in it is read as eight bytes.
-constexpr ptrdiff_t blockRoom = 2 * blockSize;
-
-VSP_INLINE __m128i isByte(__m128i block, char c) {
-  return _mm_cmpeq_epi8(block, _mm_set1_epi8(c));
-}
-
-// The bytes of `block` in [low, high], as masks.
-VSP_INLINE __m128i isBetween(__m128i block, Byte low, Byte high) {
-  const __m128i above = _mm_sub_epi8(block, _mm_set1_epi8(static_cast<char>(low)));
-  return _mm_cmpeq_epi8(_mm_min_epu8(above, _mm_set1_epi8(static_cast<char>(high - low))), above);
-}
-
-VSP_INLINE FlatBlock sortBlock(const Byte* text) {
-  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
-  const __m128i folded = _mm_or_si128(block, _mm_set1_epi8(0x20));
-  const __m128i letters = _mm_or_si128(isBetween(folded, 'a', 'z'), isByte(block, '_'));
-  const __m128i names = _mm_or_si128(letters, isBetween(block, '0', '9'));
-  // The ranges hold "'()" and ",-./".
-  const __m128i ranges = _mm_or_si128(isBetween(block, '\'', ')'), isBetween(block, ',', '/'));
-  // '@' and '`', and all that is no printed character.
-  const __m128i odd = _mm_or_si128(_mm_or_si128(isByte(folded, '`'), isByte(block, '\\')),
-                                   _mm_or_si128(isByte(block, '#'), isByte(block, '$')));
-  const __m128i printed = isBetween(block, ' ', '~');
-  const __m128i events = _mm_or_si128(_mm_or_si128(ranges, isByte(block, '"')), odd);
-  // The ranges hold '*' to '/' and ':' to '?'.
-  const __m128i listMarks = _mm_or_si128(isByte(block, ','), isByte(block, ';'));
-  const __m128i rows = _mm_or_si128(isBetween(block, '*', '/'), isBetween(block, ':', '?'));
-  const __m128i others = _mm_or_si128(_mm_or_si128(isByte(block, '!'), isBetween(block, '%', '&')),
-                                      _mm_or_si128(isByte(block, '^'), isByte(block, '|')));
-  const __m128i operators = _mm_or_si128(_mm_andnot_si128(listMarks, rows), others);
-  const auto bits = [](__m128i mask) { return unsigned(_mm_movemask_epi8(mask)); };
-  return {bits(names), bits(isByte(block, ' ')), bits(events) | (bits(printed) ^ 0xFFFF), bits(operators)};
-}
-
-// True if one of the operators follows another, if only after blanks. `before` says that one ended
-// the block before, and then this one.
-VSP_INLINE bool hasOperatorPair(const FlatBlock& block, uint32_t& before) {
-  const uint32_t after = block.operators << 1 | before;
-  // The sum carries through the blanks.
-  const uint32_t afterBlanks = (after & block.blanks) + block.blanks;
-  const uint32_t reached = after | (afterBlanks & ~block.blanks);
-  before = reached >> blockSize & 1;
-  return (block.operators & reached) != 0;
-}
-
-// The same bytes one by one.
-constexpr std::array<bool, 256> operatorBytes = [] {
-  std::array<bool, 256> table{};
+constexpr std::array<Byte, 256> flatBytes = [] {
+  std::array<Byte, 256> table{};
+  for (int c = '0'; c <= '9'; ++c) table[size_t(c)] = flatWord;
+  for (int c = 'a'; c <= 'z'; ++c) table[size_t(c)] = table[size_t(c - 'a' + 'A')] = flatWord;
   for (const Byte c : {'!', '%', '&', '*', '+', '-', '.', '/', ':', '<', '=', '>', '?', '^', '|'})
-    table[c] = true;
+    table[c] = flatOperator;
+  for (const Byte c : {'[', ']', '{', '}', ';', '~'}) table[c] = flatMark;
+  table['_'] = flatWord;
+  table[' '] = flatBlank;
+  table['\t'] = flatTab;
+  table['('] = flatOpen;
+  table[')'] = flatClose;
+  table[','] = flatComma;
+  table['"'] = table['\''] = flatQuote;
   return table;
 }();
 
 VSP_INLINE bool isOperator(Byte c) {
-  return operatorBytes[c];
+  return flatBytes[c] == flatOperator;
 }
+
+// Texts are copied in words of so many bytes.
+constexpr size_t copySize = 16;
+
+// What must be readable from a word on that is looked at, or from the end of a text that is copied.
+constexpr ptrdiff_t readRoom = copySize;
 
 // The byte after the literal whose quote is at `text`; null if it doesn't end before
 // `limit`, or holds a byte that is not plain.
@@ -169,12 +138,10 @@ VSP_INLINE FlatWord sortWord(const Byte* text, const Byte* end) {
   return isSpecialName(text, uint32_t(end - text)) ? specialWord : plainWord;
 }
 
-VSP_INLINE const Byte* wordEnd(const FlatBlock& block, const Byte* text, unsigned start) {
-  const unsigned end = start + unsigned(__builtin_ctz(~(block.names >> start)));
-  const Byte* last = text + end;
-  if (end == blockSize)
-    while (isNameByte(*last)) ++last;
-  return last;
+VSP_INLINE const Byte* wordEnd(const Byte* text) {
+  do ++text;
+  while (isNameByte(*text));
+  return text;
 }
 
 // True if the '/' or '.' at `text` begins a comment or a number.
@@ -186,7 +153,7 @@ VSP_INLINE bool beginsOther(const Byte* text) {
 
 // Copies a text in words of sixteen bytes; so many more may be read and written.
 VSP_INLINE void copyWords(Byte* target, const Byte* text, size_t length) {
-  for (size_t i = 0; i < length; i += blockSize) std::memcpy(target + i, text + i, blockSize);
+  for (size_t i = 0; i < length; i += copySize) std::memcpy(target + i, text + i, copySize);
 }
 
 // A text being written, in one of the two stacks.
@@ -256,30 +223,27 @@ static bool appendName(const Byte* text, const Byte* end) {
 // The first name in [text, end) that the filter knows, or `end`; null if the text is not
 // plain.
 static const Byte* findSpecialName(const Byte* text, const Byte* end) {
-  unsigned carry = 0;  // a word goes on from the block before
   while (text < end) {
-    const FlatBlock block = sortBlock(text);
-    const unsigned left = end - text < ptrdiff_t{blockSize} ? unsigned(end - text) : blockSize;
-    const uint32_t part = (1U << left) - 1;
-    uint32_t places = (block.events | (block.names & ~(block.names << 1 | carry))) & part;
-    const Byte* next = text + left;
-    for (; places != 0; places &= places - 1) {
-      const unsigned place = unsigned(__builtin_ctz(places));
-      const Byte* const at = text + place;
-      if ((block.names >> place & 1) != 0) {
-        const FlatWord word = sortWord(at, wordEnd(block, text, place));
-        if (word == oddWord) return nullptr;
-        if (word == specialWord) return at;
-      } else if (*at == '"' || *at == '\'') {
-        next = literalEnd(at, end);
-        if (next == nullptr) return nullptr;
+    switch (flatBytes[*text]) {
+      case flatWord: {
+        const Byte* const next = wordEnd(text);
+        const FlatWord word = sortWord(text, next);
+        if (word != plainWord) return word == specialWord ? text : nullptr;
+        text = next;
         break;
-      } else if (*at < '\'' || *at > '/' || beginsOther(at)) {
-        return nullptr;
       }
+      case flatQuote:
+        text = literalEnd(text, end);
+        if (text == nullptr) return nullptr;
+        break;
+      case flatOperator:
+        if (beginsOther(text)) return nullptr;
+        ++text;
+        break;
+      case flatTab:
+      case flatOdd: return nullptr;
+      default: ++text; break;
     }
-    carry = next == text + blockSize ? block.names >> (blockSize - 1) & 1 : 0;
-    text = next;
   }
   return end;
 }
@@ -293,9 +257,7 @@ static bool expandFlatText(const FlatText& flat) {
     const Byte* const start = findSpecialName(text, flat.end);
     if (start == nullptr || !appendText(text, start)) return false;
     if (start == flat.end) return true;
-    text = start + 1;
-    while (isNameByte(*text)) ++text;
-    text = expandName(start, text, flat.end + flatReadAhead);
+    text = expandName(start, wordEnd(start), flat.end + flatReadAhead);
     if (text == nullptr) return false;
   }
 }
@@ -404,48 +366,49 @@ static const Byte* takeName(FlatCall& call, const Byte* text, const Byte* end, c
 static const Byte* collectArguments(const Byte* text, const Byte* limit, FlatCall& call) {
   beginArgument(call, text);
   uint32_t parentheses = 0;
-  uint32_t nameBefore = 0, blankBefore = 0, operatorBefore = 0;  // what the block before ends in
-  while (limit - text >= blockRoom) {
-    const FlatBlock block = sortBlock(text);
-    irregularBlanks |= (block.blanks & (block.blanks << 1 | blankBefore)) != 0;
-    seamsLeft |= hasOperatorPair(block, operatorBefore);
-    uint32_t places = block.events | (block.names & ~(block.names << 1 | nameBefore));
-    const Byte* next = text + blockSize;
-    nameBefore = block.names >> (blockSize - 1);
-    blankBefore = block.blanks >> (blockSize - 1);
-    for (; places != 0; places &= places - 1) {
-      const unsigned place = unsigned(__builtin_ctz(places));
-      const Byte* const at = text + place;
-      if ((block.names >> place & 1) != 0) {
-        const Byte* const end = wordEnd(block, text, place);
-        const FlatWord word = sortWord(at, end);
-        if (word == plainWord) continue;
-        next = word == specialWord ? takeName(call, at, end, limit) : nullptr;
-      } else if (*at == '(') {
-        ++parentheses;
-        continue;
-      } else if (*at == ')') {
-        if (parentheses-- != 0) continue;
-        return endArgument(call, at) ? at + 1 : nullptr;
-      } else if (*at == ',') {
-        if (parentheses != 0) continue;
-        if (!endArgument(call, at)) return nullptr;
-        beginArgument(call, at + 1);
-        continue;
-      } else if (*at == '"' || *at == '\'') {
-        seamsLeft |= *at == '\'' || isNameByte(at[-1]);
-        next = literalEnd(at, limit);
-      } else {
-        if (*at == '\t') irregularBlanks = true;
-        if (*at == '\t' || *at == '-' || ((*at == '.' || *at == '/') && !beginsOther(at))) continue;
-        return nullptr;
-      }
-      // The sorting begins again after a name with its call, and after a literal.
-      if (next == nullptr) return nullptr;
-      nameBefore = blankBefore = operatorBefore = 0;
-      break;
+  bool afterOperator = false;
+  while (limit - text >= readRoom) {
+    const Byte kind = flatBytes[*text];
+    if (kind == flatBlank || kind == flatTab) {
+      irregularBlanks |= kind == flatTab || text[1] == ' ';
+      ++text;
+      continue;
     }
-    text = next;
+    if (kind == flatOperator) {
+      if (beginsOther(text)) return nullptr;
+      seamsLeft |= afterOperator;
+      afterOperator = true;
+      ++text;
+      continue;
+    }
+    afterOperator = false;
+    const Byte* const start = text++;
+    switch (kind) {
+      case flatWord: {
+        text = wordEnd(start);
+        const FlatWord word = sortWord(start, text);
+        if (word == plainWord) break;
+        text = word == specialWord ? takeName(call, start, text, limit) : nullptr;
+        if (text == nullptr) return nullptr;
+        break;
+      }
+      case flatOpen: ++parentheses; break;
+      case flatClose:
+        if (parentheses-- != 0) break;
+        return endArgument(call, start) ? text : nullptr;
+      case flatComma:
+        if (parentheses != 0) break;
+        if (!endArgument(call, start)) return nullptr;
+        beginArgument(call, text);
+        break;
+      case flatQuote:
+        seamsLeft |= *start == '\'' || isNameByte(start[-1]);
+        text = literalEnd(start, limit);
+        if (text == nullptr) return nullptr;
+        break;
+      case flatMark: break;
+      default: return nullptr;
+    }
   }
   return nullptr;
 }
@@ -550,7 +513,7 @@ struct BodyShape {
   bool settled;           // a call whose arguments are settled gives a settled text
   bool seamless;          // and one whose arguments are seamless a seamless text
   BodyPiece pieces[shapePieceLimit];
-  Byte text[shapeTextSize + blockSize];  // the pieces' texts, one after the other
+  Byte text[shapeTextSize + copySize];  // the pieces' texts, one after the other
 };
 
 constexpr uint32_t shapeCount = 64;
@@ -643,7 +606,7 @@ static bool writePieces(TextWriter& writer, const BodyShape& shape, const FlatAr
 
 // Pushes the flat text of `entry` with these arguments, and hides the macro.
 static bool pushFlatText(IdentEntry* entry, const FlatArgument* arguments, FlatText& flat) {
-  TextWriter writer{flatTop, flatBytes + flatSize - 1};
+  TextWriter writer{flatTop, flatTexts + flatSize - 1};
   if (depth == flatDepthLimit) return false;
   const Byte* const body = entry->macroBody + 1;
   const BodyShape& shape = shapeOf(body);
@@ -697,17 +660,3 @@ const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, 
   argumentTop = arguments;
   return next;
 }
-
-#else
-
-bool mayFlattenCalls() {
-  return false;
-}
-
-const Byte* flattenCall(IdentEntry*, const Byte*, const Byte*, FlatText&) {
-  return nullptr;
-}
-
-void endFlatText() {}
-
-#endif
