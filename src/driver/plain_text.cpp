@@ -581,27 +581,32 @@ static bool passFlatText(PlainRun& run, const FlatText& text) {
   return passFlatStretches(run, end);
 }
 
-// Passes a call of the macro `entry`, whose name ends at `end`. What has been written before all
-// of it was seen to be plain is taken back by writing over it.
-[[gnu::noinline]] static bool passCall(PlainRun& run, IdentEntry* entry, const Byte* end) {
-  FlatText text;
-  const Byte* const limit = run.flat ? run.limit - 1 + flatReadAhead : run.limit;
-  const Byte* const next = flattenCall(entry, end, limit, text);
-  if (next == nullptr) return false;
+// Passes a flat text that is not seamless. What has been written before all of it was seen
+// to be plain is taken back by writing over it.
+static bool passInner(PlainRun& run, const FlatText& text) {
   PlainRun inner = run;
   inner.cursor = text.start;
   inner.limit = text.end + 1;
   inner.flat = true;
   inner.settled = text.settled;
-  inner.tokenLine = run.line;
-  const bool passed = text.seamless ? passSeamless(inner, text) : passFlatText(inner, text);
-  endFlatText();
-  if (!passed) return false;
-  ++run.callCount;
-  run.cursor = next;
+  if (!passFlatText(inner, text)) return false;
   run.out = inner.out;
   run.previous = inner.previous;
-  run.tokenLine = inner.tokenLine;
+  return true;
+}
+
+// Passes a call of the macro `entry`, whose name ends at `end`.
+[[gnu::noinline]] static bool passCall(PlainRun& run, IdentEntry* entry, const Byte* end) {
+  FlatText text;
+  const Byte* const limit = run.flat ? run.limit - 1 + flatReadAhead : run.limit;
+  const Byte* const next = flattenCall(entry, end, limit, text);
+  if (next == nullptr) return false;
+  const bool passed = text.seamless ? passSeamless(run, text) : passInner(run, text);
+  endFlatText();
+  if (!passed) return false;
+  run.cursor = next;
+  run.tokenLine = run.line;
+  ++run.callCount;
   return true;
 }
 

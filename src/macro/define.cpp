@@ -153,22 +153,13 @@ static uint64_t firstBytes(const ParameterNode* parameters) {
   return bits;
 }
 
-// Takes the name or integer at `text`, which ends at `end`, into the body: a parameter as its
-// reference. False, with nothing changed, if there is no room.
-VSP_INLINE bool takeBodyWord(const Byte* text, const Byte* end, const ParameterNode* parameters,
-                             uint64_t firsts) {
-  const uint32_t length = uint32_t(end - text);
-  if (length >= tokenText.room()) return false;
-  int place = 0;
-  if ((firsts >> (*text & 63) & 1) != 0)
-    for (; parameters != nullptr; parameters = parameters->next, ++place)
-      if (parameters->length == length && isSameText(parameters->name, text, length)) {
-        *tokenText.end++ = Byte(firstParameter + place);
-        return true;
-      }
-  copyRun(tokenText.end, text, length);
-  tokenText.end += length;
-  return true;
+// The place of a parameter by its text, or -1. `firsts` are the first bytes of all of them.
+VSP_INLINE int placeOfParameter(const Byte* text, uint32_t length, const ParameterNode* parameters,
+                                uint64_t firsts) {
+  if ((firsts >> (*text & 63) & 1) == 0) return -1;
+  for (int place = 0; parameters != nullptr; parameters = parameters->next, ++place)
+    if (parameters->length == length && isSameText(parameters->name, text, length)) return place;
+  return -1;
 }
 
 // The end of the literal at `text`, if it is a plain one: without a backslash, and closed before
@@ -180,39 +171,62 @@ VSP_INLINE const Byte* plainLiteralEnd(const Byte* text, const Byte* limit) {
   return text < limit ? text + 1 : nullptr;
 }
 
+// The end of the name, integer, literal or other byte at `text` that stands for itself in a
+// body; null if it is none, or may go on after `limit`.
+VSP_INLINE const Byte* plainTokenEnd(const Byte* text, const Byte* limit) {
+  const Byte c = *text;
+  const Byte* end = text + 1;
+  if (isNameByte(c)) {
+    while (isNameByte(*end)) ++end;
+    const bool whole = end < limit && *end != '\\' && size_t(end - text) <= identLimit;
+    const bool plain = isDigit(c) ? isPlainInteger(text, end) : c != 'L' || (*end != '"' && *end != '\'');
+    return whole && plain ? end : nullptr;
+  }
+  if (plainBodyBytes[c]) return c != '.' || !isDigit(*end) ? end : nullptr;
+  return c == '"' || c == '\'' ? plainLiteralEnd(text, limit) : nullptr;
+}
+
 // Takes what is plain in the body of a macro with parameters, as far as it goes in the input's
 // buffer: names, integers, literals, blanks, and the bytes that stand for themselves. The rest,
-// from splices to operators, is left to the scanner.
+// from comments to operators, is left to the scanner.
 static void takePlainTokens(const ParameterNode* parameters, uint64_t firsts) {
-  if (inputTop == nullptr || inputTop->kind != frameFile) return;
   const Byte* cursor = inputCursor;
   const Byte* const limit = inputLimit;
+  Byte* target = tokenText.end;
   while (cursor < limit) {
-    const Byte c = *cursor;
-    const Byte* end = cursor + 1;
-    if (isNameByte(c)) {
-      while (isNameByte(*end)) ++end;
-      const bool whole = end < limit && *end != '\\' && size_t(end - cursor) <= identLimit;
-      if (!whole || (isDigit(c) && !isPlainInteger(cursor, end))) break;
-      if (c == 'L' && (*end == '"' || *end == '\'')) break;
-      if (!takeBodyWord(cursor, end, parameters, firsts)) break;
-    } else if (plainBodyBytes[c]) {
-      if (tokenText.room() < 2 || (c == '.' && isDigit(*end))) break;
-      *tokenText.end++ = c;
-    } else if (c == ' ' || c == '\t') {
-      tokenText.appendBlank();
-    } else if (c == '"' || c == '\'') {
-      end = plainLiteralEnd(cursor, limit);
-      if (end == nullptr || size_t(end - cursor) >= tokenText.room()) break;
-      copyRun(tokenText.end, cursor, size_t(end - cursor));
-      tokenText.end += end - cursor;
+    if (*cursor == ' ' || *cursor == '\t') {
+      if (target == tokenText.limit()) break;
+      if (target == tokenText.bytes || target[-1] != ' ') *target++ = ' ';
+      ++cursor;
+      continue;
+    }
+    const Byte* const end = plainTokenEnd(cursor, limit);
+    const size_t length = size_t(end - cursor);
+    if (end == nullptr || length >= size_t(tokenText.limit() - target)) break;
+    const int place =
+        isNameByte(*cursor) ? placeOfParameter(cursor, uint32_t(length), parameters, firsts) : -1;
+    if (place >= 0) {
+      *target++ = Byte(firstParameter + place);
     } else {
-      break;
+      copyRun(target, cursor, length);
+      target += length;
     }
     cursor = end;
   }
-  *tokenText.end = 0;
+  tokenText.end = target;
+  *target = 0;
   inputCursor = cursor;
+}
+
+// The same, over the splices between the lines of a source file.
+static void takePlainLines(const ParameterNode* parameters, uint64_t firsts) {
+  const InputFrame* const frame = inputTop;
+  while (inputTop == frame && frame != nullptr && frame->kind == frameFile) {
+    takePlainTokens(parameters, firsts);
+    if (inputLimit - inputCursor < 2 || *inputCursor != '\\' || !isLineEnd(inputCursor[1])) return;
+    ++inputCursor;
+    passSplice();
+  }
 }
 
 void readBodyTokens(const ParameterNode* parameters, bool expand) {
@@ -221,7 +235,7 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
   *tokenText.end = 0;
   const uint64_t firsts = firstBytes(parameters);
   for (;;) {
-    if (fastPaths && !expand) takePlainTokens(parameters, firsts);
+    if (fastPaths && !expand) takePlainLines(parameters, firsts);
     const TokenCode code = getToken();
     if (code == tokEndOfLine) {
       ungetChar();
@@ -409,6 +423,8 @@ static bool readParameters(Byte c, Definition& definition) {
 // but a parameter.
 static bool numberParameters(const Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
+  // With one parameter there is nothing to turn round.
+  if (fastPaths && last == 0 && std::strchr(asChars(tokenText.bytes), char(stringizeMark)) == nullptr) return true;
   for (Byte* text = tokenText.bytes; *text != 0; ++text) {
     if (*text < firstParameter) continue;
     if (isParameter(*text)) {

@@ -508,6 +508,7 @@ constexpr uint32_t shapeTextSize = 112;
 struct BodyShape {
   const Byte* body;       // of which macro
   uint32_t filterChange;  // the state of the filter for which `settled` holds
+  uint64_t filterBits;    // the bits of its own names, each as one of 64
   bool whole;             // the body has found room here
   bool pasted;            // it has a paste
   bool settled;           // a call whose arguments are settled gives a settled text
@@ -573,20 +574,38 @@ static void judgeShape(BodyShape& shape) {
     *target++ = ';';
   }
   *target = endOfBodyMark;
+  for (const Byte* word = text; word != target;) {
+    const Byte* const end = isNameByte(*word) ? wordEnd(word) : word + 1;
+    if (isNameByte(*word)) shape.filterBits |= uint64_t{1} << filterBitOf(word, uint32_t(end - word)) % 64;
+    word = end;
+  }
   shape.settled = !shape.pasted && findSpecialName(text, target) == target;
   shape.seamless = shape.settled && isSeamless(text, target);
 }
 
+// True if no bit that has been set in the filter since the shape was judged is one of its own
+// names' bits.
+static bool isStillTrue(const BodyShape& shape) {
+  const uint32_t changes = nameFilterChange - shape.filterChange;
+  if (changes > filterChangesKept) return false;
+  for (uint32_t i = 0; i < changes; ++i)
+    if ((shape.filterBits >> changedFilterBits[(nameFilterChange - i) % filterChangesKept] % 64 & 1) != 0)
+      return false;
+  return true;
+}
+
 // The shape of a body; one that is not whole has nothing else.
 VSP_INLINE const BodyShape& shapeOf(const Byte* body) {
-  BodyShape& shape = shapes[(reinterpret_cast<uintptr_t>(body) / 8 ^ *body) % shapeCount];
-  if (shape.body != body || shape.filterChange != nameFilterChange) [[unlikely]] {
+  BodyShape& shape = shapes[(reinterpret_cast<uintptr_t>(body) / 8) % shapeCount];
+  if (shape.body == body && shape.filterChange == nameFilterChange) return shape;
+  if (shape.body != body || !isStillTrue(shape)) {
     shape.settled = shape.seamless = shape.pasted = false;
+    shape.filterBits = 0;
     shape.whole = splitBody(shape, body);
     if (shape.whole) judgeShape(shape);
     shape.body = body;
-    shape.filterChange = nameFilterChange;
   }
+  shape.filterChange = nameFilterChange;
   return shape;
 }
 

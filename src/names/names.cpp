@@ -11,6 +11,7 @@
 constinit const Byte noMacro[1] = {0};
 constinit uint64_t nameFilter[nameFilterBits / 64] = {};
 constinit uint32_t nameFilterChange = 1;
+constinit uint32_t changedFilterBits[filterChangesKept] = {};
 constinit uint32_t identLimit = 250;
 
 constexpr bool mayStandInName(int c) {
@@ -81,7 +82,7 @@ void noteSpecialName(const Byte* text, uint32_t length) {
   const uint64_t bit = uint64_t{1} << (index % 64);
   if ((nameFilter[index / 64] & bit) != 0) return;
   nameFilter[index / 64] |= bit;
-  ++nameFilterChange;
+  changedFilterBits[++nameFilterChange % filterChangesKept] = index;
 }
 
 // The names that dynamicNameOf may know, and the prefix of wide literals.
@@ -167,7 +168,7 @@ void resetNames() {
   std::memset(firstSlots, 0, sizeof firstSlots);
   nameTable = {firstSlots, firstSlotCount - 1, 0};
   std::memset(nameFilter, 0, sizeof nameFilter);
-  ++nameFilterChange;
+  nameFilterChange += filterChangesKept + 1;  // what is known of older states is void
   noteDynamicNames();
   identLimit = optionImage.maxIdentLength;
   if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi)) identLimit = 250;
