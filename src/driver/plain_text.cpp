@@ -17,6 +17,7 @@
 #include "input/frame.h"
 #include "input/macro_frames.h"
 #include "input/macro_text.h"
+#include "macro/flat_text.h"
 #include "names/names.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"
@@ -25,6 +26,7 @@
 #include "scanner/byte_search.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
+#include "scanner/numbers.h"
 #include "scanner/scan.h"
 #include "scanner/state.h"
 
@@ -44,11 +46,15 @@ struct PlainRun {
   const Byte* cursor;
   const Byte* limit;  // of the input; the byte there may not be taken
   Byte* out;
-  Byte* outLimit;     // of the output, less plainRoom
-  int previous;       // code of the token written last
-  int32_t line;       // the current line; the counters follow in settleLines
-  uint32_t markers;   // of the lines that follow, how many differ from the kept one in a digit alone
-  int32_t tokenLine;  // the line of the token written last
+  Byte* outLimit;      // of the output, less plainRoom
+  int previous;        // code of the token written last
+  int32_t line;        // the current line; the counters follow in settleLines
+  uint32_t markers;    // of the lines that follow, how many differ from the kept one in a digit alone
+  int32_t tokenLine;   // the line of the token written last
+  bool calls;          // macro calls may be passed
+  bool flat;           // the text is a flat one and not the input's
+  bool settled;        // a flat one whose names are plain
+  uint32_t callCount;  // of the calls that have been passed
 };
 
 // Notes that a token has been written.
@@ -69,6 +75,16 @@ VSP_INLINE void separateWord(PlainRun& run) {
   if (wordBytes[run.out[-1]] && !afterNumber) *run.out++ = ' ';
 }
 
+// Writes a name, a number or a keyword.
+VSP_INLINE void writeWord(PlainRun& run, const Byte* text, size_t length, int code) {
+  separateWord(run);
+  copyRun(run.out, text, length);
+  run.out += length;
+  wrote(run, code);
+}
+
+static bool passCall(PlainRun& run, IdentEntry* entry, const Byte* end);
+
 VSP_INLINE bool passName(PlainRun& run) {
   const Byte* const text = run.cursor;
   const Byte* end = text;
@@ -76,43 +92,24 @@ VSP_INLINE bool passName(PlainRun& run) {
   while (isNameByte(*end)) ++end;
   const uint32_t length = uint32_t(end - text);
   if (end >= run.limit || *end == '\\' || length > identLimit) return false;
+  if (run.limit - text >= 8 && !isSpecialName(text, length)) {
+    writeWord(run, text, length, tokIdent);
+    run.cursor = end;
+    return true;
+  }
   // A dynamic name, by its length; and the prefix of a wide literal.
   if (text[0] == '_' && text[1] == '_' && (length == 8 || length == 11)) return false;
   if (text[0] == 'L' && length == 1 && (*end == '"' || *end == '\'')) return false;
-  const IdentEntry* const entry = findKnown(makeName(text, length));
-  if (entry != nullptr && entry->isMacro()) return false;
+  IdentEntry* const entry = findKnown(makeName(text, length));
+  if (entry != nullptr && entry->isMacro()) return run.calls && passCall(run, entry, end);
   const int code = entry == nullptr ? 0 : entry->tokenCode;
-  if (code == 0) {
-    separateWord(run);
-    copyRun(run.out, text, length);
-    run.out += length;
-    wrote(run, tokIdent);
-  } else {
-    if (code == tokAsm) return false;
-    separateWord(run);
-    copyRun(run.out, asBytes(tokenSpelling[code]), tokenSpellingLength[code]);
-    run.out += tokenSpellingLength[code];
-    wrote(run, code);
-  }
+  if (code == tokAsm) return false;
+  if (code == 0)
+    writeWord(run, text, length, tokIdent);
+  else
+    writeWord(run, asBytes(tokenSpelling[code]), tokenSpellingLength[code], code);
   run.cursor = end;
   return true;
-}
-
-// The longest number passed as plain text.
-constexpr ptrdiff_t integerLimit = 16;
-
-// True for a run of name bytes that is an ordinary integer as a whole: decimal, or
-// hexadecimal without a suffix. A point after it would belong to it too.
-VSP_INLINE bool isPlainInteger(const Byte* text, const Byte* end) {
-  if (*end == '.' || end - text > integerLimit) return false;
-  if (*text == '0' && end - text > 1) {
-    if ((text[1] | 0x20) != 'x') return false;
-    for (text += 2; text != end && (isDigit(*text) || Byte((*text | 0x20) - 'a') < 6); ++text) {
-    }
-  } else {
-    while (text != end && isDigit(*text)) ++text;
-  }
-  return text == end;
 }
 
 VSP_INLINE bool passNumber(PlainRun& run) {
@@ -121,11 +118,8 @@ VSP_INLINE bool passNumber(PlainRun& run) {
   const size_t length = size_t(end - run.cursor);
   if (end >= run.limit || *end == '\\' || scanner.wideChar || length > size_t{integerLimit}) return false;
   if (!isPlainInteger(run.cursor, end)) return false;
-  separateWord(run);
-  copyRun(run.out, run.cursor, length);
-  run.out += length;
+  writeWord(run, run.cursor, length, tokIntConst);
   run.cursor = end;
-  wrote(run, tokIntConst);
   return true;
 }
 
@@ -139,7 +133,7 @@ VSP_INLINE bool passPunctuator(PlainRun& run, int code, size_t length) {
 
 // A comment of the common kind that ends on its line. It counts as read here.
 VSP_INLINE bool passPlainComment(PlainRun& run) {
-  if (optionImage.nestedComments || !lineCommentsAllowed()) return false;
+  if (run.flat || optionImage.nestedComments || !lineCommentsAllowed()) return false;
   const Byte* const end = findPlainCommentEnd(run.cursor, run.limit);
   if (end == nullptr) return false;
   run.cursor = end;
@@ -272,6 +266,7 @@ VSP_INLINE void beginLine(PlainRun& run, const Byte* next) {
 // A line end and what is passed over at the start of the next line, if plain text
 // follows.
 VSP_INLINE bool passLineEnd(PlainRun& run) {
+  if (run.flat) return false;
   const Byte c = run.cursor[0];
   const Byte* next = run.cursor + 1;
   if (next < run.limit && ((c == '\r' && *next == '\n') || (c == '\n' && *next == '\r'))) ++next;
@@ -322,6 +317,10 @@ VSP_INLINE bool passOne(PlainRun& run) {
   }
 }
 
+// Sorting a window pays where plain text goes on: between the calls of a text full of
+// macros it made passPlainText take twice the instructions. So some tokens come first.
+constexpr uint32_t tokensBeforeWindow = 12;
+
 #if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
 
 // --- Stretches ---
@@ -345,9 +344,6 @@ struct ByteWindow {
 // What must be readable from a window's base on: a copy may read 16 bytes too many.
 constexpr ptrdiff_t windowRoom = windowSize + 16;
 
-// What must have been read before a window, for the last bytes of a short name.
-constexpr ptrdiff_t windowLead = 8;
-
 // The bytes of `block` in [low, high], as masks.
 VSP_INLINE __m128i bytesBetween(__m128i block, Byte low, Byte high) {
   const __m128i above = _mm_sub_epi8(block, _mm_set1_epi8(static_cast<char>(low)));
@@ -365,9 +361,10 @@ VSP_INLINE uint64_t maskBits(__m128i mask, unsigned shift) {
   return uint64_t(unsigned(_mm_movemask_epi8(mask))) << shift;
 }
 
-VSP_INLINE void openWindow(ByteWindow& window, const Byte* base) {
+// Sorts the first `size` bytes from `base` on, and as many more as make the last sixteen full.
+VSP_INLINE void openWindow(ByteWindow& window, const Byte* base, size_t size) {
   window = {base, 0, 0, 0, 0, 0};
-  for (unsigned i = 0; i < windowSize; i += 16) {
+  for (unsigned i = 0; i < size; i += 16) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + i));
     const __m128i folded = _mm_or_si128(block, _mm_set1_epi8(0x20));  // small letters, '{' and '}'
     const __m128i digits = bytesBetween(block, '0', '9');
@@ -435,7 +432,14 @@ VSP_INLINE unsigned plainOperatorsEnd(const ByteWindow& window, unsigned from, u
 
 // Where the names and numbers of the stretch from `from` to `end` are no longer plain.
 // The byte at `end` belongs to another stretch.
-VSP_INLINE unsigned plainNamesEnd(const ByteWindow& window, unsigned from, unsigned end) {
+VSP_INLINE unsigned plainNamesEnd(const PlainRun& run, const ByteWindow& window, unsigned from,
+                                  unsigned end) {
+  if (run.settled) {
+    // Only a name that the window cuts is left.
+    if (end == windowSize)
+      while (end != from && (window.names >> (end - 1) & 1) != 0) --end;
+    return end;
+  }
   uint64_t starts = window.names & ~(window.names << 1) & (~uint64_t{0} << from) & bitsBelow(end);
   for (; starts != 0; starts &= starts - 1) {
     const unsigned start = unsigned(__builtin_ctzll(starts));
@@ -477,7 +481,7 @@ VSP_INLINE bool passStretch(PlainRun& run, const ByteWindow& window) {
       while (end != from && ((window.names | window.operators) >> (end - 1) & 1) != 0) --end;
   }
   end = plainOperatorsEnd(window, from, end);
-  const unsigned names = plainNamesEnd(window, from, end);
+  const unsigned names = plainNamesEnd(run, window, from, end);
   if (names != end) end = plainOperatorsEnd(window, from, names);
   if (end == from) return false;
   if ((window.names >> from & 1) != 0) separateWord(run);
@@ -507,14 +511,31 @@ VSP_INLINE bool passLineFeed(PlainRun& run, const ByteWindow& window) {
 // case.
 VSP_INLINE bool passStretches(PlainRun& run) {
   if (scanner.wideChar || identLimit < windowSize) return true;
-  while (run.limit - run.cursor >= windowRoom && run.cursor - input.top->buffer >= windowLead) {
+  while (run.limit - run.cursor >= windowRoom) {
     ByteWindow window;
-    openWindow(window, run.cursor);
+    openWindow(window, run.cursor, windowSize);
     // A name that the window cuts is passed in the next one, or by itself.
     const Byte* const last = window.base + (windowSize - 1) - __builtin_clzll(~window.names | 1);
     while (run.cursor <= last) {
       if (run.out >= run.outLimit || run.out == output.buffer) return true;
       if (!passLineFeed(run, window) && !passStretch(run, window) && !passOne(run)) return false;
+    }
+  }
+  return true;
+}
+
+static_assert(flatReadAhead >= windowRoom);
+
+// Passes a flat text in stretches.
+VSP_INLINE bool passFlatStretches(PlainRun& run, const Byte* end) {
+  while (run.cursor < end) {
+    const size_t left = size_t(end - run.cursor);
+    ByteWindow window;
+    openWindow(window, run.cursor, left < windowSize ? left : windowSize);
+    const Byte* const last = window.base + (windowSize - 1);
+    while (run.cursor < end && run.cursor <= last) {
+      if (run.out >= run.outLimit) return false;
+      if (!passStretch(run, window) && !passOne(run)) return false;
     }
   }
   return true;
@@ -526,11 +547,69 @@ static bool passStretches(PlainRun&) {
   return true;
 }
 
+static bool passFlatStretches(PlainRun& run, const Byte* end) {
+  while (run.cursor < end)
+    if (run.out >= run.outLimit || !passOne(run)) return false;
+  return true;
+}
+
 #endif
 
-// Sorting a window pays where plain text goes on: between the calls of a text full of
-// macros it made passPlainText take twice the instructions. So some tokens come first.
-constexpr uint32_t tokensBeforeWindow = 12;
+// --- Macro calls ---
+
+// Writes a text that is seamless. False if the output has no room.
+static bool passSeamless(PlainRun& run, const FlatText& text) {
+  const size_t length = size_t(text.end - text.start);
+  if (scanner.lastStringChar == '\\' || length + windowSize > size_t(run.outLimit - run.out)) return false;
+  if (isNameByte(*text.start) || *text.start == '"') separateWord(run);
+  for (size_t i = 0; i < length; i += 16) std::memcpy(run.out + i, text.start + i, 16);
+  run.out += length;
+  const Byte* last = text.end;
+  while (last != text.start && isNameByte(last[-1])) --last;
+  wrote(run, last == text.end ? tokSemicolon : isDigit(*last) ? tokIntConst : tokIdent);
+  return true;
+}
+
+// Passes a flat text, in stretches where no call is near. False if it is not plain, or if the
+// output has no room; nothing that has been written counts then.
+static bool passFlatText(PlainRun& run, const FlatText& text) {
+  const Byte* const end = text.end;
+  for (uint32_t count = text.calls ? tokensBeforeWindow : 0; count != 0 && run.cursor < end; --count) {
+    const uint32_t calls = run.callCount;
+    if (run.out >= run.outLimit || !passOne(run)) return false;
+    if (calls != run.callCount) count = tokensBeforeWindow + 1;
+  }
+  return passFlatStretches(run, end);
+}
+
+// Passes a flat text that is not seamless. What has been written before all of it was seen
+// to be plain is taken back by writing over it.
+static bool passInner(PlainRun& run, const FlatText& text) {
+  PlainRun inner = run;
+  inner.cursor = text.start;
+  inner.limit = text.end + 1;
+  inner.flat = true;
+  inner.settled = text.settled;
+  if (!passFlatText(inner, text)) return false;
+  run.out = inner.out;
+  run.previous = inner.previous;
+  return true;
+}
+
+// Passes a call of the macro `entry`, whose name ends at `end`.
+[[gnu::noinline]] static bool passCall(PlainRun& run, IdentEntry* entry, const Byte* end) {
+  FlatText text;
+  const Byte* const limit = run.flat ? run.limit - 1 + flatReadAhead : run.limit;
+  const Byte* const next = flattenCall(entry, end, limit, text);
+  if (next == nullptr) return false;
+  const bool passed = text.seamless ? passSeamless(run, text) : passInner(run, text);
+  endFlatText();
+  if (!passed) return false;
+  run.cursor = next;
+  run.tokenLine = run.line;
+  ++run.callCount;
+  return true;
+}
 
 // Passes up to `count` tokens. False if the text stops being plain, or a buffer ends.
 VSP_INLINE bool passTokens(PlainRun& run, uint32_t count) {
@@ -546,8 +625,11 @@ VSP_HOT int passPlainText(int previous) {
   // The separators look at the byte written last, which must be in the buffer.
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
   if (input.noExpandMark || input.pendingText != nullptr) return previous;
+  const bool calls =
+      input.top != nullptr && input.top->kind == frameFile && !scanner.wideChar && mayFlattenCalls();
   PlainRun run{input.cursor, input.limit, output.cursor,  output.limit - plainRoom,
-               previous,     currentLine, readyMarkers(), tokenState.line};
+               previous,     currentLine, readyMarkers(), tokenState.line,
+               calls,        false,       false,          0};
   if (passTokens(run, tokensBeforeWindow) && passStretches(run)) passTokens(run, UINT32_MAX);
   settleLines(run);
   input.cursor = run.cursor;

@@ -7,6 +7,7 @@
 
 #include "macro/define.h"
 
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -20,6 +21,7 @@
 #include "output/output.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
+#include "scanner/numbers.h"
 #include "scanner/read_name.h"
 #include "scanner/scan.h"
 #include "scanner/skip.h"
@@ -77,6 +79,29 @@ static void readBodyBackslash() {
   tokenText.appendEscaped(c);
 }
 
+// The bytes that stand for themselves in a body: all but blanks, line ends, quotes,
+// what begins a comment, a splice or an operator, and what is escaped.
+constexpr std::array<bool, 256> plainBodyBytes = [] {
+  std::array<bool, 256> table{};
+  for (size_t c = ' ' + 1; c < 0x7F; ++c) table[c] = true;
+  for (const Byte c : {'/', '\\', '#', '"', '\''}) table[c] = false;
+  return table;
+}();
+
+// Takes such bytes as far as they go in the input's buffer. False if there are none.
+VSP_INLINE bool takePlainBody() {
+  if constexpr (!fastPaths) return false;
+  const Byte* const start = input.cursor;
+  const Byte* cursor = start;
+  while (cursor < input.limit && plainBodyBytes[*cursor]) ++cursor;
+  const size_t length = size_t(cursor - start);
+  if (length == 0 || length > tokenText.room()) return false;
+  copyRun(tokenText.end, start, length);
+  tokenText.keep(length);
+  input.cursor = cursor;
+  return true;
+}
+
 // Collects a body without parameters into tokenText; `terminator` is ')' after
 // an empty parameter list. The line end stays unread.
 static void readObjectBody(Byte terminator) {
@@ -84,6 +109,7 @@ static void readObjectBody(Byte terminator) {
   tokenText.clear();
   bool afterPaste = false;  // blanks there are dropped
   for (;;) {
+    if (takePlainBody()) afterPaste = false;
     const Byte c = nextChar();
     if (isBlank(c) || (c == '/' && passComment())) {
       if (!afterPaste) tokenText.appendBlank();
@@ -121,11 +147,98 @@ static int findParameter(const ParameterNode* parameters, const Name& name) {
   return -1;
 }
 
+// The first bytes of the parameters' names, as bits: most names of a body are told apart by
+// theirs.
+static uint64_t firstBytes(const ParameterNode* parameters) {
+  uint64_t bits = 0;
+  for (; parameters != nullptr; parameters = parameters->next)
+    bits |= uint64_t{1} << (parameters->name[0] & 63);
+  return bits;
+}
+
+// The place of a parameter by its text, or -1. `firsts` are the first bytes of all of them.
+VSP_INLINE int placeOfParameter(const Byte* text, uint32_t length, const ParameterNode* parameters,
+                                uint64_t firsts) {
+  if ((firsts >> (*text & 63) & 1) == 0) return -1;
+  for (int place = 0; parameters != nullptr; parameters = parameters->next, ++place)
+    if (parameters->length == length && isSameText(parameters->name, text, length)) return place;
+  return -1;
+}
+
+// The end of the literal at `text`, if it is a plain one: without a backslash, and closed before
+// `limit`. Else null.
+VSP_INLINE const Byte* plainLiteralEnd(const Byte* text, const Byte* limit) {
+  const Byte quote = *text;
+  for (++text; text < limit && *text != quote; ++text)
+    if (*text < ' ' || *text >= 0x7F || *text == '\\') return nullptr;
+  return text < limit ? text + 1 : nullptr;
+}
+
+// The end of the name, integer, literal or other byte at `text` that stands for itself in a
+// body; null if it is none, or may go on after `limit`.
+VSP_INLINE const Byte* plainTokenEnd(const Byte* text, const Byte* limit) {
+  const Byte c = *text;
+  const Byte* end = text + 1;
+  if (isNameByte(c)) {
+    while (isNameByte(*end)) ++end;
+    const bool whole = end < limit && *end != '\\' && size_t(end - text) <= identLimit;
+    const bool plain = isDigit(c) ? isPlainInteger(text, end) : c != 'L' || (*end != '"' && *end != '\'');
+    return whole && plain ? end : nullptr;
+  }
+  if (plainBodyBytes[c]) return c != '.' || !isDigit(*end) ? end : nullptr;
+  return c == '"' || c == '\'' ? plainLiteralEnd(text, limit) : nullptr;
+}
+
+// Takes what is plain in the body of a macro with parameters, as far as it goes in the input's
+// buffer: names, integers, literals, blanks, and the bytes that stand for themselves. The rest,
+// from comments to operators, is left to the scanner.
+static void takePlainTokens(const ParameterNode* parameters, uint64_t firsts) {
+  const Byte* cursor = input.cursor;
+  const Byte* const limit = input.limit;
+  Byte* target = tokenText.end;
+  while (cursor < limit) {
+    if (*cursor == ' ' || *cursor == '\t') {
+      if (target == tokenText.limit()) break;
+      if (target == tokenText.bytes || target[-1] != ' ') *target++ = ' ';
+      ++cursor;
+      continue;
+    }
+    const Byte* const end = plainTokenEnd(cursor, limit);
+    const size_t length = size_t(end - cursor);
+    if (end == nullptr || length >= size_t(tokenText.limit() - target)) break;
+    const int place =
+        isNameByte(*cursor) ? placeOfParameter(cursor, uint32_t(length), parameters, firsts) : -1;
+    if (place >= 0) {
+      *target++ = Byte(firstParameter + place);
+    } else {
+      copyRun(target, cursor, length);
+      target += length;
+    }
+    cursor = end;
+  }
+  tokenText.end = target;
+  *target = 0;
+  input.cursor = cursor;
+}
+
+// The same, over the splices between the lines of a source file.
+static void takePlainLines(const ParameterNode* parameters, uint64_t firsts) {
+  const InputFrame* const frame = input.top;
+  while (input.top == frame && frame != nullptr && frame->kind == frameFile) {
+    takePlainTokens(parameters, firsts);
+    if (input.limit - input.cursor < 2 || *input.cursor != '\\' || !isLineEnd(input.cursor[1])) return;
+    ++input.cursor;
+    passSplice();
+  }
+}
+
 void readBodyTokens(const ParameterNode* parameters, bool expand) {
   scanner.activeClass = expand ? &copyClass : &bodyClass;
   scanner.lineMode = true;
   *tokenText.end = 0;
+  const uint64_t firsts = firstBytes(parameters);
   for (;;) {
+    if (fastPaths && !expand) takePlainLines(parameters, firsts);
     const TokenCode code = getToken();
     if (code == tokEndOfLine) {
       ungetChar();
@@ -154,6 +267,10 @@ void readBodyTokens(const ParameterNode* parameters, bool expand) {
 // The NUL that ends the text in tokenText: one after an escape is part of it.
 static Byte* endOfBody() {
   Byte* end = tokenText.bytes;
+  if (fastPaths) {
+    const size_t length = std::strlen(asChars(end));
+    if (std::memchr(end, escapeMark, length) == nullptr) return end + length;
+  }
   while (*end != 0) end += *end == escapeMark ? 2 : 1;
   return end;
 }
@@ -316,7 +433,11 @@ static bool readParameters(Byte c, Definition& definition) {
 // but a parameter.
 static bool numberParameters(const Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
+  // With one parameter there is nothing to turn round.
+  if (fastPaths && last == 0 && std::strchr(asChars(tokenText.bytes), char(stringizeMark)) == nullptr)
+    return true;
   for (Byte* text = tokenText.bytes; *text != 0; ++text) {
+    if (*text < firstParameter) continue;
     if (isParameter(*text)) {
       *text = Byte(firstParameter + last - (*text - firstParameter));
     } else if (*text == stringizeMark && !isParameter(text[1])) {

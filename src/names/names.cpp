@@ -10,6 +10,8 @@
 
 constinit const Byte noMacro[1] = {0};
 constinit uint64_t nameFilter[nameFilterBits / 64] = {};
+constinit uint32_t nameFilterChange = 1;
+constinit uint32_t changedFilterBits[filterChangesKept] = {};
 constinit uint32_t identLimit = defaultIdentLimit;
 
 constinit const std::array<Byte, 256> nameBytes = [] {
@@ -73,7 +75,10 @@ void noteSpecialName(const Byte* text, uint32_t length) {
   std::memcpy(&first, text, part);
   std::memcpy(&last, text + length - part, part);
   const uint32_t index = filterIndex(first, last);
-  nameFilter[index / 64] |= uint64_t{1} << (index % 64);
+  const uint64_t bit = uint64_t{1} << (index % 64);
+  if ((nameFilter[index / 64] & bit) != 0) return;
+  nameFilter[index / 64] |= bit;
+  changedFilterBits[++nameFilterChange % filterChangesKept] = index;
 }
 
 // The names that dynamicNameOf may know, and the prefix of wide literals.
@@ -159,6 +164,7 @@ void resetNames() {
   std::memset(firstSlots, 0, sizeof firstSlots);
   nameTable = {firstSlots, firstSlotCount - 1, 0};
   std::memset(nameFilter, 0, sizeof nameFilter);
+  nameFilterChange += filterChangesKept + 1;  // what is known of older states is void
   noteDynamicNames();
   identLimit = optionImage.maxIdentLength;
   if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi))

@@ -192,6 +192,12 @@ IdentEntry* lookupName(const Byte* text);
 constexpr uint32_t nameFilterBits = 32768;
 extern uint64_t nameFilter[nameFilterBits / 64];
 
+// Counts the changes of the filter, over all units, and holds the bits that were set last: a text
+// without special names has none as long as no bit of its own names is set.
+constexpr uint32_t filterChangesKept = 8;
+extern uint32_t nameFilterChange;
+extern uint32_t changedFilterBits[filterChangesKept];  // number n stands at n % filterChangesKept
+
 // The bit of a name: `first` holds its first bytes, up to eight, zeros after them,
 // `last` its last ones in the same way.
 VSP_INLINE uint32_t filterIndex(uint64_t first, uint64_t last) {
@@ -202,14 +208,22 @@ static_assert(nameFilterBits == 1U << (64 - 49));
 // Sets the bit of a name.
 void noteSpecialName(const Byte* text, uint32_t length);
 
-// True if the bit of the name is set. The eight bytes before its end, and after its
-// start, can be read.
-VSP_INLINE bool isSpecialName(const Byte* text, uint32_t length) {
+// The number of the name's bit. The eight bytes after its start can be read.
+VSP_INLINE uint32_t filterBitOf(const Byte* text, uint32_t length) {
   uint64_t first, last;
   std::memcpy(&first, text, 8);
-  std::memcpy(&last, text + length - 8, 8);
-  const uint32_t unused = length < 8 ? 64 - 8 * length : 0;
-  const uint32_t index = filterIndex(first << unused >> unused, last >> unused);
+  if (length < 8) {
+    const uint32_t unused = 64 - 8 * length;
+    first = last = first << unused >> unused;
+  } else {
+    std::memcpy(&last, text + length - 8, 8);
+  }
+  return filterIndex(first, last);
+}
+
+// True if the bit of the name is set.
+VSP_INLINE bool isSpecialName(const Byte* text, uint32_t length) {
+  const uint32_t index = filterBitOf(text, length);
   return (nameFilter[index / 64] >> (index % 64) & 1) != 0;
 }
 
