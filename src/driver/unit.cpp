@@ -7,7 +7,6 @@
 
 #include "driver/unit.h"
 
-#include <cfenv>
 #include <charconv>
 #include <cstring>
 
@@ -32,6 +31,7 @@
 #include "platform/clock.h"
 #include "platform/faults.h"
 #include "platform/files.h"
+#include "platform/float_state.h"
 #include "platform/read_files.h"
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
@@ -192,12 +192,11 @@ bool guardedTranslate(const char* path) {
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;
-  std::fenv_t environment;
-  std::fegetenv(&environment);
+  const FloatState floats = floatState();
   // What a fatal error leaves has failed.
   UnitRun unit{path, true};
   runProtected(prepareAndTranslate, &unit);
-  std::fesetenv(&environment);
+  setFloatState(floats);
   inUnit = false;
   return !unit.failed;
 }

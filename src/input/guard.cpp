@@ -37,7 +37,8 @@ static constinit GuardNode* guardChains[guardChainCount] = {};
 static constinit bool anyGuards = false;
 
 void resetGuards() {
-  for (GuardNode*& chain : guardChains) chain = nullptr;
+  if (anyGuards)
+    for (GuardNode*& chain : guardChains) chain = nullptr;
   anyGuards = false;
   headerList = nullptr;
   headerListTail = &headerList;

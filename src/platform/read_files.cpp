@@ -75,7 +75,8 @@ void beginUnitFiles() {
 
 void forgetReadFiles() {
   if (table != startTable) std::free(table);
-  for (ReadFile& entry : startTable) entry = {};
+  if (tableUsed != 0)
+    for (ReadFile& entry : startTable) entry = {};
   table = startTable;
   tableMask = startCapacity - 1;
   tableUsed = 0;
