@@ -174,7 +174,8 @@ bool mayLieBesideProgram(const char* name) {
   if (start + std::strlen(name) >= sizeof path) return true;
   std::memcpy(path, started, start);
   std::strcpy(path + start, name);
-  return resolveHostNameOnce(path) != resolveMissing;
+  // Its own spelling comes first: that serves also where the directory can't be read.
+  return lstat(path, &status) == 0 || !isMissing(errno) || resolveHostNameOnce(path) != resolveMissing;
 }
 
 const char* environmentValue(const char* name) {
