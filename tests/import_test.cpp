@@ -325,6 +325,38 @@ TEST_F(BesideProgram, ConfigurationFile) {
   EXPECT_EQ("A own\r", outputNow());
 }
 
+// In another case: the first in byte order, in the directory of the program too, also where that is
+// reached by a link, and however many files lie there. A link that leads nowhere has its name.
+TEST_F(BesideProgram, ConfigurationFileInAnotherCase) {
+  const auto outputNow = [this] {
+    const std::string messages = messagesFor("A B\n");
+    return messages + splitLines(readFile(work_ / "a.i")).at(1);
+  };
+  for (const int others : {0, 600}) {
+    SCOPED_TRACE(others);
+    for (int i = 0; i < others; i++) {
+      writeFile(work_ / ("another_file_" + std::to_string(i)), "");
+      writeFile(bin_ / ("another_file_" + std::to_string(i)), "");
+    }
+    EXPECT_EQ("A B\r", outputNow());
+    writeFile(bin_ / "VSC32.cfg", "-DA=next\n");
+    EXPECT_EQ("next B\r", outputNow());
+    std::filesystem::create_symlink(setup_.program, work_ / "link");
+    setup_.program = (work_ / "link").string();
+    EXPECT_EQ("next B\r", outputNow());
+    file("vsC32.Cfg", "-DA=second\n");
+    EXPECT_EQ("second B\r", outputNow());
+    file("Vsc32.cfg", "-DA=first\n");
+    EXPECT_EQ("first B\r", outputNow());
+    std::filesystem::create_symlink("nowhere", work_ / "vsc32.cfg");
+    EXPECT_EQ("next B\r", outputNow());
+    for (const char* name : {"vsC32.Cfg", "Vsc32.cfg", "vsc32.cfg", "link"})
+      std::filesystem::remove(work_ / name);
+    std::filesystem::remove(bin_ / "VSC32.cfg");
+    setup_.program = (bin_ / "vsp32").string();
+  }
+}
+
 // What a run uses besides its sources is not to be written over: the program, its component, what the
 // component was given and has made, and its language.
 TEST_F(Import, NoneOfItBecomesTheOutput) {

@@ -149,11 +149,11 @@ static const Byte* skippedCommentEnd(const Byte* start, const Byte* cursor, cons
 }
 
 // The start of the line that `cursor` is on, where `start` counts as one. Says
-// whether a quote stands between.
-static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& quotes) {
-  quotes = false;
+// whether what stands between may hide a comment: a quote or a line comment.
+static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& mayHide) {
+  mayHide = false;
   for (; cursor > start && !isLineEnd(cursor[-1]); --cursor)
-    if (cursor[-1] == '"' || cursor[-1] == '\'') quotes = true;
+    if (cursor[-1] == '"' || cursor[-1] == '\'' || (cursor[-1] == '/' && *cursor == '/')) mayHide = true;
   return cursor;
 }
 
@@ -164,10 +164,9 @@ static const Byte* passSkippedStop(const Byte* start, const Byte* cursor, const 
   if (cursor + 1 >= limit || *cursor == endOfTextByte) return nullptr;
   if (cursor[1] == '#') return beginsLine(start, cursor + 1) ? nullptr : cursor + 1;
   if (*cursor != '/') return nullptr;
-  // A quote matters only where it may make a comment a part of a literal.
-  bool quotes;
-  const Byte* const line = lineStartBefore(start, cursor, quotes);
-  return quotes ? plainLineEnd(line, limit) : skippedCommentEnd(line, cursor, limit);
+  bool mayHide;
+  const Byte* const line = lineStartBefore(start, cursor, mayHide);
+  return mayHide ? plainLineEnd(line, limit) : skippedCommentEnd(line, cursor, limit);
 }
 
 // Skips whole lines straight from the buffer, as far as they are no directives
@@ -190,8 +189,8 @@ VSP_HOT static void skipPlainLines() {
     cursor += paired + 1;
     ++lines;
   } else {
-    bool quotes;
-    cursor = lineStartBefore(start, cursor, quotes);
+    bool mayHide;
+    cursor = lineStartBefore(start, cursor, mayHide);
   }
   input.cursor = cursor;
   advanceLines(lines);

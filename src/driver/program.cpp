@@ -216,10 +216,6 @@ static void runArguments(void* argument) {
   processArguments(argv, argc);
 }
 
-static void stopMemory(void*) {
-  memoryStop();
-}
-
 int runProgram(int argc, char** argv) {
   consoleSwitch = quietSwitch = runFailed = false;
   unitNumber = 0;
@@ -240,7 +236,7 @@ int runProgram(int argc, char** argv) {
   if (!writeReportFiles(runFailed)) runFailed = true;
   dropReports();
   writeHints(runFailed);
-  if (!runProtected(stopMemory, nullptr)) runFailed = true;
+  // The memory goes with the process: to release it before cost 15 us.
   if (!finishConsole()) runFailed = true;
   removeFaultFilters();
   return runFailed ? 1 : 0;

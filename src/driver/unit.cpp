@@ -7,7 +7,6 @@
 
 #include "driver/unit.h"
 
-#include <cfenv>
 #include <charconv>
 #include <cstring>
 
@@ -35,6 +34,7 @@
 #include "platform/clock.h"
 #include "platform/faults.h"
 #include "platform/files.h"
+#include "platform/float_state.h"
 #include "platform/read_files.h"
 #include "record/explain.h"
 #include "record/files.h"
@@ -211,12 +211,11 @@ bool guardedTranslate(const char* path, bool standardInput) {
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;
-  std::fenv_t environment;
-  std::fegetenv(&environment);
+  const FloatState floats = floatState();
   // What a fatal error leaves has failed.
   UnitRun unit{path, standardInput, true};
   runProtected(prepareAndTranslate, &unit);
-  std::fesetenv(&environment);
+  setFloatState(floats);
   inUnit = false;
   return !unit.failed;
 }

@@ -45,7 +45,7 @@ static const GuardNode* findGuard(const char* name, uint32_t hash) {
 }
 
 bool guardAllowsSkip(const char* name) {
-  if (!guards.anyGuards) return false;
+  if (guards.chains == nullptr) return false;
   const GuardNode* const node = findGuard(name, fileNameHash(name));
   if (node == nullptr || !lookupName(asBytes(node->macroName))->isMacro()) return false;
   if (explaining) [[unlikely]]
@@ -53,7 +53,16 @@ bool guardAllowsSkip(const char* name) {
   return true;
 }
 
+// Chains without a node, as long as the unit lasts.
+static GuardNode** makeChains() {
+  constexpr size_t size = guardChainCount * sizeof(GuardNode*);
+  void* const chains = memAlloc(size);
+  std::memset(chains, 0, size);
+  return static_cast<GuardNode**>(chains);
+}
+
 void addGuard(const char* fileName, const char* macroName) {
+  if (guards.chains == nullptr) guards.chains = makeChains();
   const uint32_t hash = fileNameHash(fileName);
   if (findGuard(fileName, hash) != nullptr) return;
   const size_t fileLength = std::strlen(fileName);
@@ -68,7 +77,6 @@ void addGuard(const char* fileName, const char* macroName) {
   GuardNode*& chain = guards.chains[hash % guardChainCount];
   *node = {chain, hash, file, macro};
   chain = node;
-  guards.anyGuards = true;
 }
 
 // --- Header statistics ---

@@ -41,8 +41,7 @@ struct GuardState {
   IdentEntry* notDefinedEntry;
 
   HeaderRecord* headerList;  // in the order of the first push; the source file comes first
-  bool anyGuards;            // a chain has a node
-  GuardNode* chains[guardChainCount];
+  GuardNode** chains;        // guardChainCount of them; null while there is no guarded file
 };
 
 extern GuardState guards;

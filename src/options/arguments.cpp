@@ -21,6 +21,7 @@
 #include "options/option_image.h"
 #include "options/options.h"
 #include "platform/files.h"
+#include "platform/paths.h"
 
 constinit const char* configFileName = defaultConfigFile;
 
@@ -271,8 +272,18 @@ static Byte* readDefaultConfig(const char* path) {
   return readTextFile(handle, path, length);
 }
 
+// Reads the text of the configuration file in the directory of the program; null if
+// there is none.
+static Byte* readProgramConfig() {
+  if (!mayLieBesideProgram(defaultConfigFile)) return nullptr;
+  char path[programPathSize + sizeof defaultConfigFile];
+  if (!programPath(path, programPathSize)) path[0] = 0;
+  std::memcpy(path + splitPath(path).nameStart, defaultConfigFile, sizeof defaultConfigFile);
+  return readDefaultConfig(path);
+}
+
 // Reads the text of the configuration file; null if there is none.
-static Byte* readConfigText(bool given, const char* programDirectory) {
+static Byte* readConfigText(bool given) {
   if (given) {
     size_t length;
     Byte* const text = readTextFile(openSettings(configFileName), configFileName, length);
@@ -281,16 +292,11 @@ static Byte* readConfigText(bool given, const char* programDirectory) {
     failFileNotFound(configFileName);
   }
   Byte* const text = readDefaultConfig(configFileName);
-  if (text != nullptr) return text;
-  char path[programPathSize + sizeof defaultConfigFile];
-  const size_t directoryLength = std::strlen(programDirectory);
-  std::memcpy(path, programDirectory, directoryLength);
-  std::memcpy(path + directoryLength, defaultConfigFile, sizeof defaultConfigFile);
-  return readDefaultConfig(path);
+  return text != nullptr ? text : readProgramConfig();
 }
 
-void readConfigurationFile(bool given, const char* programDirectory) {
-  Byte* const text = readConfigText(given, programDirectory);
+void readConfigurationFile(bool given) {
+  Byte* const text = readConfigText(given);
   if (text == nullptr) return;
 
   char token[configTokenLimit + 1];

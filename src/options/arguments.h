@@ -20,6 +20,6 @@ constexpr char defaultConfigFile[] = "vsc32.cfg";
 extern const char* configFileName;
 
 // Reads the configuration file, applying each token through parseOption. With
-// `given`, a missing file ends the process; else `programDirectory` (with its
-// closing separator) is searched after the current directory.
-void readConfigurationFile(bool given, const char* programDirectory);
+// `given`, a missing file ends the process; else the directory of the program is
+// searched after the current one.
+void readConfigurationFile(bool given);

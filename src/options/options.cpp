@@ -168,12 +168,6 @@ static void resetOptions() {
   resetWarnings();
 }
 
-// The directory of the program, with its closing separator; empty if unknown.
-static void findProgramDirectory(char* buffer, size_t size) {
-  if (!programPath(buffer, size)) buffer[0] = 0;
-  buffer[splitPath(buffer).nameStart] = 0;
-}
-
 // One look at the switches before the first file name.
 static void readCommandLine(OptionPhase phase, char** argv, int argc) {
   for (int i = 1; i < argc && isSwitchArgument(argv[i]); ++i)
@@ -189,17 +183,15 @@ static const char* findConfigArgument(char** argv, int argc) {
 }
 
 void optionBootstrap(char** argv, int argc) {
-  char directory[programPathSize];
   resetOptions();
   // Paths are looked at from now on; the environment say how their bytes are read.
   buildLeadByteTable();
   optionImage.codePage = 0;
   loadWarnings();
-  findProgramDirectory(directory, sizeof directory);
   readCommandLine(firstLook, argv, argc);
   const char* const given = findConfigArgument(argv, argc);
   configFileName = given != nullptr ? given : defaultConfigFile;
-  readConfigurationFile(given != nullptr, directory);
+  readConfigurationFile(given != nullptr);
   readCommandLine(secondLook, argv, argc);
   storeWarnings();
 }

@@ -40,21 +40,16 @@ constexpr std::array<uint16_t, 32> ansiCharacters = {
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 static_assert(ansiCharacters[0] == 0x20AC && ansiCharacters[1] == 0x81 && ansiCharacters[31] == 0x178);
 
-// A range of lead bytes of a code page.
-struct LeadRange {
-  uint16_t codePage;
-  Byte first;
-  Byte last;
-};
-
-constexpr LeadRange leadRanges[] = {{932, 0x81, 0x9F},  {932, 0xE0, 0xFC}, {936, 0x81, 0xFE},
-                                    {949, 0x81, 0xFE},  {950, 0x81, 0xFE}, {1361, 0x84, 0xD3},
-                                    {1361, 0xD8, 0xDE}, {1361, 0xE0, 0xF9}};
-
 bool isLeadByteOf(uint32_t codePage, Byte byte) {
-  for (const LeadRange& range : leadRanges)
-    if (range.codePage == codePage && byte >= range.first && byte <= range.last) return true;
-  return false;
+  const auto isBetween = [byte](int first, int last) { return byte >= first && byte <= last; };
+  switch (codePage) {
+    case 932: return isBetween(0x81, 0x9F) || isBetween(0xE0, 0xFC);
+    case 936:
+    case 949:
+    case 950: return isBetween(0x81, 0xFE);
+    case 1361: return isBetween(0x84, 0xD3) || isBetween(0xD8, 0xDE) || isBetween(0xE0, 0xF9);
+    default: return false;
+  }
 }
 
 // The character of a byte in one of the single-byte sets known here.

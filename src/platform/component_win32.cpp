@@ -5,9 +5,9 @@
 
 #include <windows.h>
 
-#include <cfenv>
 #include <cstring>
 
+#include "platform/float_state.h"
 #include "platform/system_win32.h"
 
 // What the component exports. Nobody has said by which convention it is called,
@@ -41,11 +41,10 @@ bool readTypeLibrary(const char* path, const char* attributes, char* generatedNa
   static constinit char written[2 * (importNameLimit + 1)] = {};
   generatedName[0] = 0;
   // The component's run-time may change how numbers are rounded.
-  std::fenv_t environment;
-  std::fegetenv(&environment);
+  const FloatState floats = floatState();
   const HMODULE module = LoadLibraryA("TLBREADER.DLL");
   if (module == nullptr) {
-    std::fesetenv(&environment);
+    setFloatState(floats);
     return false;
   }
   // No output may take its place.
@@ -60,6 +59,6 @@ bool readTypeLibrary(const char* path, const char* attributes, char* generatedNa
     std::memcpy(generatedName, written, std::strlen(written) + 1);
   }
   FreeLibrary(module);
-  std::fesetenv(&environment);
+  setFloatState(floats);
   return entry != nullptr;
 }

@@ -111,6 +111,10 @@ bool programPath(char* buffer, size_t size) {
   return length != 0 && length < size;
 }
 
+bool mayLieBesideProgram(const char*) {
+  return true;
+}
+
 const char* environmentValue(const char* name) {
   return std::getenv(name);
 }

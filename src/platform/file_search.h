@@ -11,7 +11,8 @@ struct FileMatches;
 // without regard to ASCII case, "*.*" matches every name; directories and other
 // things that cannot be read as a file never match; a name that begins with a
 // dot is hidden from a wildcard. A pattern without a wildcard gives the name as
-// the directory spells it, the exact spelling first. Matches come sorted.
+// the directory spells it, the exact spelling first. Matches come sorted. One search
+// at a time: closeMatches goes before the next.
 enum FindOutcome {
   filesFound,     // closeMatches releases `matches`
   filesMissing,   // nothing matched

@@ -102,6 +102,10 @@ constexpr size_t programPathSize = 4096;
 // False if it cannot be had or does not fit.
 bool programPath(char* buffer, size_t size);
 
+// False if no file of this name, in any case, lies in the directory of the program.
+// Costs less than programPath.
+bool mayLieBesideProgram(const char* name);
+
 // Value of the environment variable `name`, or null.
 const char* environmentValue(const char* name);
 

@@ -64,14 +64,14 @@ int openHost(const char* name, int flags) {
 }
 
 // Opens `path` for reading with more flags of open(), and says in `status` what it
-// is. Returns a handle or an OpenFailure.
-static int openPath(const char* path, int flags, struct stat& status) {
+// is; `resolve` finds another spelling. Returns a handle or an OpenFailure.
+static int openPath(const char* path, int flags, ResolveOutcome (*resolve)(char* name), struct stat& status) {
   char name[hostNameSize];
   if (!spellHostName(path, name) || isKnownMissing(name)) return openFailed;
   int handle = openHost(name, O_RDONLY | flags);
   if (handle < 0) {
     if (!isMissing(errno)) return openFailure(errno);
-    const ResolveOutcome outcome = resolveHostName(name);
+    const ResolveOutcome outcome = resolve(name);
     if (outcome != resolveFound) return openFailure(outcome);
     handle = openHost(name, O_RDONLY | flags);
     if (handle < 0) return openFailure(errno);
@@ -91,7 +91,7 @@ static int openPath(const char* path, int flags, struct stat& status) {
 
 int openForReading(const char* path) {
   struct stat status;
-  const int handle = openPath(path, 0, status);
+  const int handle = openPath(path, 0, resolveHostName, status);
   if (handle >= 0 && S_ISREG(status.st_mode)) noteRead(identityOf(status));
   return handle;
 }
@@ -119,7 +119,7 @@ static bool isNamelessPipe(int handle) {
 int openSettings(const char* path) {
   struct stat status;
   // So that the open of a named pipe comes back.
-  const int handle = openPath(path, O_NONBLOCK, status);
+  const int handle = openPath(path, O_NONBLOCK, resolveHostNameOnce, status);
   if (handle < 0) return handle;
   if (S_ISREG(status.st_mode)) {
     noteReadForRun(identityOf(status));

@@ -31,6 +31,9 @@ bool spellHostName(const char* path, char* name);
 // to case. To be asked only when the name as it stands does not exist.
 ResolveOutcome resolveHostName(char* name);
 
+// The same for a name that is asked for once: no listing is kept.
+ResolveOutcome resolveHostNameOnce(char* name);
+
 // The same for the directories of `name`; its last component stays as it is.
 ResolveOutcome resolveHostDirectories(char* name);
 

@@ -63,6 +63,7 @@ struct DirectoryNode {
 
 constexpr uint32_t nodeChainCount = 256;
 static constinit DirectoryNode* nodeChains[nodeChainCount] = {};
+static constinit bool anyNodes = false;
 static constinit Listing* listings = nullptr;
 
 // A hash of `length` bytes, equal for names that differ only in case.
@@ -290,6 +291,7 @@ static ResolveOutcome findDirectory(const char* name, size_t length, DirectoryNo
   DirectoryNode*& chain = nodeChains[hash % nodeChainCount];
   node->next = chain;
   chain = node;
+  anyNodes = true;
   found = node;
   return resolveFound;
 }
@@ -351,6 +353,8 @@ void noteHostName(const char* name) {
 }
 
 void forgetDirectories() {
+  if (!anyNodes) return;
+  anyNodes = false;
   for (DirectoryNode*& chain : nodeChains) {
     while (chain != nullptr) {
       DirectoryNode* const node = chain;

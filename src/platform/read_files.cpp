@@ -80,7 +80,8 @@ void countAllReaders() {
 
 void forgetReadFiles() {
   if (table != startTable) std::free(table);
-  for (ReadFile& entry : startTable) entry = {};
+  if (tableUsed != 0)
+    for (ReadFile& entry : startTable) entry = {};
   table = startTable;
   tableMask = startCapacity - 1;
   tableUsed = 0;

@@ -30,8 +30,8 @@ struct PassedText {
 // with the line feed after it; one that stands otherwise ends the text too.
 PassedText passCommentText(const Byte* cursor, const Byte* limit);
 
-// The same for skipped text: up to a comment, a splice, Ctrl-Z, or the blank or line
-// end before a '#'.
+// The same for skipped text: up to a block comment, a splice, Ctrl-Z, or the blank or
+// line end before a '#'. What a line comment holds is nothing else.
 PassedText passSkippedText(const Byte* cursor, const Byte* limit);
 
 // The end of the comment that begins at `cursor`, with its two bytes before

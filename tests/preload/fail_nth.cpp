@@ -106,7 +106,7 @@ Routine* next(Routine*& routine, const char* name) {
 }
 
 int openAt(int directory, const char* path, int flags, mode_t mode) {
-  if (fails(groupOpen)) return failed(-1);
+  if (fails((flags & O_DIRECTORY) != 0 ? groupOpendir : groupOpen)) return failed(-1);
   return int(syscall(SYS_openat, directory, path, flags, mode));
 }
 
@@ -253,6 +253,9 @@ dirent* readdir(DIR* directory) {
   using Routine = dirent*(DIR*);
   static constinit Routine* real = nullptr;
   return fails(groupReaddir) ? failed<dirent*>(nullptr) : next(real, "readdir")(directory);
+}
+ssize_t getdents64(int directory, void* block, size_t size) {
+  return fails(groupReaddir) ? failed(ssize_t{-1}) : syscall(SYS_getdents64, directory, block, size);
 }
 
 }  // extern "C"

@@ -17,7 +17,7 @@ bool endsComment(char c, char d) {
 }
 
 bool endsSkipped(char c, char d) {
-  if (c == '/') return d == '/' || d == '*';
+  if (c == '/') return d == '*';
   if (c == '\\') return d == '\n' || d == '\r';
   return c == 0x1A || (d == '#' && (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\0'));
 }
