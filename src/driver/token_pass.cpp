@@ -10,7 +10,7 @@
 #include "diag/position.h"
 #include "driver/open_output.h"
 #include "driver/plain_text.h"
-#include "driver/separators.h"
+#include "scanner/separators.h"
 #include "expr/expr.h"
 #include "input/frame.h"
 #include "input/macro_frames.h"

@@ -488,9 +488,11 @@ MacroAnswer checkMacro(const Name& name) {
   if (marked && !pasteSeen) return {MacroAnswer::standsForGood, 0, findEntry(name)};
   const DynamicName dynamic = dynamicNameOf(name);
   if (dynamic != dynamicNone) {
+    // The name's bytes are gone when its text has been made.
+    const bool explained = explaining && isExplained(name.text, name.length);
     const Byte byte = expandDynamicName(dynamic);
-    if (explaining) [[unlikely]]
-      explainDynamicName(name, byte);
+    if (explained) [[unlikely]]
+      explainDynamicName(dynamic, byte);
     return {MacroAnswer::replaced, byte, nullptr};
   }
   if (lineMode && isSpelled(name, "defined")) return {MacroAnswer::replaced, definedOperator(), nullptr};
