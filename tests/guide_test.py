@@ -2,12 +2,14 @@
 """Walks docs/guide.md: runs its commands in their order in an empty directory, with the program that is installed
 below PREFIX, and compares what they print.
 
-  guide_test.py PREFIX             compares, and fails on a difference
+  guide_test.py PREFIX             compares all but what is slow, and fails on a difference
+  guide_test.py PREFIX --all       compares all
   guide_test.py PREFIX --update    writes what was printed into the guide
 
 In a block of code, a line behind "$ " is a command, with the text of its "<<'END'"; what comes after it is its
 output. There "..." stands for anything within a line, and by itself for any lines. A block below
-"<!-- needs: NAME... -->" is left out, with those after it that say the same, where a command or file isn't there.
+"<!-- needs: NAME... -->", and what follows up to the next heading, is left out where a command or file isn't
+there; it may also be "slow".
 """
 import os
 import pathlib
@@ -19,11 +21,13 @@ import tempfile
 
 GUIDE = pathlib.Path(__file__).resolve().parent.parent / "docs/guide.md"
 INSTALLED = "/usr/share/doc/vsp32"
+# A chapter that goes on with the files of the one before.
+CONTINUES = "## Where the time goes"
 
 
 class Command:
-    def __init__(self, text, first, needs):
-        self.text, self.first, self.last, self.needs = text, first, first, needs
+    def __init__(self, text, first, needs, slow):
+        self.text, self.first, self.last, self.needs, self.slow = text, first, first, needs, slow
 
     def missing(self):
         return [name for name in self.needs if not (os.path.exists(name) if "/" in name else shutil.which(name))]
@@ -31,14 +35,14 @@ class Command:
 
 def read_commands(lines):
     """The commands of the guide; `first` and `last` bound the lines of their output."""
-    commands, needs, at = [], [], 0
+    commands, needs, slow, at = [], [], False, 0
     while at < len(lines):
         line = lines[at]
         at += 1
-        if match := re.fullmatch(r"<!-- needs: (.*) -->", line):
-            needs = match.group(1).split()
-        elif line and not line.startswith("    "):
-            needs = [] if not line.startswith("<!--") else needs
+        if match := re.fullmatch(r"<!-- (slow, )?needs: (.*) -->", line):
+            slow, needs = match.group(1) is not None, match.group(2).split()
+        elif line.startswith("## ") and not line.startswith(CONTINUES):
+            slow, needs = False, []
         if not line.startswith("    $ "):
             continue
         text = line[6:]
@@ -48,7 +52,7 @@ def read_commands(lines):
                 at += 1
                 if lines[at - 1] == "    " + match.group(1):
                     break
-        command = Command(text, at, needs)
+        command = Command(text, at, needs, slow)
         end = at
         while end < len(lines) and (lines[end].startswith("    ") or not lines[end]) and not lines[end].startswith("    $ "):
             end += 1
@@ -66,7 +70,8 @@ def run(commands, prefix):
     script = ""
     for number, command in enumerate(commands):
         text = command.text.replace(INSTALLED, f"{prefix}/share/doc/vsp32")
-        script += f"echo '{mark % number}'\n{text}\n"
+        # A command may ask for the status of the one before.
+        script += f"__status=$?; echo '{mark % number}'; (exit $__status)\n{text}\n"
     script += f"echo '{mark % len(commands)}'\n"
     with tempfile.TemporaryDirectory() as folder:
         environment = dict(os.environ, PATH=f"{prefix}/bin:{os.environ['PATH']}", CMAKE_PREFIX_PATH=prefix,
@@ -75,7 +80,7 @@ def run(commands, prefix):
             environment.pop(name, None)
         os.mkdir(f"{folder}/walk")
         result = subprocess.run(["bash"], input=script, cwd=f"{folder}/walk", env=environment, text=True,
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120, errors="replace")
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=300, errors="replace")
     printed = result.stdout.replace("\r", "")
     outputs = []
     for number in range(len(commands)):
@@ -99,8 +104,10 @@ def fits(expected, printed):
 
 def main():
     prefix, update = os.path.abspath(sys.argv[1]), sys.argv[2:] == ["--update"]
+    slow = bool(sys.argv[2:])
     lines = GUIDE.read_text().split("\n")
     all_commands = read_commands(lines)
+    all_commands = [command for command in all_commands if slow or not command.slow]
     commands = [command for command in all_commands if not command.missing()]
     for missing in sorted({" ".join(command.missing()) for command in all_commands if command.missing()}):
         print(f"not walked: what needs {missing}")
