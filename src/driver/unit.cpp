@@ -33,6 +33,7 @@
 #include "platform/clock.h"
 #include "platform/faults.h"
 #include "platform/files.h"
+#include "platform/jobs.h"
 #include "platform/read_files.h"
 #include "record/files.h"
 #include "scanner/keywords.h"
@@ -174,6 +175,7 @@ static void faultFilter(const FaultRecord& record) {
 
 // The break signal: no message and no output. What was printed before stays printed.
 static void breakHandler() {
+  stopJobs();
   removeOutput();
   flushConsoleAtBreak();
 }
