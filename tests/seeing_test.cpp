@@ -247,6 +247,28 @@ TEST_F(Seeing, IncludeGraph) {
   EXPECT_EQ(4U, edges) << plain;
 }
 
+// Units that run side by side give the same reports, in the order of the units.
+TEST_F(Seeing, ReportsOfUnitsSideBySide) {
+  writeProject();
+  std::vector<std::string> sources = {"a.c", "b.c"};
+  for (int i = 0; i < 9; i++) {
+    sources.push_back("u" + std::to_string(i) + ".c");
+    file(sources.back(), "#include \"inc/h.h\"\n#foo" + std::to_string(i) + "\nH_H\n");
+  }
+  const auto reports = [&](const std::string& jobs) {
+    std::vector<std::string> arguments = {"--jobs=" + jobs, "--trace=t.json", "--include-graph=g.dot",
+                                          "--messages=sarif:log.sarif", "--explain=H_H"};
+    arguments.insert(arguments.end(), sources.begin(), sources.end());
+    const RunResult result = runWith(arguments);
+    EXPECT_EQ(1, result.status);
+    return result.out + result.err + text("g.dot") + text("log.sarif") +
+           python("check_json.py", "trace t.json");
+  };
+  const std::string expected = reports("1");
+  EXPECT_EQ(expected, reports("4"));
+  EXPECT_NE(std::string::npos, expected.find("11 \"u8.c\" [unit]")) << expected;
+}
+
 // A report that can't be written, or whose name belongs to a file that was read.
 TEST_F(Seeing, ReportsThatFail) {
   writeProject();
