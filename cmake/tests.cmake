@@ -53,6 +53,9 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/tests/seeing_test.cpp")
   gtest_discover_tests(seeing_test TEST_PREFIX seeing. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endif()
 
+addTestProgram(comfort_test tests/comfort_test.cpp)
+gtest_discover_tests(comfort_test TEST_PREFIX comfort. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+
 # Every system call fails once. The library that does it takes the place of the C library's routines, as
 # the sanitizers do, so the two don't go together; and one of the other builds is enough, since what the
 # program asks of the system is the same in all of them.

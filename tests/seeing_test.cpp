@@ -249,6 +249,7 @@ TEST_F(Seeing, IncludeGraph) {
 
 // Units that run side by side give the same reports, in the order of the units.
 TEST_F(Seeing, ReportsOfUnitsSideBySide) {
+  NEEDS("python3");
   writeProject();
   std::vector<std::string> sources = {"a.c", "b.c"};
   for (int i = 0; i < 9; i++) {

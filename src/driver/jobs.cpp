@@ -313,6 +313,8 @@ static void collectFirst() {
     }
     while (!batch.ended) waitForProcess();
   }
+  // Outputs have been made that this process doesn't know of.
+  forgetDirectories();
   emptyBuffer(batch.names);
   firstPending = (firstPending + 1) % pendingLimit;
   --pendingCount;

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "options/long_options.h"
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "platform/status_line.h"
@@ -18,7 +19,8 @@ static constinit int64_t startTime = 0;
 static constinit int64_t shownTime = 0;
 
 bool mayShowProgress() {
-  return errorStreamIsTerminal() && !consoleIsTerminal();
+  // The explanation of a macro goes to the same place.
+  return errorStreamIsTerminal() && !consoleIsTerminal() && longOptions.explainName == nullptr;
 }
 
 void beginProgress(uint32_t count) {
