@@ -35,14 +35,15 @@ void showProgress(uint32_t number, const char* path) {
   if (unitCount < manyUnits && now - startTime < longTime) return;
   if (now - shownTime < shortestTime) return;
   shownTime = now;
+  constexpr size_t mostDigits = 10;
   char text[256];
   char* const end = text + sizeof text;
   char* target = text;
   *target++ = '[';
-  target = std::to_chars(target, end, number).ptr;
+  target = std::to_chars(target, target + mostDigits, number).ptr;
   *target++ = '/';
   // Patterns may find more files than they did at the start.
-  target = std::to_chars(target, end, number < unitCount ? unitCount : number).ptr;
+  target = std::to_chars(target, target + mostDigits, number < unitCount ? unitCount : number).ptr;
   *target++ = ']';
   *target++ = ' ';
   const size_t length = std::strlen(path);
