@@ -16,35 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 
-class Comfort : public testing::Test {
- protected:
-  Comfort() { setup_.directory = scratch_.path(); }
-
-  fs::path in(const std::string& name) const { return scratch_.path() / name; }
-  void file(const std::string& name, const std::string& text) const { writeFile(in(name), text); }
-  std::string text(const std::string& name) const { return readFile(in(name)); }
-
-  // Runs the program without its banner.
-  RunResult runWith(Words arguments) {
-    arguments.insert(arguments.begin(), "-q");
-    setup_.arguments = std::move(arguments);
-    return run(setup_);
-  }
-
-  // Runs a command of the system in the scratch directory; its status and all of its text.
-  std::pair<int, std::string> shell(const std::string& command) const {
-    FILE* const pipe = popen(("cd '" + scratch_.path().string() + "' && " + command + " 2>&1").c_str(), "r");
-    std::string out;
-    char block[4096];
-    for (size_t count; (count = fread(block, 1, sizeof block, pipe)) != 0;) out.append(block, count);
-    return {pclose(pipe), out};
-  }
-
-  static bool hasTool(const std::string& name) { return fs::exists("/usr/bin/" + name); }
-
-  ScratchDirectory scratch_;
-  RunSetup setup_;
-};
+using Comfort = ScratchTest;
 
 // A terminal, to which a run's error stream, or both of its streams, can be led.
 class Terminal {
@@ -165,19 +137,19 @@ class Deps : public Comfort {
 
   // Checks that the build program makes the output once, and again whenever a file has changed.
   void expectRebuilds(const std::string& command, const std::string& idle) const {
-    EXPECT_EQ(0, shell(command).first) << shell(command).second;
-    EXPECT_NE(std::string::npos, shell(command).second.find(idle));
+    EXPECT_EQ(0, shell(command).status) << shell(command).text;
+    EXPECT_NE(std::string::npos, shell(command).text.find(idle));
     for (const std::string& name : oddHeaders) {
       fs::last_write_time(in(name), fs::file_time_type::clock::now() + std::chrono::seconds(1));
-      EXPECT_EQ(std::string::npos, shell(command).second.find(idle)) << name;
+      EXPECT_EQ(std::string::npos, shell(command).text.find(idle)) << name;
       // As the clock would have gone on.
       fs::last_write_time(in(name), fs::file_time_type::clock::now() - std::chrono::seconds(9));
-      EXPECT_EQ(std::string::npos, shell(command).second.find("rror")) << name;
+      EXPECT_EQ(std::string::npos, shell(command).text.find("rror")) << name;
     }
     // With a rule for each header the end of one is no fault.
     file("a.c", "int a;\n");
     fs::remove(in("ab:r.h"));
-    EXPECT_EQ(0, shell(command).first) << shell(command).second;
+    EXPECT_EQ(0, shell(command).status) << shell(command).text;
   }
 };
 
@@ -274,9 +246,9 @@ TEST_F(Comfort, AUnitFromStandardInput) {
   EXPECT_NE(std::string::npos,
             runWith({"--stdin=n.c"}).out.find("F1002 n.c: Unable to create output file 'n.i'"));
   EXPECT_EQ("int n;\n", text("n.i"));
-  EXPECT_EQ(0, shell("printf 'int p;' | '" + setup_.program + "' -q -ocon -P- --stdin=p.c").first);
+  EXPECT_EQ(0, shell("printf 'int p;' | '" + setup_.program + "' -q -ocon -P- --stdin=p.c").status);
   EXPECT_EQ("#line 1 \"p.c\"\r\nint p;\r\n",
-            shell("printf 'int p;' | '" + setup_.program + "' -q -ocon -P- --stdin=p.c").second);
+            shell("printf 'int p;' | '" + setup_.program + "' -q -ocon -P- --stdin=p.c").text);
 }
 
 // With few descriptors files are closed and opened again: standard input can't be, be it a file or not.
@@ -356,7 +328,7 @@ TEST_F(GnuMarkers, CompilersFindThePlaces) {
       std::cerr << name << " is not installed\n";
       continue;
     }
-    const std::string messages = shell(command).second;
+    const std::string messages = shell(command).text;
     EXPECT_EQ(badPlaces(), placesIn(messages)) << messages;
     EXPECT_NE(std::string::npos, messages.find("In file included from a.c:3:\nh.h:6:")) << messages;
   }

@@ -2,10 +2,6 @@
 // includes and the history of a macro. Other tools judge where that is possible: a schema, Graphviz, the
 // editors. Where one isn't installed, its test says so and is skipped.
 
-#include <sys/stat.h>
-
-#include <cstdio>
-
 #include "check.h"
 #include "paths/make_program.h"
 
@@ -13,46 +9,25 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What a command line of the shell prints, with its exit status in front if that isn't 0.
-std::string shell(const std::string& command) {
-  FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
-  std::string text;
-  for (int c; pipe != nullptr && (c = getc(pipe)) != EOF;) text += static_cast<char>(c);
-  const int status = pipe == nullptr ? -1 : pclose(pipe);
-  if (status == 0) return text;
-  return "status " + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : status) + "\n" + text;
-}
-
-bool isInstalled(const std::string& tool) {
-  return !shell("command -v " + tool).starts_with("status");
-}
-
 #define NEEDS(tool) \
-  if (!isInstalled(tool)) GTEST_SKIP() << tool << " is not installed"
+  if (!hasTool(tool)) GTEST_SKIP() << tool << " is not installed"
 
 // A file of the source tree, quoted for the shell.
 std::string source(const std::string& name) {
   return "'" + std::string(VSP_SOURCE_DIR) + "/" + name + "'";
 }
 
-class Seeing : public testing::Test {
+class Seeing : public ScratchTest {
  protected:
-  Seeing() { setup_.directory = scratch_.path(); }
-
-  fs::path in(const std::string& name) const { return scratch_.path() / name; }
-  void file(const std::string& name, const std::string& text) const { writeFile(in(name), text); }
-  std::string text(const std::string& name) const { return readFile(in(name)); }
-
-  RunResult runWith(const std::vector<std::string>& arguments) {
-    setup_.arguments = {"-q"};
-    setup_.arguments.insert(setup_.arguments.end(), arguments.begin(), arguments.end());
-    return run(setup_);
+  // What a command of the shell prints, with its exit status in front if that isn't 0.
+  std::string printedBy(const std::string& command) const {
+    const ShellResult result = shell(command);
+    return (result.status == 0 ? "" : "status " + std::to_string(result.status) + "\n") + result.text;
   }
 
-  // What a Python program beside this file prints of files in the scratch directory.
+  // What a Python program of this test prints.
   std::string python(const std::string& program, const std::string& arguments) const {
-    return shell("cd '" + scratch_.path().string() + "' && python3 " + source("tests/seeing/" + program) +
-                 " " + arguments);
+    return printedBy("python3 " + source("tests/seeing/" + program) + " " + arguments);
   }
 
   // Two units that share a guarded header, with messages of all kinds.
@@ -62,9 +37,6 @@ class Seeing : public testing::Test {
     file("inc/h.h", "#ifndef H_H\n#define H_H\n#include \"./plain.h\"\n#include \"plain.h\"\n#endif\n");
     file("inc/plain.h", "int plain;\r\n");
   }
-
-  ScratchDirectory scratch_;
-  RunSetup setup_;
 };
 
 // --- Messages ---
@@ -173,10 +145,11 @@ TEST_F(Editors, VisualStudioCode) {
 
 TEST_F(Editors, Vim) {
   NEEDS("vim");
-  EXPECT_EQ("", shell("cd '" + scratch_.path().string() + "' && vim -u NONE -i NONE -N -es -c 'set nomore' " +
-                      "-c 'command -nargs=1 CompilerSet set <args>' -c 'source '" +
-                      source("editors/vim/compiler/vsp32.vim") + " -c 'cgetfile messages' -c 'source '" +
-                      source("tests/seeing/list.vim") + " -c 'qall!' </dev/null"));
+  EXPECT_EQ(
+      "", printedBy("vim -u NONE -i NONE -N -es -c 'set nomore' -c 'command -nargs=1 CompilerSet set <args>' "
+                    "-c 'source '" +
+                    source("editors/vim/compiler/vsp32.vim") + " -c 'cgetfile messages' -c 'source '" +
+                    source("tests/seeing/list.vim") + " -c 'qall!' </dev/null"));
   EXPECT_EQ(
       "sub/h.h|1|E|2056|Misplaced endif directive\n"
       "my file 2.c|2|E|2048|Unknown preprocessor directive: 'foo'\n"
@@ -189,8 +162,8 @@ TEST_F(Editors, Vim) {
 TEST_F(Editors, Emacs) {
   NEEDS("emacs");
   EXPECT_EQ("sub/h.h|1|2\nmy file 2.c|2|2\nmy file 2.c|3|2\nmy file 2.c|5|1\n",
-            shell("cd '" + scratch_.path().string() + "' && emacs --batch -Q -l " +
-                  source("editors/emacs/vsp32.el") + " -l " + source("tests/seeing/list.el")));
+            printedBy("emacs --batch -Q -l " + source("editors/emacs/vsp32.el") + " -l " +
+                      source("tests/seeing/list.el")));
 }
 
 // --- The trace ---
@@ -237,7 +210,7 @@ TEST_F(Seeing, IncludeGraph) {
       "}\n",
       text("g.dot"));
   NEEDS("dot");
-  const std::string plain = shell("dot -Tplain '" + in("g.dot").string() + "'");
+  const std::string plain = printedBy("dot -Tplain g.dot");
   size_t nodes = 0, edges = 0;
   for (const std::string& line : splitLines(plain)) {
     nodes += line.starts_with("node ");
