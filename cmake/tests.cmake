@@ -48,6 +48,14 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/tests/output_test.cpp")
   gtest_discover_tests(output_test TEST_PREFIX outputs. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endif()
 
+if(EXISTS "${PROJECT_SOURCE_DIR}/tests/seeing_test.cpp")
+  addTestProgram(seeing_test tests/seeing_test.cpp tests/paths/make_program.cpp)
+  gtest_discover_tests(seeing_test TEST_PREFIX seeing. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endif()
+
+addTestProgram(comfort_test tests/comfort_test.cpp)
+gtest_discover_tests(comfort_test TEST_PREFIX comfort. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+
 # Every system call fails once. The library that does it takes the place of the C library's routines, as
 # the sanitizers do, so the two don't go together; and one of the other builds is enough, since what the
 # program asks of the system is the same in all of them.

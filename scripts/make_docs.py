@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Writes what is known about the switches in the forms that readers and shells want, from the rows in src:
-docs/switches.md, the man page docs/vsp32.1, and the completions of bash, zsh and fish in completions/.
+docs/switches.md, the man page docs/vsp32.1, windows/switches.txt, and the completions of bash, zsh and fish in
+completions/.
 
   scripts/make_docs.py           writes the files
   scripts/make_docs.py --check   compares them, and fails if one differs from its rows
@@ -9,6 +10,7 @@ import difflib
 import pathlib
 import re
 import sys
+import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 VERSION = re.search(r"project\(vsp32 VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text()).group(1)
@@ -200,6 +202,39 @@ def man_page(switches, long_options, warnings):
     return "\n".join(lines) + "\n"
 
 
+# --- windows/switches.txt ---
+
+def plain(switches, long_options, warnings):
+    title = f"The switches of VSP32 {VERSION}"
+    lines = [title, "=" * len(title)]
+
+    def add_group(name):
+        lines.extend(["", "", name.upper(), "-" * len(name), ""])
+
+    def add_row(forms, text):
+        lines.extend(textwrap.wrap(forms, 100, initial_indent="  ", subsequent_indent="  ", break_on_hyphens=False))
+        lines.extend(textwrap.wrap(text + ".", 100, initial_indent="      ", subsequent_indent="      ",
+                                   break_on_hyphens=False))
+
+    add_group("Arguments")
+    for name, text in ARGUMENTS:
+        add_row(name, text.replace("`", "").rstrip("."))
+    add_group("Long switches, anywhere among the arguments")
+    for name, value, text in long_options:
+        add_row(f"--{name}" + (f"={value}" if value else ""), text)
+    group = ""
+    for row in switches:
+        if row.group != group:
+            group = row.group
+            add_group(group)
+        add_row("  ".join(row.spelled()), row.text)
+    add_group("Warnings for -w")
+    for name, number, on, text in warnings:
+        if text:
+            lines.append(f"  {name} {number} {'on ' if on else 'off'}  {text}")
+    return "\n".join(lines) + "\n"
+
+
 # --- Completions ---
 
 def completion_words(switches):
@@ -380,8 +415,8 @@ def fish(switches, long_options, warnings):
 
 def main():
     rows = read_switches(), read_long_options(), read_warnings()
-    files = {"docs/switches.md": markdown, "docs/vsp32.1": man_page, "completions/vsp32.bash": bash,
-             "completions/_vsp32": zsh, "completions/vsp32.fish": fish}
+    files = {"docs/switches.md": markdown, "docs/vsp32.1": man_page, "windows/switches.txt": plain,
+             "completions/vsp32.bash": bash, "completions/_vsp32": zsh, "completions/vsp32.fish": fish}
     if sys.argv[1:] not in ([], ["--check"]):
         sys.exit(__doc__)
     differs = False

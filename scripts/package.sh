@@ -5,8 +5,8 @@
 # program, its language libraries, the man page, the completions of the shells, the package for CMake, the
 # documents and the licence. The archive may be unpacked anywhere.
 #
-# windows: build/vsp32-windows.zip with the program, its language library, a text that tells how to use it,
-# and the licence.
+# windows: build/vsp32-windows.zip with the program, its language library, texts that tell how to use it, and
+# the licence.
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/common.sh"
 
 kinds=("$@")
@@ -58,6 +58,7 @@ packWindows() {
   cp build/windows/vsp32.exe build/windows/vsp32.DEU "$package"
   # Texts with the line ends of the system that they are for.
   sed 's/$/\r/' windows/readme.txt >"$package/README.txt"
+  sed 's/$/\r/' windows/switches.txt >"$package/SWITCHES.txt"
   sed 's/$/\r/' LICENSE >"$package/LICENSE.txt"
   find "$package" -exec touch -d "@$SOURCE_DATE_EPOCH" {} +
   rm -f build/vsp32-windows.zip

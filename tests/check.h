@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -148,6 +149,53 @@ inline RunResult run(const RunSetup& setup) {
   std::filesystem::remove(errPath);
   return result;
 }
+
+// What a command of the shell has printed to both streams, and its exit status; -1 if it could not run.
+struct ShellResult {
+  int status = -1;
+  std::string text;
+};
+
+// Runs a command of the shell in a directory, with the tests' own environment.
+inline ShellResult runShell(const std::filesystem::path& directory, const std::string& command) {
+  ShellResult result;
+  FILE* const pipe = popen(("cd '" + directory.string() + "' && { " + command + "; } 2>&1").c_str(), "r");
+  if (pipe == nullptr) return result;
+  char block[4096];
+  for (size_t count; (count = fread(block, 1, sizeof block, pipe)) != 0;) result.text.append(block, count);
+  const int status = pclose(pipe);
+  if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  return result;
+}
+
+// True if the shell finds a tool.
+inline bool hasTool(const std::string& name) {
+  return runShell(".", "command -v " + name).status == 0;
+}
+
+// A test that runs the program in a scratch directory of its own.
+class ScratchTest : public testing::Test {
+ protected:
+  ScratchTest() { setup_.directory = scratch_.path(); }
+
+  // A file in the scratch directory: its path, its making, its text.
+  std::filesystem::path in(const std::string& name) const { return scratch_.path() / name; }
+  void file(const std::string& name, const std::string& text) const { writeFile(in(name), text); }
+  std::string text(const std::string& name) const { return readFile(in(name)); }
+
+  // Runs the program without its banner.
+  RunResult runWith(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "-q");
+    setup_.arguments = std::move(arguments);
+    return run(setup_);
+  }
+
+  // Runs a command of the shell in the scratch directory.
+  ShellResult shell(const std::string& command) const { return runShell(scratch_.path(), command); }
+
+  ScratchDirectory scratch_;
+  RunSetup setup_;
+};
 
 // A text split into its lines, without their line feeds.
 inline std::vector<std::string> splitLines(const std::string& text) {

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes the packages, installs them into directories of their own, runs what is installed, builds the example
-# project with it by ninja, by make through CMake and by its own Makefile, and takes the package out again.
+# project with it by ninja, by make through CMake and by its own Makefile, walks the guide, and takes the package
+# out again.
 # Of a change, exactly the texts that it reaches must be made anew.
 root=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.." && pwd)
 work="$root/build/install test"
@@ -130,6 +131,10 @@ echo 'TARGET EXTRA ONE TWO' >>tree/src/table.c
 cmake -S tree -B tree/out -G Ninja -Dvsp32_DIR="$root/build/release" >cmake.log 2>&1 &&
   cmake --build tree/out >>cmake.log 2>&1 || fail "with the build directory: $(cat cmake.log)"
 grep -q '^2 3 1[[:space:]]*$' tree/out/texts/src/table.i || fail "the defines are lost: $(tail -n 3 tree/out/texts/src/table.i)"
+
+# --- The guide ---
+
+python3 "$root/tests/guide_test.py" "$target/usr" || fail "the guide doesn't work as written"
 
 # --- The package is removed ---
 

@@ -33,16 +33,9 @@ std::string longText(int count = longCount) {
 
 const std::string oldText = "an older output\n";
 
-class Output : public testing::Test {
+class Output : public ScratchTest {
  protected:
-  Output() {
-    setup_.directory = scratch_.path();
-    setup_.arguments = {"-q", "a.c"};
-  }
-
-  fs::path in(const std::string& name) const { return scratch_.path() / name; }
-  void file(const std::string& name, const std::string& text) const { writeFile(in(name), text); }
-  std::string text(const std::string& name) const { return readFile(in(name)); }
+  Output() { setup_.arguments = {"-q", "a.c"}; }
 
   // Makes a.c a unit of much text that waits in the middle for the writer of pipe.h.
   void writeWaitingUnit() const {
@@ -85,9 +78,6 @@ class Output : public testing::Test {
     for (const std::string& name : found) list += name + " ";
     return list;
   }
-
-  ScratchDirectory scratch_;
-  RunSetup setup_;
 };
 
 // The ways in which the name of an output may stand for a file, and what is left of them by a failure.

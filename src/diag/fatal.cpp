@@ -27,6 +27,10 @@ bool runProtected(void (*body)(void* argument), void* argument) {
   return false;
 }
 
+void forgetLevels() {
+  innermost = nullptr;
+}
+
 void leaveLevel() {
   if (innermost == nullptr) std::abort();
   longjmp(innermost->context, 1);

@@ -12,6 +12,9 @@
 // Runs body(argument). False if a fatal error has left it.
 bool runProtected(void (*body)(void* argument), void* argument);
 
+// Forgets the levels that are armed: a process that has been doubled doesn't return to them.
+void forgetLevels();
+
 // Leave the innermost level, or all levels at once, which ends the run.
 [[noreturn]] void leaveLevel();
 [[noreturn]] void leaveRun();

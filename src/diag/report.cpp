@@ -162,8 +162,7 @@ void formatDiagnostic(MessageId id, DiagArg first, DiagArg second, MessageId sev
   else
     writeFamilyMessage(message);
   (void)flushConsole();
-  // After an internal error, which may have been one of the allocator, no log is written.
-  if (messageForm == sarifMessages && id != msgInternalError) addSarifResult(message);
+  if (messageForm == sarifMessages) addSarifResult(message);
 }
 
 // Leaves the unit after a fatal message.

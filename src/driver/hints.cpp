@@ -43,7 +43,7 @@ static int checkValues(bool runFailed) {
     const char* const next = arguments[i + 1];
     if (!lacksValue(argument) || next == nullptr || looksLikeSwitch(next)) continue;
     // The others may be meant so; an output without a name never is.
-    if (runFailed || argument[1] == 'o')
+    if (argument[1] == 'o' || (runFailed && kindOfPath(next) != pathIsFile))
       writeHint(argument, " has no value; it is written in the same word: ", argument, next);
   }
   return i;

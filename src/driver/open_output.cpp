@@ -46,7 +46,7 @@ static bool openOutput(const char* name) {
 }
 
 // The name from the source's, in the directory of -n.
-static const char* defaultOutputName(const char* path) {
+static char* defaultOutputName(const char* path) {
   const PathParts parts = splitPath(path);
   const char* const directory = optionImage.outputDirectory == nullptr ? "" : optionImage.outputDirectory;
   const size_t directoryLength = std::strlen(directory);
@@ -61,7 +61,7 @@ static const char* defaultOutputName(const char* path) {
 }
 
 // The output's name: that of -o, or the source's.
-static const char* outputNameOf(const char* path) {
+static char* outputNameOf(const char* path) {
   if (optionImage.outputFile != nullptr && !optionImage.viaAssembler)
     return memCopy(optionImage.outputFile, std::strlen(optionImage.outputFile));
   return defaultOutputName(path);
@@ -70,6 +70,13 @@ static const char* outputNameOf(const char* path) {
 const char* unitOutputName() {
   const char* const name = outputNameOf(sourcePath);
   return isConsoleOutput(name) ? defaultOutputName(sourcePath) : name;
+}
+
+char* plannedOutput(const char* path) {
+  char* const name = outputNameOf(path);
+  if (!isConsoleOutput(name)) return name;
+  memFree(name);
+  return nullptr;
 }
 
 void prepareOutput(const char* path) {

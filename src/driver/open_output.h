@@ -16,5 +16,9 @@ void ensureOutputOpen();
 // were not its output. Valid until the end of the unit.
 const char* unitOutputName();
 
+// The name of the output file that a unit of this source would have, in a block of
+// memAlloc; null if that is the console.
+char* plannedOutput(const char* path);
+
 // True from the first attempt to open the output to the end of the unit.
 bool isOutputNamed();

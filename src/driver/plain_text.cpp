@@ -13,7 +13,7 @@
 #include "driver/plain_text.h"
 
 #include "diag/position.h"
-#include "driver/separators.h"
+#include "scanner/separators.h"
 #include "input/frame.h"
 #include "input/macro_frames.h"
 #include "input/macro_text.h"

@@ -12,6 +12,8 @@
 #include "diag/report.h"
 #include "driver/help.h"
 #include "driver/hints.h"
+#include "driver/jobs.h"
+#include "driver/progress.h"
 #include "driver/report_files.h"
 #include "driver/unit.h"
 #include "memory/memory.h"
@@ -26,6 +28,8 @@
 #include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/read_files.h"
+#include "platform/status_line.h"
+#include "record/files.h"
 
 static constinit bool consoleSwitch = false;  // a -o names the console
 static constinit bool quietSwitch = false;    // -q stands alone on the command line
@@ -71,17 +75,16 @@ static void lookForQuietSwitches(char** argv, int argc) {
 
 // --- Source files ---
 
-static void translateFile(const char* path, bool standardInput) {
+static bool translateFile(const char* path, bool standardInput) {
   if (!guardedTranslate(path, standardInput) || errorCount != 0) {
     writeMessage(textErrorSummary, errorCount);
-    runFailed = true;
-  } else if (messageCount != 0 && (optionImage.batchFlags & failOnWarningFlag) != 0) {
-    runFailed = true;
+    return false;
   }
+  return messageCount == 0 || (optionImage.batchFlags & failOnWarningFlag) == 0;
 }
 
-// Runs one unit, as C++ if its name says so.
-static void processUnit(const char* path, bool standardInput) {
+// Translates one unit, as C++ if its name says so.
+static bool translateUnit(const char* path, bool standardInput) {
   if (!consoleSwitch) {
     printText(path);
     printText(":\r\n");
@@ -89,16 +92,26 @@ static void processUnit(const char* path, bool standardInput) {
   const bool outer = optionImage.forceCplusplus;
   const PathParts parts = splitPath(path);
   if (sameFileName(path + parts.extension, ".cpp")) optionImage.forceCplusplus = true;
-  translateFile(path, standardInput);
+  const bool succeeded = translateFile(path, standardInput);
   optionImage.forceCplusplus = outer;
+  return succeeded;
+}
+
+static void processUnit(const char* path, bool standardInput) {
+  ++unitNumber;
+  showProgress(unitNumber, path);
+  runUnit(unitNumber, path, standardInput);
 }
 
 static void processFile(const char* path) {
   processUnit(path, false);
 }
 
-// Reports an error that no limit stops.
+// Reports an error that no limit stops, in its place among the units, and lets the run fail.
 static void reportUnlimited(MessageId id, DiagArg argument) {
+  runFailed = true;
+  if (isJobProcess()) return;
+  finishJobs();
   const MessageLimits limits = messageLimits;
   messageLimits = {};
   reportError(id, argument);
@@ -123,7 +136,6 @@ static FindOutcome forEachMatch(void (*callback)(const char* path), const char* 
     const size_t nameLength = std::strlen(name);
     if (directoryLength + nameLength >= sizeof path) {
       reportUnlimited(msgFileNotFound, name);
-      runFailed = true;
       continue;
     }
     std::memcpy(path, pattern, directoryLength);
@@ -135,13 +147,19 @@ static FindOutcome forEachMatch(void (*callback)(const char* path), const char* 
   return filesFound;
 }
 
+// True if `name` may find what units of this run have made.
+static bool mayNameOutputs(const char* name) {
+  const char* const extension = name + splitPath(name).extension;
+  return sameFileName(extension, ".i") || std::strpbrk(extension, "*?") != nullptr;
+}
+
 static void processSourceArg(const char* argument) {
   const char* const name = addDefaultExtension(defaultExtension, argument);
+  if (mayNameOutputs(name)) finishJobs();
   const FindOutcome outcome = forEachMatch(processFile, name);
   if (outcome == filesFound) return;
   if (outcome == filesNoMemory) failOutOfMemory();
   reportUnlimited(outcome == filesMissing ? msgFileNotFound : msgCannotOpenInput, name);
-  runFailed = true;
 }
 
 // True if the messages of the unit that ran last end the whole run.
@@ -154,12 +172,31 @@ static bool stopsTheRun() {
 // A switch after the first file name: one that begins with 'v' acts on the
 // files that follow, every other is passed over.
 static void applyLateSwitch(const char* argument) {
-  if (argument[1] == 'v' && !parseOption(secondLook, argument + 1)) refuseOption(textCommandLine, argument);
+  if (argument[1] != 'v' || parseOption(secondLook, argument + 1)) return;
+  finishJobs();
+  refuseOption(textCommandLine, argument);
+}
+
+// How many units the arguments from number `i` on make, as far as that can be told before.
+static uint32_t countUnits(char** argv, int argc, int i) {
+  uint32_t count = longOptions.stdinName != nullptr ? 1 : 0;
+  for (; i < argc; ++i) {
+    FileMatches* matches;
+    if (isLateSwitch(argv[i])) continue;
+    if (std::strpbrk(argv[i], "*?") == nullptr) {
+      ++count;
+    } else if (findFiles(addDefaultExtension(defaultExtension, argv[i]), matches) == filesFound) {
+      while (nextMatch(matches) != nullptr) ++count;
+      closeMatches(matches);
+    }
+  }
+  return count;
 }
 
 static void processArguments(char** argv, int argc) {
   int i = 1;
   while (i < argc && isSwitchArgument(argv[i])) ++i;
+  if (mayShowProgress()) beginProgress(countUnits(argv, argc, i));
   if (longOptions.stdinName != nullptr) {
     processUnit(longOptions.stdinName, true);
     if (stopsTheRun()) {
@@ -168,7 +205,6 @@ static void processArguments(char** argv, int argc) {
     }
   } else if (i >= argc) {
     reportUnlimited(msgNoFileNames, {});
-    runFailed = true;
     return;
   }
   for (; i < argc; ++i) {
@@ -196,7 +232,7 @@ static void runArguments(void* argument) {
   // Messages must not go into a file that got the number of standard output.
   if (!openStandardHandles()) reportFatal(msgWriteFailed);
   lookForQuietSwitches(argv, argc);
-  if (!consoleSwitch && !quietSwitch && !hasLongFlag("version", argv, argc)) printBanner();
+  if (!consoleSwitch && !quietSwitch && !isJobProcess() && !hasLongFlag("version", argv, argc)) printBanner();
   if (argc <= 1) {
     printHelp();
     return;
@@ -213,12 +249,16 @@ static void runArguments(void* argument) {
   optionBootstrap(argv, argc);
   if (optionImage.outputFile != nullptr)
     optionImage.outputFile = addDefaultExtension(".i", optionImage.outputFile);
+  constexpr Byte stopFlags = stopOnErrorFlag | stopOnWarningFlag;
+  beginJobs((optionImage.batchFlags & stopFlags) != 0);
   processArguments(argv, argc);
 }
 
 int runProgram(int argc, char** argv) {
   consoleSwitch = quietSwitch = runFailed = false;
   unitNumber = 0;
+  beginProgress(0);
+  resetJobs(translateUnit);
   resetCounters();
   optionRefused = false;
   keepArguments(nullptr, 0);
@@ -233,7 +273,9 @@ int runProgram(int argc, char** argv) {
     abandonOutput();
     runFailed = true;
   }
-  if (!writeReportFiles(runFailed)) runFailed = true;
+  if (!finishJobs()) runFailed = true;
+  eraseStatusLine();
+  if (!isJobProcess() && !writeReportFiles(runFailed)) runFailed = true;
   dropReports();
   writeHints(runFailed);
   // The memory goes with the process: to release it before cost 15 us.

@@ -59,10 +59,10 @@ void startReports() {
     if (report.path != nullptr && report.fromEvents) recording = true;
 }
 
-void reportUnit(int32_t number, bool failed) {
+void reportUnit(bool failed) {
   if (longOptions.depsFile != nullptr && !failed)
     appendDeps(depsText, unitOutputName(), {longOptions.depsTarget, longOptions.depsPhony});
-  if (longOptions.traceFile != nullptr) appendUnitTrace(traceEvents, number, failed);
+  if (longOptions.traceFile != nullptr) appendUnitTrace(traceEvents, failed);
   if (longOptions.includeGraphFile != nullptr) appendUnitGraph(graphParts);
 }
 

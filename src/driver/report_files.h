@@ -22,9 +22,8 @@ const ReportFile* reportFile(size_t index);
 // Empties all reports, and sets what is recorded; the start of a run, when the long switches are known.
 void startReports();
 
-// Appends the parts of the unit that ends; its output is closed. `number` counts the units of the run from 1
-// on.
-void reportUnit(int32_t number, bool failed);
+// Appends the parts of the unit that ends; its output is closed.
+void reportUnit(bool failed);
 
 // Writes the files; the end of a run. False if one of them could not be written, which has been reported.
 bool writeReportFiles(bool runFailed);

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "diag/fatal.h"
+#include "diag/message_forms.h"
 #include "diag/position.h"
 #include "diag/report.h"
 #include "diag/warnings.h"
@@ -35,13 +36,12 @@
 #include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/float_state.h"
+#include "platform/jobs.h"
 #include "platform/read_files.h"
 #include "record/explain.h"
 #include "record/files.h"
 #include "scanner/keywords.h"
 #include "scanner/scan.h"
-
-constinit int32_t unitNumber = 0;
 
 // A unit that is being translated.
 struct UnitRun {
@@ -85,7 +85,7 @@ static void endUnit(bool failed) {
     else
       closeOutput();
   }
-  if (recording) reportUnit(unitNumber, failed);
+  if (recording) reportUnit(failed);
   endExpressions();
   memoryEndUnit();
   messageLine = 0;
@@ -167,6 +167,8 @@ static char* addAddress(char* target, char* end, const char* piece, uintptr_t va
 // Runs on a hardware fault: the filter of the unit, then that of the process,
 // which ends it.
 static void faultFilter(const FaultRecord& record) {
+  // The process ends without a log, and may have broken in the allocator.
+  if (messageForm == sarifMessages) messageForm = familyMessages;
   if (inUnit) {
     char text[80];
     char* const end = text + sizeof text - 1;
@@ -182,6 +184,7 @@ static void faultFilter(const FaultRecord& record) {
 
 // The break signal: no message and no output. What was printed before stays printed.
 static void breakHandler() {
+  stopJobs();
   removeOutput();
   flushConsoleAtBreak();
 }
@@ -207,7 +210,6 @@ static void prepareAndTranslate(void* argument) {
 }
 
 bool guardedTranslate(const char* path, bool standardInput) {
-  ++unitNumber;
   innerState = filterFresh;
   installFaultFilter(faultFilter);
   inUnit = true;

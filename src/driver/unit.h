@@ -3,11 +3,6 @@
 
 #pragma once
 
-#include "base.h"
-
-// How many units the run has begun; the current one is number unitNumber.
-extern int32_t unitNumber;
-
 // Runs the unit of `path` under the fault filter. False if it ended with errors
 // or a fatal stop. The text may come from standard input: `path` then is the name
 // that it goes by.

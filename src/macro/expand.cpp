@@ -489,9 +489,11 @@ MacroAnswer checkMacro(const Name& name) {
   if (marked && !input.pasteSeen) return {MacroAnswer::standsForGood, 0, findEntry(name)};
   const DynamicName dynamic = dynamicNameOf(name);
   if (dynamic != dynamicNone) {
+    // The name's bytes are gone when its text has been made.
+    const bool explained = explaining && isExplained(name.text, name.length);
     const Byte byte = expandDynamicName(dynamic);
-    if (explaining) [[unlikely]]
-      explainDynamicName(name, byte);
+    if (explained) [[unlikely]]
+      explainDynamicName(dynamic, byte);
     return {MacroAnswer::replaced, byte, nullptr};
   }
   if (scanner.lineMode && isSpelled(name, "defined"))

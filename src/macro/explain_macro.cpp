@@ -1,10 +1,10 @@
 // What a call becomes.
 //
-// It is tried out before it is run: its body is read with an input stack of its own, by the scanner that
-// expands arguments, and what comes is the answer. All that the reading may change is put aside before and
-// put back after it, and no message and no output leaves it. So the answer is what the same rules make of the
-// same call, nested calls and names that stand in their own text included; and the run itself goes on as if
-// nothing had been asked.
+// It is tried out before it is run: its body is read with an input stack of its own, by the same scanner and
+// with the same class table, and what comes is the answer. All that the reading may change is put aside
+// before and put back after it, and no message and no output leaves it. So the answer is what the same rules
+// make of the same call, nested calls and names that stand in their own text included; and the run itself
+// goes on as if nothing had been asked.
 
 #include "macro/explain_macro.h"
 
@@ -22,6 +22,7 @@
 #include "platform/text_buffer.h"
 #include "scanner/char_class.h"
 #include "scanner/scan.h"
+#include "scanner/separators.h"
 #include "scanner/state.h"
 #include "scanner/token_text.h"
 
@@ -92,39 +93,6 @@ static void addArgument(TextBuffer& text, const ArgumentNode* argument) {
   }
 }
 
-// True if two bytes could be read as one token where the end of a body keeps them apart.
-static bool wouldJoin(Byte a, Byte b) {
-  static constexpr char operators[] = "+-&|<>=*/%^!:.#";
-  if (isNameByte(a)) return isNameByte(b);
-  return b != 0 && std::strchr(operators, a) != nullptr && std::strchr(operators, b) != nullptr;
-}
-
-// Appends the collected text up to `end`, where the ends of bodies stand escaped.
-static void addCollected(TextBuffer& text, const Byte* collected, const Byte* end) {
-  Byte quote = 0;
-  bool apart = false;       // the end of a body has been passed since the last byte
-  bool afterSlash = false;  // in a literal
-  for (; collected < end; ++collected) {
-    const bool escaped = *collected == escapeMark && collected + 1 < end;
-    if (escaped) ++collected;
-    if (escaped && *collected == endOfBodyMark && quote == 0) {
-      apart = true;
-      continue;
-    }
-    const bool atStart = text.length == 0;
-    if (atStart && *collected == ' ') continue;
-    if (apart && !atStart && wouldJoin(Byte(text.data[text.length - 1]), *collected)) appendText(text, " ");
-    apart = false;
-    addByte(text, *collected);
-    if (quote == 0 && (*collected == '"' || *collected == '\''))
-      quote = *collected;
-    else if (*collected == quote && !afterSlash)
-      quote = 0;
-    afterSlash = quote != 0 && *collected == '\\' && !afterSlash;
-  }
-  while (text.length != 0 && text.data[text.length - 1] == ' ') --text.length;
-}
-
 // --- Trials ---
 
 // All that reading a macro's text may change.
@@ -150,6 +118,7 @@ static void beginTrial() {
   input.top = nullptr;
   input.cursor = input.limit = nullptr;
   input.noExpandMark = input.pasteSeen = false;
+  scanner.wideString = scanner.wideChar = false;
   input.pendingText = nullptr;
   // A sink into which nothing goes.
   output.handle = -1;
@@ -200,31 +169,97 @@ static ArgumentNode* copyArguments(const ArgumentNode* from) {
   return list;
 }
 
-// copyClass, but the end of a body is copied: text on its two sides may have to be kept apart.
-static constinit ClassTable trialClass = {};
+// Appends the text as directives and arguments get it.
+static void copyTrial(TextBuffer& result) {
+  // Names come one by one; all else is copied.
+  while (getToken() == tokIdent) tokenText.keep(scanner.scannedName.length);
+  const Byte* start = tokenText.bytes;
+  const Byte* end = dropEscapes(tokenText.bytes);
+  while (*start == ' ' || *start == '\t') ++start;
+  while (end > start && (end[-1] == ' ' || end[-1] == '\t')) --end;
+  appendBytes(result, asChars(start), size_t(end - start));
+}
+
+// Appends a character, both bytes of a double-byte one.
+static void addWide(TextBuffer& text, int c) {
+  if (c > 0xFF) addByte(text, Byte(c >> 8));
+  addByte(text, Byte(c));
+}
+
+// Appends the string that has begun.
+static void addString(TextBuffer& text) {
+  appendText(text, scanner.wideString ? "L\"" : "\"");
+  for (;;) {
+    const int c = nextStringChar();
+    if (c == -1 || c == endOfTextByte) break;
+    if (c == '"' && input.pendingText != nullptr) addByte(text, '\\');
+    addWide(text, c);
+  }
+  addByte(text, '"');
+  scanner.wideString = false;
+}
+
+// Appends what follows the keyword asm, which is no text of tokens.
+static void addAsm(TextBuffer& text) {
+  for (int c; (c = nextStringChar()) != -1 && c != endOfTextByte && c != '\r' && c != '\n';) addWide(text, c);
+}
+
+// Appends the current token.
+static void addToken(TextBuffer& text, TokenCode code) {
+  switch (code) {
+    case tokIdent: appendText(text, asChars(tokenState.entry->spelling())); break;
+    case tokCharConst:
+    case tokIntConst:
+    case tokLongConst:
+    case tokFloatConst:
+      if (scanner.wideChar) addByte(text, 'L');
+      scanner.wideChar = false;
+      appendText(text, asChars(tokenText.bytes));
+      break;
+    case tokString: addString(text); break;
+    default: appendText(text, tokenSpelling[code]); break;
+  }
+  if (code == tokAsm) addAsm(text);
+}
+
+// Appends the text as the output gets it, with the same blanks.
+static void tokenTrial(TextBuffer& result) {
+  scanner.activeClass = &tokenClass;
+  scanner.lineMode = false;
+  int previous = tokNone;
+  for (;;) {
+    // The scanner writes the blanks that it passes.
+    output.lastChar = 0;
+    const TokenCode code = getToken();
+    if (code == tokEndOfFile || code == tokDirective || result.failed) break;
+    const bool blank = output.lastChar == ' ' || output.lastChar == '\t';
+    const bool afterNumber = previous == tokIntConst || previous == tokLongConst || previous == tokFloatConst;
+    const Byte last = blank || result.length == 0 ? ' ' : Byte(result.data[result.length - 1]);
+    const bool apart =
+        needsSeparator(previous, code) || (wordTokens[size_t(code)] && wordBytes[last] && !afterNumber);
+    if (result.length != 0 && (blank || apart)) addByte(result, ' ');
+    addToken(result, code);
+    previous = code;
+  }
+}
 
 // Reads the body of `entry` and appends what comes of it.
 static void tryCall(IdentEntry* entry, const ArgumentNode* arguments, TextBuffer& result) {
   static const Byte end[] = {0, endOfTextByte, 0};
+  const bool copied = scanner.activeClass == &copyClass;
   beginTrial();
-  trialClass = copyClass;
-  trialClass[endOfBodyMark] = classCopy;
-  scanner.activeClass = &trialClass;
   pushMacroText(nullptr, end + 1, nullptr);
   pushMacroText(entry, entry->macroBody + 1, copyArguments(arguments));
-  // Names, and keywords, whose code is that of their token, come one by one; all else is copied.
-  for (;;) {
-    const TokenCode code = getToken();
-    if (code == tokComma || code == tokEndOfFile || code == tokEndOfLine || code == tokDirective) break;
-    tokenText.keep(scanner.scannedName.length);
-  }
+  if (copied)
+    copyTrial(result);
+  else
+    tokenTrial(result);
   while (input.top != nullptr) {
     if (input.top->kind == frameMacro)
       endMacroFrame(static_cast<MacroFrame*>(input.top));
     else
       popFrame();
   }
-  addCollected(result, tokenText.bytes, tokenText.end);
   endTrial();
 }
 
@@ -309,10 +344,9 @@ void explainFailedCall(const IdentEntry* entry, const char* outcome, int32_t lin
   explainUse({line, {}, outcome, {}, viewOf(placeText), false});
 }
 
-void explainDynamicName(const Name& name, Byte byte) {
-  if (!isExplained(name.text, name.length)) return;
+void explainDynamicName(DynamicName name, Byte byte) {
   emptyTexts();
-  if (isSpelled(name, "__LINE__")) {
+  if (name == dynamicLine) {
     appendNumber(resultText, currentLine);
   } else {
     addByte(resultText, byte);

@@ -21,8 +21,8 @@ void explainCall(IdentEntry* entry, const ArgumentNode* arguments, int32_t line)
 // A name of a macro with parameters that is no call, or has a wrong number of arguments.
 void explainFailedCall(const IdentEntry* entry, const char* outcome, int32_t line);
 
-// A dynamic name, in whose place `byte` comes.
-void explainDynamicName(const Name& name, Byte byte);
+// The dynamic name that is explained, in whose place `byte` comes.
+void explainDynamicName(DynamicName name, Byte byte);
 
 // A directive or `defined` asks for a name.
 void explainAskedName(const char* directive, const Name& name, bool defined);

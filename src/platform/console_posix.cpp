@@ -9,16 +9,19 @@
 #include <limits.h>
 #include <poll.h>
 #include <sys/auxv.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "platform/faults.h"
 #include "platform/files.h"
 #include "platform/host_open.h"
+#include "platform/status_line.h"
 
 constexpr size_t consoleRoom = 8192;
 
@@ -120,6 +123,34 @@ static const ConsoleKind& kindOfConsole() {
   return consoleKind;
 }
 
+// What the two streams were before they were captured; noFile if they are not, or were no ordinary files.
+static constinit FileIdentity capturedFiles[2] = {};
+
+static FileIdentity identityOfStream(int handle) {
+  struct stat status;
+  return fstat(handle, &status) == 0 ? identityOf(status) : noFile;
+}
+
+int standardStreamOf(FileIdentity file) {
+  for (const int handle : {STDOUT_FILENO, STDERR_FILENO})
+    if (identityOfStream(handle) == file || capturedFiles[handle - STDOUT_FILENO] == file) return handle;
+  return -1;
+}
+
+bool standardStreamsAreOne() {
+  const FileIdentity out = identityOfStream(STDOUT_FILENO);
+  return !(out == noFile) && out == identityOfStream(STDERR_FILENO);
+}
+
+void captureStandardStreams(int out, int err) {
+  kindOfConsole();
+  consoleKind.terminal = false;
+  for (const int handle : {STDOUT_FILENO, STDERR_FILENO})
+    capturedFiles[handle - STDOUT_FILENO] = identityOfStream(handle);
+  dup2(out, STDOUT_FILENO);
+  dup2(err, STDERR_FILENO);
+}
+
 FileIdentity consoleFile() {
   return kindOfConsole().file;
 }
@@ -142,6 +173,7 @@ bool writeConsole(const char* data, size_t size) {
 }
 
 bool writeErrorStream(const char* data, size_t size) {
+  eraseStatusLine();
   // What was written before is to be seen before.
   flushConsole();
   return writeFile(STDERR_FILENO, data, size);
@@ -149,6 +181,13 @@ bool writeErrorStream(const char* data, size_t size) {
 
 bool errorStreamIsTerminal() {
   return isatty(STDERR_FILENO) == 1;
+}
+
+int errorStreamWidth() {
+  constexpr int usualWidth = 80;
+  if (!errorStreamIsTerminal()) return 0;
+  struct winsize size {};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usualWidth;
 }
 
 bool consoleIsTerminal() {

@@ -14,6 +14,7 @@
 
 #include "platform/faults.h"
 #include "platform/files.h"
+#include "platform/status_line.h"
 #include "platform/system_win32.h"
 
 // Arguments reach the program as they are spelled: names with wildcards are searched for by the
@@ -77,6 +78,11 @@ bool errorStreamIsTerminal() {
   return isTerminal(STD_ERROR_HANDLE);
 }
 
+int errorStreamWidth() {
+  CONSOLE_SCREEN_BUFFER_INFO info;
+  return GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info) ? info.dwSize.X : 0;
+}
+
 bool consoleIsTerminal() {
   static constinit int answer = -1;  // not asked yet
   if (answer < 0) answer = isTerminal(STD_OUTPUT_HANDLE) ? 1 : 0;
@@ -101,6 +107,7 @@ bool writeConsole(const char* data, size_t size) {
 }
 
 bool writeErrorStream(const char* data, size_t size) {
+  eraseStatusLine();
   // What was written before is to be seen before.
   flushConsole();
   return writeSystemHandle(GetStdHandle(STD_ERROR_HANDLE), data, size);

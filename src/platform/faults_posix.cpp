@@ -22,6 +22,8 @@
 #include <atomic>
 #include <iterator>
 
+#include "platform/faults_posix.h"
+
 constexpr size_t handlerStackSize = 0x20000;
 constexpr uintptr_t overflowReach = 0x100000;  // a frame may be that large
 constexpr int guardLimit = 16;
@@ -204,4 +206,17 @@ void installBreakHandler(void (*handler)(), int status) {
   signal(SIGPIPE, SIG_IGN);
   // So is a file that has reached the size that it may have.
   signal(SIGXFSZ, SIG_IGN);
+}
+
+void obeyStopSignal() {
+  struct sigaction action {};
+  action.sa_handler = onBreak;
+  action.sa_flags = SA_ONSTACK;
+  sigemptyset(&action.sa_mask);
+  for (const int signal : breakSignals) sigaddset(&action.sa_mask, signal);
+  sigaction(stopSignal, &action, nullptr);
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, stopSignal);
+  sigprocmask(SIG_UNBLOCK, &set, nullptr);
 }

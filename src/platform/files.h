@@ -95,6 +95,9 @@ bool writeErrorStream(const char* data, size_t size);
 bool errorStreamIsTerminal();
 bool consoleIsTerminal();
 
+// How many characters a line of the error stream's terminal has; 0 if it is none.
+int errorStreamWidth();
+
 // Room for a path of the program that is sure to fit, with its NUL.
 constexpr size_t programPathSize = 4096;
 

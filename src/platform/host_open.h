@@ -22,5 +22,15 @@ bool isMissing(int error);
 
 FileIdentity identityOf(const struct stat& status);
 
+// Which of standard output and the error stream goes to `file`, or went there before it was captured; -1 for
+// neither.
+int standardStreamOf(FileIdentity file);
+
+// True if both go to the same place.
+bool standardStreamsAreOne();
+
+// Makes the two streams go to other handles from now on.
+void captureStandardStreams(int out, int err);
+
 // The ordinary file that standard output goes to, or noFile.
 FileIdentity consoleFile();

@@ -25,7 +25,6 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 
 #include "platform/faults.h"
 #include "platform/files.h"
@@ -84,15 +83,6 @@ static int makeTemporary() {
   return -1;
 }
 
-// Which of standard output and the error stream goes to `file`; -1 for neither.
-static int standardStream(FileIdentity file) {
-  for (const int handle : {STDOUT_FILENO, STDERR_FILENO}) {
-    struct stat status;
-    if (fstat(handle, &status) == 0 && identityOf(status) == file) return handle;
-  }
-  return -1;
-}
-
 // Gives up a file just opened, which goes if `flags` says that it is a new one.
 static int giveUp(int target, int flags) {
   const int error = errno;
@@ -110,7 +100,7 @@ static int createInPlace(int flags) {
   struct stat status;
   if (fstat(target, &status) != 0) return giveUp(target, flags);
   if (!S_ISREG(status.st_mode)) return target;
-  const int stream = standardStream(identityOf(status));
+  const int stream = standardStreamOf(identityOf(status));
   const int handle =
       stream >= 0 ? fcntl(stream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : memfd_create("output", MFD_CLOEXEC);
   if (handle < 0) return giveUp(target, flags);

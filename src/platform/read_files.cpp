@@ -74,6 +74,11 @@ void beginUnitFiles() {
   ++reader;
 }
 
+void listUnitFiles(void (*take)(FileIdentity file)) {
+  for (uint32_t i = 0; i <= tableMask; ++i)
+    if (table[i].reader == reader) take(table[i].file);
+}
+
 void countAllReaders() {
   reader = anyReader;
 }

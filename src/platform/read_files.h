@@ -23,6 +23,9 @@ constexpr FileIdentity noFile = {0, 0};
 // Starts the first unit, or the next one.
 void beginUnitFiles();
 
+// Hands each file that the current unit has read to `take`.
+void listUnitFiles(void (*take)(FileIdentity file));
+
 // From now on a file that any unit has read counts as read; the end of a run.
 void countAllReaders();
 

@@ -10,6 +10,7 @@
 #include "platform/text_buffer.h"
 
 constinit bool recording = false;
+constinit uint32_t unitNumber = 0;
 
 static constinit TextBuffer records = {};
 static constinit TextBuffer names = {};

@@ -8,6 +8,9 @@
 // Whether anything is recorded; the hooks are called only then. Set for the run.
 extern bool recording;
 
+// The number of the unit in the run, from 1 on; 0 before the first.
+extern uint32_t unitNumber;
+
 enum FileEventKind : Byte {
   fileEntered,  // reading begins; what comes up to its fileLeft is included from it
   fileLeft,     // the file entered last that has not been left ends

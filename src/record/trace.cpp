@@ -20,12 +20,12 @@ static void appendMicroseconds(TextBuffer& events, int64_t time) {
 }
 
 // Appends what all events have, up to the time.
-static void beginEvent(TextBuffer& events, const char* name, const char* head, int32_t unit, int64_t time) {
+static void beginEvent(TextBuffer& events, const char* name, const char* head, int64_t time) {
   appendText(events, "{\"name\":");
   appendJsonString(events, name);
   appendText(events, head);
   appendText(events, ",\"pid\":1,\"tid\":");
-  appendNumber(events, unit);
+  appendNumber(events, unitNumber);
   appendText(events, ",\"ts\":");
   appendMicroseconds(events, time);
 }
@@ -38,8 +38,8 @@ static void appendSizes(TextBuffer& events, const FileEvent& left) {
   appendNumber(events, int64_t(left.lines));
 }
 
-static void appendSpan(TextBuffer& events, int32_t unit, const FileEvent& entered, const FileEvent& left) {
-  beginEvent(events, nameOfEvent(entered), ",\"cat\":\"include\",\"ph\":\"X\"", unit, entered.time);
+static void appendSpan(TextBuffer& events, const FileEvent& entered, const FileEvent& left) {
+  beginEvent(events, nameOfEvent(entered), ",\"cat\":\"include\",\"ph\":\"X\"", entered.time);
   appendText(events, ",\"dur\":");
   appendMicroseconds(events, left.time - entered.time);
   appendText(events, ",\"args\":{");
@@ -47,27 +47,27 @@ static void appendSpan(TextBuffer& events, int32_t unit, const FileEvent& entere
   appendText(events, left.guarded ? ",\"guarded\":true}},\n" : "}},\n");
 }
 
-static void appendInstant(TextBuffer& events, int32_t unit, const FileEvent& event) {
+static void appendInstant(TextBuffer& events, const FileEvent& event) {
   const bool skipped = event.kind == fileSkipped;
   beginEvent(events, nameOfEvent(event),
              skipped ? ",\"cat\":\"skipped by its guard\",\"ph\":\"i\",\"s\":\"t\""
                      : ",\"cat\":\"import\",\"ph\":\"i\",\"s\":\"t\"",
-             unit, event.time);
+             event.time);
   appendText(events, ",\"args\":{\"line\":");
   appendNumber(events, event.line);
   appendText(events, "}},\n");
 }
 
 // Appends the span of the unit and the name of its thread.
-static void appendUnit(TextBuffer& events, int32_t unit, bool failed) {
+static void appendUnit(TextBuffer& events, bool failed) {
   const FileEvents files = fileEvents();
   const char* const name = files.count != 0 ? nameOfEvent(files.items[0]) : currentFileName;
   appendText(events, "{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":");
-  appendNumber(events, unit);
+  appendNumber(events, unitNumber);
   appendText(events, ",\"args\":{\"name\":");
   appendJsonString(events, name);
   appendText(events, "}},\n");
-  beginEvent(events, name, ",\"cat\":\"unit\",\"ph\":\"X\"", unit, files.start);
+  beginEvent(events, name, ",\"cat\":\"unit\",\"ph\":\"X\"", files.start);
   appendText(events, ",\"dur\":");
   appendMicroseconds(events, steadyTime() - files.start);
   appendText(events, ",\"args\":{");
@@ -80,17 +80,17 @@ static void appendUnit(TextBuffer& events, int32_t unit, bool failed) {
   appendText(events, failed ? ",\"failed\":true}},\n" : "}},\n");
 }
 
-void appendUnitTrace(TextBuffer& events, int32_t unit, bool failed) {
+void appendUnitTrace(TextBuffer& events, bool failed) {
   if (!fileEventsComplete()) events.failed = true;
-  appendUnit(events, unit, failed);
+  appendUnit(events, failed);
   const FileEvents files = fileEvents();
   // The first file is the unit itself.
   for (size_t i = 1; i < files.count; ++i) {
     const FileEvent& event = files.items[i];
     if (event.kind == fileSkipped || event.kind == fileRead)
-      appendInstant(events, unit, event);
+      appendInstant(events, event);
     else if (event.kind == fileEntered && event.partner != noEvent)
-      appendSpan(events, unit, event, files.items[event.partner]);
+      appendSpan(events, event, files.items[event.partner]);
   }
 }
 

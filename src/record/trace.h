@@ -5,9 +5,8 @@
 #include "base.h"
 #include "platform/text_buffer.h"
 
-// Appends the events of the unit that has ended, each with a comma after it. The unit is a thread of its
-// own, with the number `unit`.
-void appendUnitTrace(TextBuffer& events, int32_t unit, bool failed);
+// Appends the events of the unit that has ended, each with a comma after it. The unit is a thread of its own.
+void appendUnitTrace(TextBuffer& events, bool failed);
 
 // Appends the whole trace with these events.
 void appendTrace(TextBuffer& trace, const TextBuffer& events);

@@ -1,0 +1,17 @@
+;; Prints what a compilation buffer makes of the file "messages": file, line and type of each entry.
+(with-temp-buffer
+  (insert-file-contents "messages")
+  (setq compilation-error-regexp-alist '(vsp32))
+  (compilation-mode)
+  (let ((inhibit-read-only t)) (compilation--ensure-parse (point-max)))
+  (goto-char (point-min))
+  (let ((last nil))
+    (while (not (eobp))
+      (let ((message (get-text-property (point) 'compilation-message)))
+        (when (and message (not (eq message last)))
+          (setq last message)
+          (let* ((location (compilation--message->loc message))
+                 (file (caar (compilation--loc->file-struct location))))
+            (princ (format "%s|%d|%d\n" file (compilation--loc->line location)
+                           (compilation--message->type message))))))
+      (forward-char 1))))
