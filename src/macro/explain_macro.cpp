@@ -21,6 +21,7 @@
 #include "output/output.h"
 #include "platform/text_buffer.h"
 #include "scanner/char_class.h"
+#include "scanner/literals.h"
 #include "scanner/scan.h"
 #include "scanner/separators.h"
 #include "scanner/state.h"

@@ -21,6 +21,7 @@
 #include "input/macro_text.h"
 #include "names/names.h"
 #include "output/output.h"
+#include "record/explain.h"
 #include "scanner/numbers.h"
 #include "scanner/token_text.h"
 
@@ -63,7 +64,8 @@ static constinit bool irregularBlanks = false;
 static constinit bool seamsLeft = false;
 
 bool mayFlattenCalls() {
-  return identLimit >= flatNameLimit && tokenText.end == tokenText.bytes;
+  // The ordinary way tells of each call.
+  return !explaining && identLimit >= flatNameLimit && tokenText.end == tokenText.bytes;
 }
 
 // True if the macro has been called in the argument that is being expanded.
