@@ -68,8 +68,9 @@ def run(commands, prefix):
     """What each command prints, as lines."""
     mark = "=== command %d ==="
     script = ""
+    documents = f"{prefix}/share/doc/vsp32".replace(" ", "\\ ")
     for number, command in enumerate(commands):
-        text = command.text.replace(INSTALLED, f"{prefix}/share/doc/vsp32")
+        text = command.text.replace(INSTALLED, documents)
         # A reader is slower than the clock of the file system.
         if text.startswith("touch "):
             text = f"sleep 0.05; {text}"
