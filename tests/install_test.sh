@@ -68,7 +68,7 @@ offers() {
 for word in $(offers --messages=) ; do
   case $word in *:) word=${word}log ;; esac
   "$program" -q --messages="$word" missing.c >message.log 2>&1
-  grep -q E2075 message.log && fail "--messages=$word is offered and refused"
+  grep -q "Incorrect command line option" message.log && fail "--messages=$word is offered and refused"
 done
 
 # --- Builds with what is installed ---
