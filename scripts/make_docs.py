@@ -124,7 +124,7 @@ def markdown(switches, long_options, warnings):
             lines += ["", f"## {group}", "", "| switch | what it does |", "|---|---|"]
         text = row.text
         if row.follows == "sign":
-            text += "" if "default" in text else "; with `-` not"
+            text += "" if "default" in text else f"; `{row.forms[0]}-` turns it off"
         if not row.acts and not group.startswith("Switches of the compiler"):
             text += ": accepted without effect"
         forms = ", ".join(code(form) for form in row.spelled())
