@@ -86,7 +86,8 @@ ARGUMENTS = [
              "`.cpp`, or what -P says."),
     ("@file", "The words of this file, in place of the argument. Blanks and line ends part them, quotes keep them "
               "together, and `;` begins a comment."),
-    ("+file", "The configuration file, in place of `vsc32.cfg`. It holds switches, as the command line does."),
+    ("+file", "The configuration file, in place of `vsc32.cfg`. It holds switches alone, with blanks or line ends "
+              "between, and `;` begins a comment."),
 ]
 
 
@@ -110,7 +111,7 @@ def markdown(switches, long_options, warnings):
         "A switch begins with `-` or `/` and stands in front of the first file name; a long one, with `--`, may stand",
         "anywhere. What a switch sets holds for all files. Of two switches that disagree the later one counts, and",
         "those of the configuration file come before those of the command line. A form that isn't here is refused",
-        "with E2075. Where a form ends in `-`, its pair may also be written with `+`, as in `-K+`.", "",
+        "with E2075. A switch that `-` behind it turns off may also have `+` there, as in `-K+`.", "",
         "| argument | what it is |", "|---|---|",
     ]
     lines += [f"| {code(name)} | {text} |" for name, text in ARGUMENTS]
