@@ -189,6 +189,8 @@ def man_page(switches, long_options, warnings):
         "0; 1 if any file failed or a switch was refused; 255 after a break signal.",
         ".SH ENVIRONMENT", ".TP", ".BR LC_ALL \", \" LC_MESSAGES \", \" LANG",
         "The first of these that is set names the language of the messages.",
+        ".TP", ".B SOURCE_DATE_EPOCH",
+        "Seconds since 1970 began, in universal time, that __DATE__ and __TIME__ show in place of the present time.",
         ".SH FILES", ".TP", ".I vsc32.cfg",
         "Configuration file, in the current directory or, if there is none, in the directory of the program.",
         ".TP", ".I vsp32.DEU", "German texts of all messages, in the directory of the program. Other languages go by",
