@@ -12,7 +12,6 @@
 #include <new>
 
 #include "diag/report.h"
-#include "input/guard.h"
 #include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "macro/define.h"
@@ -107,8 +106,6 @@ struct SetAside {
   bool noExpandMark;
   bool pasteSeen;
   const Byte* pendingText;
-  bool notDefinedArmed;
-  IdentEntry* notDefinedEntry;
   TokenState tokenState;
   Name scannedName;
   bool plainIdent;
@@ -123,11 +120,9 @@ struct SetAside {
 static constinit SetAside aside{};
 
 static void beginTrial() {
-  aside = {inputTop,        inputCursor,     inputLimit,   currentFileFrame, currentLine,
-           messageLine,     totalLines,      noExpandMark, pasteSeen,        pendingText,
-           notDefinedArmed, notDefinedEntry, tokenState,   scannedName,      plainIdent,
-           lineMode,        wideString,      wideChar,     lastStringChar,   activeClass,
-           tokenText,       output};
+  aside = {inputTop,     inputCursor, inputLimit,     currentFileFrame, currentLine, messageLine, totalLines,
+           noExpandMark, pasteSeen,   pendingText,    tokenState,       scannedName, plainIdent,  lineMode,
+           wideString,   wideChar,    lastStringChar, activeClass,      tokenText,   output};
   setMarkersAside();
   tryingCall = true;
   messagesMuted = true;
@@ -156,8 +151,6 @@ void endTrial() {
   noExpandMark = aside.noExpandMark;
   pasteSeen = aside.pasteSeen;
   pendingText = aside.pendingText;
-  notDefinedArmed = aside.notDefinedArmed;
-  notDefinedEntry = aside.notDefinedEntry;
   tokenState = aside.tokenState;
   scannedName = aside.scannedName;
   plainIdent = aside.plainIdent;
@@ -249,7 +242,7 @@ static void addToken(TextBuffer& text, TokenCode code) {
   if (code == tokAsm) addAsm(text);
 }
 
-// Appends the text as the output gets it, with the same blanks.
+// Appends the text as the output gets it; a run of blanks is one.
 static void tokenTrial(TextBuffer& result) {
   activeClass = &tokenClass;
   lineMode = false;
