@@ -262,6 +262,29 @@ TEST_F(Seeing, ReportsThatFail) {
   }
 }
 
+// Streams that take nothing: the status tells, and the other stream as far as it can.
+TEST_F(Seeing, FullStreams) {
+  const auto toFull = [](int stream) {
+    return [stream] {
+      const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+      dup2(full, stream);
+    };
+  };
+  writeProject();
+  setup_.inChild = toFull(1);
+  RunResult result = runWith({"--messages=gnu", "b.c"});
+  EXPECT_EQ("vsp32: error: Error writing output file [F1013]\n", result.err);
+  EXPECT_EQ(1, result.status);
+  setup_.inChild = toFull(2);
+  result = runWith({"--messages=sarif", "b.c"});
+  EXPECT_EQ("Error F1013: Error writing output file\n", messagesOf(result.out));
+  EXPECT_EQ(1, result.status);
+  result = runWith({"--explain=H_H", "b.c"});
+  EXPECT_EQ("Error F1013 inc/h.h 1: Error writing output file\n", messagesOf(result.out));
+  EXPECT_EQ(1, result.status);
+  EXPECT_EQ(std::vector<std::string>(), outputsIn(scratch_.path()));
+}
+
 // --- The history of a macro ---
 
 class Explain : public Seeing {

@@ -117,9 +117,7 @@ struct ResultHead {
   uint64_t length;  // of all that belongs to the unit, the head included
   uint64_t outEnd;  // where its text ends in what the process has printed, and in its error stream
   uint64_t errEnd;
-  uint32_t errors;
-  uint32_t messages;
-  bool fatal;
+  bool fatal;  // it has made reporting silent, and it stays so until the next unit
   bool succeeded;
 };
 
@@ -154,7 +152,7 @@ constexpr int lostStatus = 2;  // of a process that could not tell what it has d
 
 // Tells the first process how a unit has ended.
 static void sendResult(bool succeeded) {
-  ResultHead head = {0, 0, 0, errorCount, messageCount, fatalSeen, succeeded};
+  ResultHead head = {0, 0, 0, fatalSeen, succeeded};
   (void)flushConsole();
   resultText.length = 0;
   findPrintedLength(head.outEnd, head.errEnd);
@@ -180,8 +178,6 @@ static void takeResult(const ResultHead& head, std::string_view text) {
     text.remove_prefix(size_t(part.length));
   }
   for (FileIdentity file; takeRecord(text, file);) noteRead(file);
-  errorCount = head.errors;
-  messageCount = head.messages;
   fatalSeen = head.fatal;
   if (!head.succeeded) anyFailed = true;
 }
@@ -351,17 +347,13 @@ bool finishJobs() {
   return !anyFailed;
 }
 
-// True if a process that has been started writes the file that this unit writes, or one of its source's name.
-static bool mustWait(const char* path, const char* outputName) {
-  const char* const name = path + splitPath(path).nameStart;
+// True if a process that has been started writes the file of this name.
+static bool isBeingWritten(const char* outputName) {
+  if (outputName == nullptr) return false;
   for (uint32_t i = 0; i < pendingCount; ++i) {
     const Batch& batch = batchAt(i);
-    for (uint32_t j = 0; j < batch.count; ++j) {
-      const char* const other = batch.outputOf(j);
-      if (other == nullptr) continue;
-      if (outputName != nullptr && sameFileName(other, outputName)) return true;
-      if (sameFileName(other + splitPath(other).nameStart, name)) return true;
-    }
+    for (uint32_t j = 0; j < batch.count; ++j)
+      if (batch.outputOf(j) != nullptr && sameFileName(batch.outputOf(j), outputName)) return true;
   }
   return false;
 }
@@ -377,9 +369,9 @@ static void gatherUnit(uint32_t number, const char* path, bool standardInput) {
   // What has been done says how many there may be: at the end of a short run no process is to be idle.
   constexpr uint32_t rounds = 8;
   char* const outputName = plannedOutput(path);
-  if (mustWait(path, outputName)) {
+  if (isBeingWritten(outputName)) {
     startGathered();
-    while (mustWait(path, outputName)) waitForOne();
+    while (isBeingWritten(outputName)) waitForOne();
   }
   Batch& batch = gathered();
   if (batch.count == 0) batch.firstUnit = number;

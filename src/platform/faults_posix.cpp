@@ -12,7 +12,7 @@
 // address of the frame that owns them: the stack grows down, so a guard whose
 // frame lies below a routine that calls us is one that has been left, and goes.
 
-#include "platform/faults.h"
+#include "platform/faults_posix.h"
 
 #include <setjmp.h>
 #include <signal.h>
@@ -22,7 +22,7 @@
 #include <atomic>
 #include <iterator>
 
-#include "platform/faults_posix.h"
+#include "platform/faults.h"
 
 constexpr size_t handlerStackSize = 0x20000;
 constexpr uintptr_t overflowReach = 0x100000;  // a frame may be that large

@@ -34,13 +34,18 @@ static void closeSet(NameSet& set) {
   emptyBuffer(set.names);
 }
 
+// True if that is the name of a slot in use.
+static bool holdsName(const NameSet& set, uint32_t slot, const char* name) {
+  return set.names.data != nullptr && std::strcmp(set.names.data + slot - 1, name) == 0;
+}
+
 // Adds a name. False if it is there already, or there is no memory.
 static bool addName(NameSet& set, const char* name) {
   uint32_t hash = 2166136261U;
   for (const char* c = name; *c != 0; ++c) hash = (hash ^ Byte(*c)) * 16777619U;
   uint32_t i = (hash ^ hash >> 15) & (set.slotCount - 1);
   for (; set.slots[i] != 0; i = (i + 1) & (set.slotCount - 1))
-    if (std::strcmp(set.names.data + set.slots[i] - 1, name) == 0) return false;
+    if (holdsName(set, set.slots[i], name)) return false;
   const uint32_t offset = uint32_t(set.names.length);
   if (!appendBytes(set.names, name, std::strlen(name) + 1)) return false;
   set.slots[i] = offset + 1;
