@@ -85,10 +85,7 @@ static Batch& gathered() {
 void resetJobs(UnitRoutine routine) {
   unitRoutine = routine;
   firstPending = pendingCount = 0;
-  for (Batch& batch : batches) {
-    batch.count = 0;
-    emptyBuffer(batch.names);
-  }
+  gathered().count = 0;
   jobCount = 1;
   runningCount = 0;
   anyFailed = false;
