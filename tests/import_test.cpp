@@ -279,11 +279,11 @@ TEST_F(Languages, OtherFormsOfMessages) {
       "*** 1 Fehler beim Kompilieren ***\n",
       runOver(faultySource).out);
   setup_.arguments = {"-q", "--messages=sarif", "a.c"};
-  EXPECT_NE(
-      std::string::npos,
-      runOver(faultySource)
-          .err.find("\"ruleId\":\"W8017\",\"ruleIndex\":107,\"level\":\"warning\",\"message\":{\"text\":"
-                    "\"Neudefinition von 'A' weicht ab\"}"));
+  const std::string log = runOver(faultySource).err;
+  const size_t place = log.find("{\"ruleId\":\"W8017\"");
+  ASSERT_NE(std::string::npos, place) << log;
+  EXPECT_NE(std::string::npos, log.find("\"message\":{\"text\":\"Neudefinition von 'A' weicht ab\"}", place))
+      << log;
   // A text without its code, one that is nothing else, and none.
   library("DEU", "224 Datei '%s' fehlt\n540 W8017\n4142 %d\n");
   setup_.arguments = {"-q", "--messages=gnu", "a.c"};

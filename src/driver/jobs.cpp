@@ -36,7 +36,7 @@ struct PendingUnit {
 };
 constexpr size_t noOutput = SIZE_MAX;
 
-constexpr uint32_t batchLimit = 16;
+constexpr uint32_t batchLimit = 32;
 
 // The units of one process.
 struct Batch {
@@ -85,10 +85,7 @@ static Batch& gathered() {
 void resetJobs(UnitRoutine routine) {
   unitRoutine = routine;
   firstPending = pendingCount = 0;
-  for (Batch& batch : batches) {
-    batch.count = 0;
-    emptyBuffer(batch.names);
-  }
+  gathered().count = 0;
   jobCount = 1;
   runningCount = 0;
   anyFailed = false;
@@ -367,7 +364,7 @@ static size_t addName(Batch& batch, const char* name) {
 // Adds a unit to those that are gathered, and starts their process when there are enough.
 static void gatherUnit(uint32_t number, const char* path, bool standardInput) {
   // What has been done says how many there may be: at the end of a short run no process is to be idle.
-  constexpr uint32_t rounds = 8;
+  constexpr uint32_t rounds = 4;
   char* const outputName = plannedOutput(path);
   if (isBeingWritten(outputName)) {
     startGathered();

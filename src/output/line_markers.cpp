@@ -172,7 +172,7 @@ static void emitLineEnd() {
 }
 
 // Ends the line, and tells where the next one stands if that is not just the line after it.
-static void syncGnuLine() {
+VSP_COLD static void syncGnuLine() {
   const int32_t line = int32_t(uint32_t(currentLine) + uint32_t(gnu.file.joinedLines));
   const bool follows = gnu.change == 0 && gnu.fileName == currentFileName && line == gnu.line + 1;
   gnu.line = line;
@@ -206,12 +206,14 @@ void syncLine() {
     output.pendingBlanks = 0;
     return;
   }
-  if (writesGnuMarkers()) {
+  // In the form of other tools no marker is kept that could be carried on.
+  const bool carried = fastPaths && optionImage.lineInfo && !first && carryMarker();
+  if (!carried && writesGnuMarkers()) {
     syncGnuLine();
     return;
   }
   if (optionImage.lineInfo) {
-    if (fastPaths && ((!first && carryMarker()) || buildMarker())) {
+    if (carried || (fastPaths && buildMarker())) {
       const uint32_t skip = first ? 2 : 0;
       emitRun(lineMarker.text + skip, lineMarker.length - skip);
     } else {
