@@ -1,8 +1,8 @@
 // Units in processes of their own.
 //
-// Where a process can be doubled, a job is a copy of this one, which goes on with its units. Where it can't, the
-// program is started again with the same arguments, and the environment tells it which units are its own. What a
-// job prints goes into files without a name, which the first process prints when it is the job's turn.
+// Where a process can be doubled, a job is a copy of this one, which goes on with its units. Where it can't,
+// the program is started again with the same arguments, and the environment tells it which units are its own.
+// What a job prints goes into files without a name, which the first process prints when it is the job's turn.
 
 #pragma once
 
