@@ -275,6 +275,15 @@ TEST_F(FailNth, ErrorsAndOldOutputs) {
   EXPECT_EQ(1, whole_.status);
 }
 
+// The history of a macro, which is put together in memory of the system and goes to standard error.
+TEST_F(FailNth, Explanation) {
+  file("a.c", "#include \"near.h\"\n#define TWICE(x) x x\nint TWICE(TWICE(1)) near;\n");
+  sweep({"-q", "-Ilib", "--explain=TWICE", "a.c"}, {"write", "malloc"});
+  EXPECT_EQ(1U, outputs_.size());
+  EXPECT_NE("", whole_.err);
+  EXPECT_EQ(0, whole_.status);
+}
+
 // A unit that needs more memory than is kept for the next one.
 TEST_F(FailNth, MuchMemory) {
   std::string text;
