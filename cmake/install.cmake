@@ -2,7 +2,7 @@
 #
 # The program looks for its language libraries, its configuration file and its components in its own
 # directory, whatever links led to it. So it has a directory of its own, with the language libraries, and a
-# link to it stands where the shell looks.
+# link to it is in the directory that shells search.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

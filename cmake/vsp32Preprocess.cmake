@@ -9,11 +9,11 @@
 # (else the current binary directory), in the subdirectory that the source has below the current source
 # directory. The property VSP32_OUTPUTS of the target lists these files.
 #
-# A file is made anew when its source, a file that the source included last time, the program, or a response
+# An output is rebuilt when its source, a file that the source included last time, the program, or a response
 # or configuration file among the switches has changed. Works with Ninja and with the Makefile generators.
 #
 # Relative sources and INCLUDES are taken from the current source directory, a relative OUTPUT_DIRECTORY
-# from the current binary directory. OPTIONS are switches of the program in front of the source; it runs in
+# from the current binary directory. OPTIONS are switches of the program, which runs in
 # the current binary directory, so names in them are best absolute.
 
 # Names in what the program writes about dependencies are taken from the current binary directory. The setting

@@ -6,7 +6,7 @@ below PREFIX, and compares what they print.
   guide_test.py PREFIX --all       compares all
   guide_test.py PREFIX --update    writes what was printed into the guide
 
-In a block of code, a line behind "$ " is a command, with the text of its "<<'END'"; what comes after it is its
+In a block of code, a line that begins with "$ " is a command, with the text of its "<<'END'"; what comes after it is its
 output. There "..." stands for anything within a line, and by itself for any lines. A block below
 "<!-- needs: NAME... -->", and what follows up to the next heading, is left out where a command or file isn't
 there; it may also be "slow".

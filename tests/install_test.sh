@@ -2,7 +2,7 @@
 # Makes the packages, installs them into directories of their own, runs what is installed, builds the example
 # project with it by ninja, by make through CMake and by its own Makefile, walks the guide, and takes the package
 # out again.
-# Of a change, exactly the texts that it reaches must be made anew.
+# After a change, exactly the outputs that depend on it must be rebuilt.
 root=$(cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.." && pwd)
 work="$root/build/install test"
 status=0
@@ -56,7 +56,7 @@ LC_ALL=de_DE.UTF-8 ./link -q missing.c | grep -qFx "$german" || fail "the archiv
 
 # --- The completion of bash ---
 
-# What bash offers for the word, which stands alone on the line; parted by blanks.
+# What bash offers for the word, the only argument on the line; separated by blanks.
 offers() {
   bash -c 'compopt() { :; }; source "$1"; COMP_LINE="vsp32 $2" COMP_POINT=$((6 + ${#2})); _vsp32; echo "${COMPREPLY[*]}"' \
     offers "$root/completions/vsp32.bash" "$1"
@@ -74,7 +74,7 @@ done
 
 # --- Builds with what is installed ---
 
-# Runs a build and tells which texts it made:  rebuilt COMMAND...
+# Runs a build and tells which outputs it made:  rebuilt COMMAND...
 rebuilt() {
   sleep 0.02
   touch stamp
@@ -86,7 +86,7 @@ expect() {
   local what=$1 texts=$2 found
   shift 2
   found=$(rebuilt "$@")
-  [ "$found" = "$texts" ] || fail "$what: made anew are '$found', not '$texts': $(cat build.log)"
+  [ "$found" = "$texts" ] || fail "$what: rebuilt are '$found', not '$texts': $(cat build.log)"
 }
 
 # A copy of the example in the current directory, built by a command from nothing and after changes.
@@ -125,7 +125,7 @@ for generator in Ninja "Unix Makefiles"; do
 done
 cd "$work" || exit 1
 
-# The package stands in a build directory too, and texts with a semicolon stay whole.
+# The CMake package is in a build directory too, and switches with a semicolon stay whole.
 mkdir tree && cp -r "$root/examples/project/." tree
 sed -i 's/DEFINES TARGET=2/DEFINES "TARGET=2;EXTRA=3"/; s/OPTIONS /OPTIONS "-DONE=1;TWO" /' tree/CMakeLists.txt
 echo 'TARGET EXTRA ONE TWO' >>tree/src/table.c
