@@ -32,8 +32,10 @@ void startReports() {
 }
 
 void reportUnit(bool failed) {
-  if (longOptions.depsFile != nullptr && !failed)
-    appendDeps(depsText, unitOutputName(), {longOptions.depsTarget, longOptions.depsPhony});
+  if (longOptions.depsFile != nullptr && !failed) {
+    const char* const target = longOptions.depsTarget != nullptr ? longOptions.depsTarget : unitOutputName();
+    appendDeps(depsText, target, longOptions.depsPhony);
+  }
 }
 
 // The whole text of the report that is being written.

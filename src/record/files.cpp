@@ -6,6 +6,7 @@
 
 #include "diag/position.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "platform/text_buffer.h"
 
 constinit bool recording = false;
@@ -22,7 +23,10 @@ void beginFileEvents() {
 void noteFileEvent(FileEventKind kind, const char* name, bool angled, bool standardInput) {
   const FileEvent event = {kind,         standardInput, angled, currentFileName == nullptr ? 0 : currentLine,
                            names.length, steadyTime()};
-  if (appendBytes(names, name, std::strlen(name) + 1))
+  const bool opened = (kind == fileEntered && !standardInput) || kind == fileRead;
+  const char* const hostName = opened ? openedHostName() : name;
+  if (appendBytes(names, name, std::strlen(name) + 1) &&
+      appendBytes(names, hostName, std::strlen(hostName) + 1))
     appendBytes(records, reinterpret_cast<const char*>(&event), sizeof event);
 }
 
@@ -33,6 +37,11 @@ FileEvents fileEvents() {
 
 const char* nameOfEvent(const FileEvent& event) {
   return names.data + event.name;
+}
+
+const char* hostNameOfEvent(const FileEvent& event) {
+  const char* const name = nameOfEvent(event);
+  return name + std::strlen(name) + 1;
 }
 
 bool fileEventsComplete() {
