@@ -1,8 +1,8 @@
 // Units in processes of their own.
 //
-// Where a process can be doubled, a job is a copy of this one, which goes on with its units. Where it can't, the
-// program is started again with the same arguments, and the environment tells it which units are its own. What a
-// job prints goes into files without a name, which the first process prints when it is the job's turn.
+// Where a process can be doubled, a job is a copy of this one, which goes on with its units. Where it can't,
+// the program is started again with the same arguments, and the environment tells it which units are its own.
+// What a job prints goes into files without a name, which the first process prints when it is the job's turn.
 
 #pragma once
 
@@ -48,7 +48,8 @@ bool sendJobResult(const Job& job, const TextBuffer& result);
 // status, or less than 0 the number of the signal that ended it.
 intptr_t waitForJob(int& status);
 
-// Prints what the job has printed up to the two lengths. False if a part is lost.
+// Prints what the job has printed up to the two lengths. False if a part can't be read; what the console
+// loses is told by flushConsole.
 bool printJob(Job& job, uint64_t outLength, uint64_t errLength);
 
 // Reads what the job has sent into `result`. False if a part is lost.
