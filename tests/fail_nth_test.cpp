@@ -296,6 +296,37 @@ TEST_F(FailNth, MuchMemory) {
   EXPECT_EQ(0, whole_.status);
 }
 
+// The dependencies, in a file that is there already.
+TEST_F(FailNth, Reports) {
+  source("a.c");
+  file("deps", std::string(9000, 'o'));
+  sweep({"-q", "-Ilib", "a.c", "--deps=deps", "--deps-phony"});
+  EXPECT_EQ(2U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+// Units in processes of their own: a call of any of the processes fails.
+TEST_F(FailNth, Jobs) {
+  source("a.c");
+  source("b.c");
+  sweep({"-q", "-Sg", "-Ilib", "--jobs=2", "a.c", "b.c"});
+  EXPECT_EQ(2U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+// Standard input in place of a file.
+TEST_F(FailNth, StandardInput) {
+  source("a.c");
+  const auto limits = setup_.inChild;
+  setup_.inChild = [this, limits] {
+    limits();
+    dup2(open((work_ / "a.c").c_str(), O_RDONLY), 0);
+  };
+  sweep({"-q", "-Ilib", "--stdin=a.c"}, {"open", "read", "close", "stat", "malloc"});
+  EXPECT_EQ(1U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
 // Files that are given up and opened again where there are few descriptors.
 TEST_F(FailNth, FewDescriptors) {
   for (int i = 0; i < 6; i++) {

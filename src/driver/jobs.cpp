@@ -250,8 +250,17 @@ static void waitForProcess() {
   }
 }
 
-// The process of a batch has ended in the midst of this unit.
-static void reportBroken(const char* path, int status) {
+// Reports what has become of a unit's process.
+static void reportBroken(const char* path, const char* what) {
+  anyFailed = true;
+  resetCounters();
+  currentFileName = path;
+  reportFatal(msgInternalError, what);
+  currentFileName = nullptr;
+}
+
+// The process of a batch has ended in the midst of this unit, or can't tell what it has done.
+static void reportEnd(const char* path, int status) {
   constexpr int filterStatus = 1;  // a fault, which has been reported
   anyFailed = true;
   if (status == filterStatus) return;
@@ -262,29 +271,27 @@ static void reportBroken(const char* path, int status) {
   char* end = std::to_chars(text + length, text + sizeof text - 2, status < 0 ? -status : status).ptr;
   *end++ = ')';
   *end = 0;
-  resetCounters();
-  currentFileName = path;
-  reportFatal(msgInternalError, text);
-  currentFileName = nullptr;
+  reportBroken(path, text);
 }
 
 // Prints what the process of a batch has told. Gives how many units are done with: fewer than there are if
 // one of them has broken it.
 static uint32_t printBatch(Batch& batch) {
   emptyBuffer(resultText);
-  if (!readJobResult(batch.job, resultText)) anyFailed = true;
+  (void)readJobResult(batch.job, resultText);
   std::string_view text(resultText.data, resultText.length);
   uint32_t done = 0;
   for (ResultHead head; done != batch.count && takeRecord(text, head); ++done) {
     const size_t rest = size_t(head.length) - sizeof head;
     if (head.length < sizeof head || rest > text.size()) break;
-    if (!printJob(batch.job, head.outEnd, head.errEnd)) anyFailed = true;
+    if (!printJob(batch.job, head.outEnd, head.errEnd))
+      reportBroken(batch.pathOf(done), "(its messages are lost)");
     takeResult(head, text.substr(0, rest));
     text.remove_prefix(rest);
   }
   if (done == batch.count) return done;
-  if (!printJob(batch.job, UINT64_MAX, UINT64_MAX)) anyFailed = true;
-  reportBroken(batch.pathOf(done), batch.status);
+  (void)printJob(batch.job, UINT64_MAX, UINT64_MAX);
+  reportEnd(batch.pathOf(done), batch.status);
   return done + 1;
 }
 

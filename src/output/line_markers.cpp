@@ -13,7 +13,6 @@
 #include "options/option_image.h"
 #include "output/advance_line.h"
 #include "output/output.h"
-#include "platform/files.h"
 
 constinit bool lineStart = true;
 
@@ -128,11 +127,9 @@ static void emitLineDirective() {
 
 // --- The form of other tools ---
 
-GnuFile enterGnuFile(const char* openName, bool system) {
-  char hostName[hostPathSize];
-  const bool spelled = spellForHost(openName, hostName);
+GnuFile enterGnuFile(const char* openName, const char* hostName, bool system) {
   const GnuFile includer = gnu.file;
-  gnu.file = {openName, spelled ? memCopy(hostName, std::strlen(hostName)) : openName, system, 0};
+  gnu.file = {openName, memCopy(hostName, std::strlen(hostName)), system, 0};
   // The source file itself is not included.
   gnu.change = gnu.fileName == nullptr ? 0 : '1';
   return includer;
