@@ -2,7 +2,7 @@
 #
 # The program looks for its language libraries, its configuration file and its components in its own
 # directory, whatever links led to it. So it has a directory of its own, with the language libraries, and a
-# link to it stands where the shell looks.
+# link to it is in the directory that shells search.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -29,7 +29,7 @@ install(TARGETS vsp32 EXPORT vsp32Targets RUNTIME DESTINATION "${programDirector
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DOCDIR}" RENAME copyright)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN vsp32.1 EXCLUDE)
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" "${PROJECT_SOURCE_DIR}/editors" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 # The package: find_package(vsp32) finds it installed, and in the build directory as well.
 set(packageDirectory "${CMAKE_INSTALL_LIBDIR}/cmake/vsp32")
@@ -50,9 +50,9 @@ set(CPACK_PACKAGE_VENDOR "the vsp32 project")
 set(CPACK_PACKAGE_CONTACT "the vsp32 project <vsp32@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "C and C++ preprocessor of a 32-bit Windows compiler family")
 set(CPACK_PACKAGE_DESCRIPTION
-  "For each source file it writes a file with comments gone, macros expanded, conditional groups resolved and
-included files merged, and takes the switches, the configuration file and the response files of the family's
-compiler.")
+  "For each source file it writes a file with comments gone, macros expanded,
+conditional groups resolved and included files merged. It takes the switches,
+the configuration file and the response files of the family's compiler.")
 string(TOLOWER "${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}" system)
 set(CPACK_PACKAGE_FILE_NAME "vsp32-${PROJECT_VERSION}-${system}")
 set(CPACK_STRIP_FILES ON)

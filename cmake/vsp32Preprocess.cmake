@@ -9,16 +9,18 @@
 # (else the current binary directory), in the subdirectory that the source has below the current source
 # directory. The property VSP32_OUTPUTS of the target lists these files.
 #
-# A file is made anew when its source, a file that the source included last time, the program, or a response
+# An output is rebuilt when its source, a file that the source included last time, the program, or a response
 # or configuration file among the switches has changed. Works with Ninja and with the Makefile generators.
 #
 # Relative sources and INCLUDES are taken from the current source directory, a relative OUTPUT_DIRECTORY
-# from the current binary directory. OPTIONS are switches of the program in front of the source; it runs in
+# from the current binary directory. OPTIONS are switches of the program, which runs in
 # the current binary directory, so names in them are best absolute.
+
+# Names in what the program writes about dependencies are taken from the current binary directory. The setting
+# holds in this file, and in the function wherever it is called.
+cmake_policy(SET CMP0116 NEW)
+
 function(vsp32_preprocess target)
-  # Names in what the program writes about dependencies are taken from the current binary directory.
-  cmake_policy(PUSH)
-  cmake_policy(SET CMP0116 NEW)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT_DIRECTORY" "SOURCES;INCLUDES;DEFINES;OPTIONS")
   if(DEFINED arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "vsp32_preprocess(${target}): what is '${arg_UNPARSED_ARGUMENTS}'?")
@@ -77,5 +79,4 @@ function(vsp32_preprocess target)
   endforeach()
   add_custom_target(${target} ALL DEPENDS ${outputs})
   set_target_properties(${target} PROPERTIES VSP32_OUTPUTS "${outputs}")
-  cmake_policy(POP)
 endfunction()

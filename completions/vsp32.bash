@@ -63,7 +63,7 @@ _vsp32() {
     mapfile -t names < <(compgen -f -- "$word")
     ;;
   esac
-  # Bash puts the result behind the last place where it takes words apart.
+  # Bash replaces only what follows the last character at which it splits words.
   kept=${word%"${word##*["$COMP_WORDBREAKS"]}"}
   for i in "${!names[@]}"; do COMPREPLY[i]=${names[i]#"$kept"}; done
 }

@@ -86,7 +86,8 @@ ARGUMENTS = [
              "`.cpp`, or what -P says."),
     ("@file", "The words of this file, in place of the argument. Blanks and line ends part them, quotes keep them "
               "together, and `;` begins a comment."),
-    ("+file", "The configuration file, in place of `vsc32.cfg`. It holds switches, as the command line does."),
+    ("+file", "The configuration file, in place of `vsc32.cfg`. It holds switches alone, with blanks or line ends "
+              "between, and `;` begins a comment."),
 ]
 
 
@@ -107,10 +108,10 @@ def markdown(switches, long_options, warnings):
         "# All switches of vsp32", "",
         "<!-- Made by scripts/make_docs.py from src/options/*.def and src/diag/*.def. -->", "",
         "    vsp32 [ switches ] file...", "",
-        "A switch begins with `-` or `/` and stands in front of the first file name; a long one, with `--`, may stand",
+        "A switch begins with `-` or `/` and comes before the first file name; a long one, with `--`, may come",
         "anywhere. What a switch sets holds for all files. Of two switches that disagree the later one counts, and",
         "those of the configuration file come before those of the command line. A form that isn't here is refused",
-        "with E2075. Where a form ends in `-`, its pair may also be written with `+`, as in `-K+`.", "",
+        "with E2075. A switch that a final `-` turns off may also have a final `+`, as in `-K+`.", "",
         "| argument | what it is |", "|---|---|",
     ]
     lines += [f"| {code(name)} | {text} |" for name, text in ARGUMENTS]
@@ -124,7 +125,7 @@ def markdown(switches, long_options, warnings):
             lines += ["", f"## {group}", "", "| switch | what it does |", "|---|---|"]
         text = row.text
         if row.follows == "sign":
-            text += "" if "default" in text else "; with `-` not"
+            text += "" if "default" in text else f"; `{row.forms[0]}-` turns it off"
         if not row.acts and not group.startswith("Switches of the compiler"):
             text += ": accepted without effect"
         forms = ", ".join(code(form) for form in row.spelled())
@@ -156,8 +157,8 @@ def man_page(switches, long_options, warnings):
         "source by a marker. It takes the whole command line and the configuration file of the family's compiler, and",
         "reports as the compiler does. Without an argument it shows its main switches.",
         ".PP",
-        "A switch begins with", ".B \\-", "or", ".B /", "and stands in front of the first file name; a long one may",
-        "stand anywhere. What a switch sets holds for all files. Of two switches that disagree the later one counts,",
+        "A switch begins with", ".B \\-", "or", ".B /", "and comes before the first file name; a long one may",
+        "come anywhere. What a switch sets holds for all files. Of two switches that disagree the later one counts,",
         "and those of the configuration file come before those of the command line.",
         ".SS Arguments",
     ]
@@ -178,7 +179,7 @@ def man_page(switches, long_options, warnings):
     quiet = sorted({form for row in switches if not row.acts and row.group.startswith("Switches of the compiler")
                     for form in row.forms}, key=lambda form: (form.lower(), form))
     lines += [
-        ".SS Switches of the compiler", "These have no effect here, with all that the compiler allows behind them:",
+        ".SS Switches of the compiler", "These have no effect here, with whatever the compiler allows after them:",
         roff(", ".join(quiet)) + ".",
         ".SH MESSAGES",
         "Messages go to standard output, after the name of the file. With", ".BI \\-w xxx", "and", ".BI \\-w\\- xxx",
@@ -188,6 +189,8 @@ def man_page(switches, long_options, warnings):
         "0; 1 if any file failed or a switch was refused; 255 after a break signal.",
         ".SH ENVIRONMENT", ".TP", ".BR LC_ALL \", \" LC_MESSAGES \", \" LANG",
         "The first of these that is set names the language of the messages.",
+        ".TP", ".B SOURCE_DATE_EPOCH",
+        "Seconds since 1970 began, in universal time, that __DATE__ and __TIME__ show in place of the present time.",
         ".SH FILES", ".TP", ".I vsc32.cfg",
         "Configuration file, in the current directory or, if there is none, in the directory of the program.",
         ".TP", ".I vsp32.DEU", "German texts of all messages, in the directory of the program. Other languages go by",
@@ -285,7 +288,7 @@ _vsp32() {
     mapfile -t names < <(compgen -f -- "$word")
     ;;
   esac
-  # Bash puts the result behind the last place where it takes words apart.
+  # Bash replaces only what follows the last character at which it splits words.
   kept=${word%"${word##*["$COMP_WORDBREAKS"]}"}
   for i in "${!names[@]}"; do COMPREPLY[i]=${names[i]#"$kept"}; done
 }
@@ -340,7 +343,7 @@ def zsh(switches, long_options, warnings):
         # What follows "-w-" is offered as what follows "-w".
         if form in seen or (value == "xxx" and form != "-w"):
             continue
-        # A form that is complete and may also go on stands once, with what may follow as optional.
+        # A form that is complete and may also go on has one row, with what may follow as optional.
         seen.add(form)
         spec = zsh_form(form)
         if form in valued:
@@ -429,7 +432,7 @@ def main():
         found = path.read_text() if path.exists() else ""
         if found != text:
             differs = True
-            print(f"{name} differs from its rows; scripts/make_docs.py writes it anew:")
+            print(f"{name} differs from its rows; scripts/make_docs.py updates it:")
             print("\n".join(list(difflib.unified_diff(found.splitlines(), text.splitlines(), lineterm=""))[:20]))
     sys.exit(1 if differs else 0)
 

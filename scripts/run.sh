@@ -16,7 +16,7 @@ isCurrent() {
       "$build/CMakeCache.txt" -cnewer "$stamp" -print -quit 2>/dev/null) && [ -z "$changed" ]
 }
 
-# The file that the build tool reads stands only when configuring has ended well.
+# The file that the build tool reads exists only after configuring has succeeded.
 isConfigured() {
   [ -f "$build/build.ninja" ] || [ -f "$build/Makefile" ]
 }

@@ -294,6 +294,15 @@ TEST_F(FailNth, LinkedOutput) {
   EXPECT_EQ(0, whole_.status);
 }
 
+// The history of a macro, which is put together in memory of the system and goes to standard error.
+TEST_F(FailNth, Explanation) {
+  file("a.c", "#include \"near.h\"\n#define TWICE(x) x x\nint TWICE(TWICE(1)) near;\n");
+  sweep({"-q", "-Ilib", "--explain=TWICE", "a.c"}, {"write", "malloc"});
+  EXPECT_EQ(1U, outputs_.size());
+  EXPECT_NE("", whole_.err);
+  EXPECT_EQ(0, whole_.status);
+}
+
 // A unit that needs more memory than is kept for the next one.
 TEST_F(FailNth, MuchMemory) {
   std::string text;
@@ -303,6 +312,37 @@ TEST_F(FailNth, MuchMemory) {
   file("b.c", "#if 1 + 1 == 2\nnext\n#endif\n");
   sweep({"-q", "-P-", "a.c", "b.c"}, {"mmap", "mprotect", "munmap", "madvise"});
   EXPECT_EQ(2U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+// The dependencies, in a file that is there already.
+TEST_F(FailNth, Reports) {
+  source("a.c");
+  file("deps", std::string(9000, 'o'));
+  sweep({"-q", "-Ilib", "a.c", "--deps=deps", "--deps-phony"});
+  EXPECT_EQ(2U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+// Units in processes of their own: a call of any of the processes fails.
+TEST_F(FailNth, Jobs) {
+  source("a.c");
+  source("b.c");
+  sweep({"-q", "-Sg", "-Ilib", "--jobs=2", "a.c", "b.c"});
+  EXPECT_EQ(2U, outputs_.size());
+  EXPECT_EQ(0, whole_.status);
+}
+
+// Standard input in place of a file.
+TEST_F(FailNth, StandardInput) {
+  source("a.c");
+  const auto limits = setup_.inChild;
+  setup_.inChild = [this, limits] {
+    limits();
+    dup2(open((work_ / "a.c").c_str(), O_RDONLY), 0);
+  };
+  sweep({"-q", "-Ilib", "--stdin=a.c"}, {"open", "read", "close", "stat", "malloc"});
+  EXPECT_EQ(1U, outputs_.size());
   EXPECT_EQ(0, whole_.status);
 }
 

@@ -6,7 +6,7 @@ below PREFIX, and compares what they print.
   guide_test.py PREFIX --all       compares all
   guide_test.py PREFIX --update    writes what was printed into the guide
 
-In a block of code, a line behind "$ " is a command, with the text of its "<<'END'"; what comes after it is its
+In a block of code, a line that begins with "$ " is a command, with the text of its "<<'END'"; what comes after it is its
 output. There "..." stands for anything within a line, and by itself for any lines. A block below
 "<!-- needs: NAME... -->", and what follows up to the next heading, is left out where a command or file isn't
 there; it may also be "slow".
@@ -68,8 +68,9 @@ def run(commands, prefix):
     """What each command prints, as lines."""
     mark = "=== command %d ==="
     script = ""
+    documents = f"{prefix}/share/doc/vsp32".replace(" ", "\\ ")
     for number, command in enumerate(commands):
-        text = command.text.replace(INSTALLED, f"{prefix}/share/doc/vsp32")
+        text = command.text.replace(INSTALLED, documents)
         # A reader is slower than the clock of the file system.
         if text.startswith("touch "):
             text = f"sleep 0.05; {text}"

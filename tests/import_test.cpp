@@ -268,6 +268,29 @@ TEST_F(Languages, GermanLibrary) {
       runOver(faultySource).out);
 }
 
+// The text is the translator's; code and severity are what tools compare.
+TEST_F(Languages, OtherFormsOfMessages) {
+  library("DEU", readFile(VSP_SOURCE_DIR "/languages/vsp32.DEU"));
+  setup_.arguments = {"-q", "--messages=gnu", "a.c"};
+  EXPECT_EQ(
+      "a.c:\n"
+      "a.c:1: error: Include-Datei 'none.h' kann nicht geöffnet werden [E2209]\n"
+      "a.c:3: warning: Neudefinition von 'A' weicht ab [W8017]\n"
+      "*** 1 Fehler beim Kompilieren ***\n",
+      runOver(faultySource).out);
+  setup_.arguments = {"-q", "--messages=sarif", "a.c"};
+  const std::string log = runOver(faultySource).err;
+  const size_t place = log.find("{\"ruleId\":\"W8017\"");
+  ASSERT_NE(std::string::npos, place) << log;
+  EXPECT_NE(std::string::npos, log.find("\"message\":{\"text\":\"Neudefinition von 'A' weicht ab\"}", place))
+      << log;
+  // A text without its code, one that is nothing else, and none.
+  library("DEU", "224 Datei '%s' fehlt\n540 W8017\n4142 %d\n");
+  setup_.arguments = {"-q", "--messages=gnu", "a.c"};
+  EXPECT_EQ("a.c:\na.c:1: error: Datei 'none.h' fehlt [E2209]\na.c:3: warning: W8017 [W8017]\n1",
+            runOver(faultySource).out);
+}
+
 // The user's own choice comes first, then three letters, then two; a library without texts is none.
 TEST_F(Languages, Order) {
   const std::string rest = " E2209 a.c 1: x\n";

@@ -2,6 +2,8 @@
 // includes and the history of a macro. Other tools judge where that is possible: a schema, Graphviz, the
 // editors. Where one isn't installed, its test says so and is skipped.
 
+#include <sys/resource.h>
+
 #include "check.h"
 #include "paths/make_program.h"
 
@@ -192,8 +194,8 @@ TEST_F(Seeing, Trace) {
 
 TEST_F(Seeing, IncludeGraph) {
   writeProject();
-  file("q\"\xE4.c", "#include \"inc/plain.h\"\n");
-  runWith({"--include-graph=g.dot", "a.c", "b.c", "q*.c"});
+  file("q\"\xE4.c", "#include \"INC/PLAIN.h\"\n");
+  runWith({"--include-graph=g.dot", "a.c", "b.c", "q*.c", "inc/plain.h"});
   EXPECT_EQ(
       "strict digraph includes {\n"
       "  rankdir=LR;\n"
@@ -201,7 +203,7 @@ TEST_F(Seeing, IncludeGraph) {
       "  \"a.c\" [label=\"a.c\\n66 bytes, 5 lines\", shape=box, style=bold];\n"
       "  \"b.c\" [label=\"b.c\\n63 bytes, 4 lines\", shape=box, style=bold];\n"
       "  \"inc/h.h\" [label=\"inc/h.h\\n71 bytes, 5 lines\", peripheries=2];\n"
-      "  \"inc/plain.h\" [label=\"inc/plain.h\\n12 bytes, 1 line\"];\n"
+      "  \"inc/plain.h\" [label=\"inc/plain.h\\n12 bytes, 1 line\", shape=box, style=bold];\n"
       "  \"q\\\"\xC3\xA4.c\" [label=\"q\\\"\xC3\xA4.c\\n23 bytes, 1 line\", shape=box, style=bold];\n"
       "  \"a.c\" -> \"inc/h.h\";\n"
       "  \"b.c\" -> \"inc/h.h\" [label=\"read 2, skipped 1\"];\n"
@@ -258,6 +260,29 @@ TEST_F(Seeing, ReportsThatFail) {
     EXPECT_EQ("Fatal F1002: Unable to create output file 'b.c'\n", with("b.c")) << option;
     EXPECT_EQ(before, text("b.c")) << option;
   }
+}
+
+// Streams that take nothing: the status tells, and the other stream as far as it can.
+TEST_F(Seeing, FullStreams) {
+  const auto toFull = [](int stream) {
+    return [stream] {
+      const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+      dup2(full, stream);
+    };
+  };
+  writeProject();
+  setup_.inChild = toFull(1);
+  RunResult result = runWith({"--messages=gnu", "b.c"});
+  EXPECT_EQ("vsp32: error: Error writing output file [F1013]\n", result.err);
+  EXPECT_EQ(1, result.status);
+  setup_.inChild = toFull(2);
+  result = runWith({"--messages=sarif", "b.c"});
+  EXPECT_EQ("Error F1013: Error writing output file\n", messagesOf(result.out));
+  EXPECT_EQ(1, result.status);
+  result = runWith({"--explain=H_H", "b.c"});
+  EXPECT_EQ("Error F1013 inc/h.h 1: Error writing output file\n", messagesOf(result.out));
+  EXPECT_EQ(1, result.status);
+  EXPECT_EQ(std::vector<std::string>(), outputsIn(scratch_.path()));
 }
 
 // --- The history of a macro ---
@@ -338,6 +363,12 @@ TEST_F(Explain, Uses) {
       "  a.c:9: B(x) defined as -x NEG-NEG+x\n"
       "  a.c:10: B(-1) expands to --1 -1- -1+-1 (from a.c:9)\n",
       uses("B", "#define B(x) -x NEG-NEG+x\nB(-1)"));
+  // What a trial meets is told when the call itself meets it.
+  EXPECT_EQ(
+      "  a.c:9: Q defined as defined Q\n"
+      "  a.c:10: Q expands to 0 (from a.c:9), in a directive\n"
+      "  a.c:10: defined Q: not defined\n",
+      uses("Q", "#define Q defined Q\n#line Q"));
   // Text of a directive is copied, backslashes too.
   EXPECT_EQ("  a.c:10: P expands to <no\\file.h> (from a.c:9), in a directive\n",
             uses("P", "#define P <no\\file.h>\n#include P").substr(34));
@@ -355,6 +386,77 @@ TEST_F(Explain, AfterAFatalError) {
       "b.c: the macro A\n  b.c:1: A defined as 2\n  b.c:2: A expands to 2 (from b.c:1)\n",
       result.err);
   EXPECT_EQ(1, result.status);
+}
+
+// The explanation of a use is the very text of the output.
+TEST_F(Explain, TextIsThatOfTheOutput) {
+  const std::string definitions =
+      "#define A -1\n#define B A-A -A\n#define C(p) -p+p A##p #p p 'x' L\"w\" 1.5 x/**/y\n"
+      "#define D(p,q) p##q<q>p&&C(p) p q.q ->1\n#define E\n#define G() C(E)E\n#define H C\n";
+  for (const std::string use : {"A", "B", "C(1)", "C(A)", "D(a,1)", "D(B,-)", "D(,)", "G()", "E", "H",
+                                "C(D(C(2),B))", "D(\"a\\\\\\\"\", 'c')"}) {
+    file("a.c", definitions + "; " + use + ";\n");
+    const std::string name = use.substr(0, 1);
+    const RunResult result = runWith({"-P-", "-Sk", "--explain=" + name, "a.c"});
+    std::string output = text("a.i");
+    output = output.substr(output.find(';') + 1, output.rfind(';') - output.find(';') - 1);
+    const std::vector<std::string> lines = splitLines(result.err);
+    std::string told = lines.empty() ? "" : lines.back();
+    told = told.substr(0, told.rfind(" (from a.c:"));
+    const std::string head = " expands to ";
+    told.erase(0, told.find(head) + head.size());
+    // A run of blanks is one, and none stands at the ends.
+    const auto isPair = [](char a, char b) { return a == ' ' && b == ' '; };
+    output.erase(std::unique(output.begin(), output.end(), isPair), output.end());
+    output.erase(0, output.find_first_not_of(' '));
+    output.erase(output.find_last_not_of(' ') + 1);
+    EXPECT_EQ(output.empty() ? "nothing" : output, told) << use << "\n" << result.err;
+  }
+}
+
+// What a trial of the call could leave behind.
+TEST_F(Explain, ChangesNothingInCorners) {
+  file("a.c",
+       "#define X(p) y p\n#define N F(F(F(F(1))))\n#define F(p) X(p)\n"
+       // A prefix that waits for the next number, and a text that a comment leaves unfinished.
+       "#if L'a'\n#endif\nX(7) 5\nOPEN b\n*/ c\nd\n"
+       // A line end in an argument, after which a directive stands.
+       "#if 1\nTAKEN\n#else\n#endif\n"
+       // A call that goes on after the end of its text, and one that ends with the file.
+       "CALL (1) e\nF(\n#line 7 \"n\"\nX(2\n)\n) f\nX(3\n");
+  for (const char* const name : {"X", "N", "F", "OPEN", "TAKEN", "CALL"}) {
+    for (const char* const form : {"-P", "-P-", "-Sr", "-Sd", "-Sc", "-A", "--line-markers=gnu", "-ocon"}) {
+      std::vector<std::string> arguments = {
+          "-DOPEN=a/*", "-DTAKEN=F(\x81\n#endif\n)", "-DCALL=F", "-CP932", "-Sk", form, "a.c"};
+      const std::string printed = runWith(arguments).out;
+      const std::string output = text("a.i");
+      arguments.push_back(std::string("--explain=") + name);
+      const RunResult result = runWith(arguments);
+      EXPECT_EQ(printed, result.out) << name << " " << form;
+      EXPECT_EQ(output, text("a.i")) << name << " " << form;
+      EXPECT_NE(std::string::npos, result.err.find(" defined as ")) << result.err;
+    }
+  }
+}
+
+// A trial that overflows the stack ends as the call itself would, and the next unit is whole.
+TEST_F(Explain, AfterATrialThatFails) {
+  std::string deep;
+  for (int i = 0; i < 4000; i++) deep += "F(";
+  file("a.c", "#define F(p) p\n#define DEEP " + deep + std::string(4000, ')') +
+                  "\n#define E 1\n#define E 2\nDEEP\n");
+  file("b.c", "#define E 1\n#define E 2\n#define DEEP 3\nDEEP\n");
+  setup_.inChild = [] {
+    const rlimit small = {256 * 1024, 256 * 1024};
+    setrlimit(RLIMIT_STACK, &small);
+  };
+  const std::string expected = runWith({"-P-", "a.c", "b.c"}).out;
+  const std::string output = text("b.i");
+  EXPECT_NE(std::string::npos, expected.find("Fatal F1008 a.c 5: Out of memory\n")) << expected;
+  const RunResult result = runWith({"-P-", "--explain=DEEP", "a.c", "b.c"});
+  EXPECT_EQ(expected, result.out);
+  EXPECT_EQ(output, text("b.i"));
+  EXPECT_TRUE(result.err.ends_with("  b.c:4: DEEP expands to 3 (from b.c:3)\n")) << result.err;
 }
 
 // Outputs and messages of random programs stay the same, whatever is explained.

@@ -36,7 +36,7 @@ struct PendingUnit {
 };
 constexpr size_t noOutput = SIZE_MAX;
 
-constexpr uint32_t batchLimit = 16;
+constexpr uint32_t batchLimit = 32;
 
 // The units of one process.
 struct Batch {
@@ -85,10 +85,7 @@ static Batch& gathered() {
 void resetJobs(UnitRoutine routine) {
   unitRoutine = routine;
   firstPending = pendingCount = 0;
-  for (Batch& batch : batches) {
-    batch.count = 0;
-    emptyBuffer(batch.names);
-  }
+  gathered().count = 0;
   jobCount = 1;
   runningCount = 0;
   anyFailed = false;
@@ -117,9 +114,7 @@ struct ResultHead {
   uint64_t length;  // of all that belongs to the unit, the head included
   uint64_t outEnd;  // where its text ends in what the process has printed, and in its error stream
   uint64_t errEnd;
-  uint32_t errors;
-  uint32_t messages;
-  bool fatal;
+  bool fatal;  // it has made reporting silent, and it stays so until the next unit
   bool succeeded;
 };
 
@@ -154,7 +149,7 @@ constexpr int lostStatus = 2;  // of a process that could not tell what it has d
 
 // Tells the first process how a unit has ended.
 static void sendResult(bool succeeded) {
-  ResultHead head = {0, 0, 0, errorCount, messageCount, fatalSeen, succeeded};
+  ResultHead head = {0, 0, 0, fatalSeen, succeeded};
   (void)flushConsole();
   resultText.length = 0;
   findPrintedLength(head.outEnd, head.errEnd);
@@ -180,8 +175,6 @@ static void takeResult(const ResultHead& head, std::string_view text) {
     text.remove_prefix(size_t(part.length));
   }
   for (FileIdentity file; takeRecord(text, file);) noteRead(file);
-  errorCount = head.errors;
-  messageCount = head.messages;
   fatalSeen = head.fatal;
   if (!head.succeeded) anyFailed = true;
 }
@@ -257,8 +250,17 @@ static void waitForProcess() {
   }
 }
 
-// The process of a batch has ended in the midst of this unit.
-static void reportBroken(const char* path, int status) {
+// Reports what has become of a unit's process.
+static void reportBroken(const char* path, const char* what) {
+  anyFailed = true;
+  resetCounters();
+  currentFileName = path;
+  reportFatal(msgInternalError, what);
+  currentFileName = nullptr;
+}
+
+// The process of a batch has ended in the midst of this unit, or can't tell what it has done.
+static void reportEnd(const char* path, int status) {
   constexpr int filterStatus = 1;  // a fault, which has been reported
   anyFailed = true;
   if (status == filterStatus) return;
@@ -269,29 +271,27 @@ static void reportBroken(const char* path, int status) {
   char* end = std::to_chars(text + length, text + sizeof text - 2, status < 0 ? -status : status).ptr;
   *end++ = ')';
   *end = 0;
-  resetCounters();
-  currentFileName = path;
-  reportFatal(msgInternalError, text);
-  currentFileName = nullptr;
+  reportBroken(path, text);
 }
 
 // Prints what the process of a batch has told. Gives how many units are done with: fewer than there are if
 // one of them has broken it.
 static uint32_t printBatch(Batch& batch) {
   emptyBuffer(resultText);
-  if (!readJobResult(batch.job, resultText)) anyFailed = true;
+  (void)readJobResult(batch.job, resultText);
   std::string_view text(resultText.data, resultText.length);
   uint32_t done = 0;
   for (ResultHead head; done != batch.count && takeRecord(text, head); ++done) {
     const size_t rest = size_t(head.length) - sizeof head;
     if (head.length < sizeof head || rest > text.size()) break;
-    if (!printJob(batch.job, head.outEnd, head.errEnd)) anyFailed = true;
+    if (!printJob(batch.job, head.outEnd, head.errEnd))
+      reportBroken(batch.pathOf(done), "(its messages are lost)");
     takeResult(head, text.substr(0, rest));
     text.remove_prefix(rest);
   }
   if (done == batch.count) return done;
-  if (!printJob(batch.job, UINT64_MAX, UINT64_MAX)) anyFailed = true;
-  reportBroken(batch.pathOf(done), batch.status);
+  (void)printJob(batch.job, UINT64_MAX, UINT64_MAX);
+  reportEnd(batch.pathOf(done), batch.status);
   return done + 1;
 }
 
@@ -351,17 +351,13 @@ bool finishJobs() {
   return !anyFailed;
 }
 
-// True if a process that has been started writes the file that this unit writes, or one of its source's name.
-static bool mustWait(const char* path, const char* outputName) {
-  const char* const name = path + splitPath(path).nameStart;
+// True if a process that has been started writes the file of this name.
+static bool isBeingWritten(const char* outputName) {
+  if (outputName == nullptr) return false;
   for (uint32_t i = 0; i < pendingCount; ++i) {
     const Batch& batch = batchAt(i);
-    for (uint32_t j = 0; j < batch.count; ++j) {
-      const char* const other = batch.outputOf(j);
-      if (other == nullptr) continue;
-      if (outputName != nullptr && sameFileName(other, outputName)) return true;
-      if (sameFileName(other + splitPath(other).nameStart, name)) return true;
-    }
+    for (uint32_t j = 0; j < batch.count; ++j)
+      if (batch.outputOf(j) != nullptr && sameFileName(batch.outputOf(j), outputName)) return true;
   }
   return false;
 }
@@ -375,11 +371,11 @@ static size_t addName(Batch& batch, const char* name) {
 // Adds a unit to those that are gathered, and starts their process when there are enough.
 static void gatherUnit(uint32_t number, const char* path, bool standardInput) {
   // What has been done says how many there may be: at the end of a short run no process is to be idle.
-  constexpr uint32_t rounds = 8;
+  constexpr uint32_t rounds = 4;
   char* const outputName = plannedOutput(path);
-  if (mustWait(path, outputName)) {
+  if (isBeingWritten(outputName)) {
     startGathered();
-    while (mustWait(path, outputName)) waitForOne();
+    while (isBeingWritten(outputName)) waitForOne();
   }
   Batch& batch = gathered();
   if (batch.count == 0) batch.firstUnit = number;

@@ -17,6 +17,7 @@
 
 static constinit const char* sourcePath = nullptr;
 static constinit bool outputNamed = false;
+static constinit bool onConsole = false;  // the output is the console
 
 // The names that mean the console.
 static bool isConsoleOutput(const char* name) {
@@ -35,7 +36,8 @@ static int createOutput(const char* name) {
 
 // Opens the sink. False if the file cannot be created.
 static bool openOutput(const char* name) {
-  if (isConsoleOutput(name)) {
+  onConsole = isConsoleOutput(name);
+  if (onConsole) {
     openOutputConsole();
     return true;
   }
@@ -68,8 +70,11 @@ static char* outputNameOf(const char* path) {
 }
 
 const char* unitOutputName() {
-  const char* const name = outputNameOf(sourcePath);
-  return isConsoleOutput(name) ? defaultOutputName(sourcePath) : name;
+  static constinit char hostName[hostPathSize] = {};
+  if (!onConsole) return createdHostName();
+  const char* const name = defaultOutputName(sourcePath);
+  if (!spellForHost(name, hostName)) reportFatal(msgCannotOpenInput, name);
+  return hostName;
 }
 
 char* plannedOutput(const char* path) {

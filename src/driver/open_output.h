@@ -13,7 +13,8 @@ void prepareOutput(const char* sourcePath);
 void ensureOutputOpen();
 
 // The name of the unit's output file, or the one that it would have if the console
-// were not its output. Valid until the end of the unit.
+// were not its output, as other programs of the host write it; once the output has
+// been opened. A host that can't tell ends the unit.
 const char* unitOutputName();
 
 // The name of the output file that a unit of this source would have, in a block of

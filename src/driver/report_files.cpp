@@ -60,8 +60,10 @@ void startReports() {
 }
 
 void reportUnit(bool failed) {
-  if (longOptions.depsFile != nullptr && !failed)
-    appendDeps(depsText, unitOutputName(), {longOptions.depsTarget, longOptions.depsPhony});
+  if (longOptions.depsFile != nullptr && !failed) {
+    const char* const target = longOptions.depsTarget != nullptr ? longOptions.depsTarget : unitOutputName();
+    appendDeps(depsText, target, longOptions.depsPhony);
+  }
   if (longOptions.traceFile != nullptr) appendUnitTrace(traceEvents, failed);
   if (longOptions.includeGraphFile != nullptr) appendUnitGraph(graphParts);
 }

@@ -241,7 +241,9 @@ static void enterFile(FileFrame* frame, const char* name) {
   currentFileName = frame->openName;
   currentLine = 0;
   input.currentFileFrame = frame;
-  if (writesGnuMarkers()) frame->savedGnuFile = enterGnuFile(frame->openName, searchesAngled);
+  if (writesGnuMarkers())
+    frame->savedGnuFile =
+        enterGnuFile(frame->openName, frame->standardInput ? name : openedHostName(), searchesAngled);
   ++input.includeDepth;
 }
 

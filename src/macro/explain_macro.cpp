@@ -12,7 +12,6 @@
 #include <new>
 
 #include "diag/report.h"
-#include "input/guard.h"
 #include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "macro/define.h"
@@ -99,7 +98,6 @@ static void addArgument(TextBuffer& text, const ArgumentNode* argument) {
 // All that reading a macro's text may change.
 struct SetAside {
   InputState input;
-  GuardState guards;
   ScannerState scanner;
   TokenState tokenState;
   TokenText tokenText;
@@ -111,7 +109,7 @@ struct SetAside {
 static constinit SetAside aside{};
 
 static void beginTrial() {
-  aside = {input, guards, scanner, tokenState, tokenText, output, currentLine, messageLine, totalLines};
+  aside = {input, scanner, tokenState, tokenText, output, currentLine, messageLine, totalLines};
   setMarkersAside();
   tryingCall = true;
   messagesMuted = true;
@@ -134,7 +132,6 @@ void endTrial() {
   MacroFrame* const freeFrames = input.freeMacroFrames;
   input = aside.input;
   input.freeMacroFrames = freeFrames;
-  guards = aside.guards;
   scanner = aside.scanner;
   tokenState = aside.tokenState;
   tokenText = aside.tokenText;
@@ -223,7 +220,7 @@ static void addToken(TextBuffer& text, TokenCode code) {
   if (code == tokAsm) addAsm(text);
 }
 
-// Appends the text as the output gets it, with the same blanks.
+// Appends the text as the output gets it; a run of blanks is one.
 static void tokenTrial(TextBuffer& result) {
   scanner.activeClass = &tokenClass;
   scanner.lineMode = false;

@@ -13,7 +13,6 @@
 #include "options/option_image.h"
 #include "output/advance_line.h"
 #include "output/output.h"
-#include "platform/files.h"
 
 constinit bool lineStart = true;
 
@@ -128,11 +127,9 @@ static void emitLineDirective() {
 
 // --- The form of other tools ---
 
-GnuFile enterGnuFile(const char* openName, bool system) {
-  char hostName[hostPathSize];
-  const bool spelled = spellForHost(openName, hostName);
+GnuFile enterGnuFile(const char* openName, const char* hostName, bool system) {
   const GnuFile includer = gnu.file;
-  gnu.file = {openName, spelled ? memCopy(hostName, std::strlen(hostName)) : openName, system, 0};
+  gnu.file = {openName, memCopy(hostName, std::strlen(hostName)), system, 0};
   // The source file itself is not included.
   gnu.change = gnu.fileName == nullptr ? 0 : '1';
   return includer;
@@ -172,7 +169,7 @@ static void emitLineEnd() {
 }
 
 // Ends the line, and tells where the next one stands if that is not just the line after it.
-static void syncGnuLine() {
+VSP_COLD static void syncGnuLine() {
   const int32_t line = int32_t(uint32_t(currentLine) + uint32_t(gnu.file.joinedLines));
   const bool follows = gnu.change == 0 && gnu.fileName == currentFileName && line == gnu.line + 1;
   gnu.line = line;
@@ -206,12 +203,14 @@ void syncLine() {
     output.pendingBlanks = 0;
     return;
   }
-  if (writesGnuMarkers()) {
+  // In the form of other tools no marker is kept that could be carried on.
+  const bool carried = fastPaths && optionImage.lineInfo && !first && carryMarker();
+  if (!carried && writesGnuMarkers()) {
     syncGnuLine();
     return;
   }
   if (optionImage.lineInfo) {
-    if (fastPaths && ((!first && carryMarker()) || buildMarker())) {
+    if (carried || (fastPaths && buildMarker())) {
       const uint32_t skip = first ? 2 : 0;
       emitRun(lineMarker.text + skip, lineMarker.length - skip);
     } else {

@@ -52,7 +52,7 @@ struct GnuFile {
 };
 
 // The file `openName` begins, which lasts as long as the unit; gives the includer's state.
-GnuFile enterGnuFile(const char* openName, bool system);
+GnuFile enterGnuFile(const char* openName, const char* hostName, bool system);
 
 // An includer goes on.
 void reenterGnuFile(const GnuFile& file);

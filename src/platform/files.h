@@ -21,6 +21,10 @@ enum OpenFailure : int {
 // Opens `path` for reading. Returns a handle (0 or more) or an OpenFailure.
 int openForReading(const char* path);
 
+// The name of the host that the file opened last by openForReading has, with '/' between its components.
+// Valid until the next one is opened.
+const char* openedHostName();
+
 // A handle of its own for the rest of standard input, or an OpenFailure.
 int openStandardInput();
 
@@ -34,7 +38,7 @@ constexpr size_t hostPathSize = 4096;
 
 // Puts the name under which other programs of the host find the file `path` into `name`, of hostPathSize
 // bytes, with '/' between its components. One that isn't there keeps its own spelling. False if it is too
-// long.
+// long, or if the host failed to find out.
 bool spellForHost(const char* path, char* name);
 
 // Forgets the listings of directories, which are kept to find names in another

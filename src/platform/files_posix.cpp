@@ -63,10 +63,13 @@ int openHost(const char* name, int flags) {
   }
 }
 
+static constinit char openedName[hostNameSize] = {};
+
 // Opens `path` for reading with more flags of open(), and says in `status` what it
-// is; `resolve` finds another spelling. Returns a handle or an OpenFailure.
-static int openPath(const char* path, int flags, ResolveOutcome (*resolve)(char* name), struct stat& status) {
-  char name[hostNameSize];
+// is; `resolve` finds another spelling, `name` is room for its name of the host. Returns a handle or an
+// OpenFailure.
+static int openPath(const char* path, int flags, ResolveOutcome (*resolve)(char* name), struct stat& status,
+                    char* name) {
   if (!spellHostName(path, name) || isKnownMissing(name)) return openFailed;
   int handle = openHost(name, O_RDONLY | flags);
   if (handle < 0) {
@@ -91,9 +94,13 @@ static int openPath(const char* path, int flags, ResolveOutcome (*resolve)(char*
 
 int openForReading(const char* path) {
   struct stat status;
-  const int handle = openPath(path, 0, resolveHostName, status);
+  const int handle = openPath(path, 0, resolveHostName, status, openedName);
   if (handle >= 0 && S_ISREG(status.st_mode)) noteRead(identityOf(status));
   return handle;
+}
+
+const char* openedHostName() {
+  return openedName;
 }
 
 int openStandardInput() {
@@ -118,8 +125,9 @@ static bool isNamelessPipe(int handle) {
 
 int openSettings(const char* path) {
   struct stat status;
+  char name[hostNameSize];
   // So that the open of a named pipe comes back.
-  const int handle = openPath(path, O_NONBLOCK, resolveHostNameOnce, status);
+  const int handle = openPath(path, O_NONBLOCK, resolveHostNameOnce, status, name);
   if (handle < 0) return handle;
   if (S_ISREG(status.st_mode)) {
     noteReadForRun(identityOf(status));
@@ -188,10 +196,13 @@ bool spellForHost(const char* path, char* name) {
   if (!spellHostName(path, spelled)) return false;
   struct stat status;
   std::strcpy(name, spelled);
-  if (findHostStatus(name, status) == resolveFound) return true;
+  ResolveOutcome outcome = findHostStatus(name, status);
+  if (outcome == resolveFound || outcome == resolveDenied) return true;
   std::strcpy(name, spelled);
-  if (resolveHostDirectories(name) != resolveFound) std::strcpy(name, spelled);
-  return true;
+  if (outcome == resolveMissing) outcome = resolveHostDirectories(name);
+  if (outcome == resolveFound) return true;
+  std::strcpy(name, spelled);
+  return outcome == resolveMissing || outcome == resolveDenied;
 }
 
 bool slashBeginsPaths() {

@@ -9,6 +9,8 @@
 
 #include <windows.h>
 
+#include <cstring>
+
 #include "platform/paths.h"
 #include "platform/system_win32.h"
 
@@ -128,11 +130,20 @@ static int openPath(const char* path, FileIdentity& identity) {
   return entry;
 }
 
+// The last file opened, as it was spelled.
+static constinit char openedName[MAX_PATH] = {};
+
 int openForReading(const char* path) {
   FileIdentity identity = noFile;
   const int handle = openPath(path, identity);
   if (handle >= 0 && !(identity == noFile)) noteRead(identity);
+  if (handle >= 0) std::strncpy(openedName, path, sizeof openedName - 1);
   return handle;
+}
+
+const char* openedHostName() {
+  static constinit char spelled[hostPathSize] = {};
+  return spellForHost(openedName, spelled) ? spelled : openedName;
 }
 
 int openStandardInput() {

@@ -48,7 +48,8 @@ bool sendJobResult(const Job& job, const TextBuffer& result);
 // status, or less than 0 the number of the signal that ended it.
 intptr_t waitForJob(int& status);
 
-// Prints what the job has printed up to the two lengths. False if a part is lost.
+// Prints what the job has printed up to the two lengths. False if a part can't be read; what the console
+// loses is told by flushConsole.
 bool printJob(Job& job, uint64_t outLength, uint64_t errLength);
 
 // Reads what the job has sent into `result`. False if a part is lost.

@@ -144,8 +144,14 @@ static bool readNameless(intptr_t handle, uint64_t& done, uint64_t limit, Take t
   return true;
 }
 
+// A failed write is told at the end of the run, as ever.
+static bool printPart(const char* text, size_t length) {
+  (void)writeConsole(text, length);
+  return true;
+}
+
 bool printJob(Job& job, uint64_t outLength, uint64_t errLength) {
-  const bool printed = readNameless(job.out, job.outDone, outLength, writeConsole);
+  const bool printed = readNameless(job.out, job.outDone, outLength, printPart);
   return (job.err < 0 || readNameless(job.err, job.errDone, errLength, writeErrorStream)) && printed;
 }
 

@@ -194,8 +194,14 @@ static bool readTemporary(intptr_t handle, uint64_t& done, uint64_t limit, Take 
   return true;
 }
 
+// A failed write is told at the end of the run, as ever.
+static bool printPart(const char* text, size_t length) {
+  (void)writeConsole(text, length);
+  return true;
+}
+
 bool printJob(Job& job, uint64_t outLength, uint64_t errLength) {
-  const bool printed = readTemporary(job.out, job.outDone, outLength, writeConsole);
+  const bool printed = readTemporary(job.out, job.outDone, outLength, printPart);
   return (job.err == -1 || readTemporary(job.err, job.errDone, errLength, writeErrorStream)) && printed;
 }
 

@@ -14,6 +14,9 @@
 // the name stays as it is until finishCreatedFile or removeCreatedFile.
 int createFile(const char* path);
 
+// The name of the host that the output made last was asked for by, with '/' between its components.
+const char* createdHostName();
+
 // How finishCreatedFile ended.
 enum FinishResult {
   finishDone,

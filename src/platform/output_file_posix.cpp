@@ -45,6 +45,7 @@ struct CreatedFile {
   FileIdentity former;  // the file that has the name, noFile if there was none
   char name[hostNameSize];
   char temporary[hostNameSize];
+  char asked[hostNameSize];  // what `name` was before links were followed
 };
 static constinit CreatedFile created = {};
 
@@ -195,19 +196,18 @@ static int createThroughLink() {
   const bool exists = stat(created.name, &status) == 0;
   if (!exists && !isMissing(errno)) return -1;
   if (exists && !S_ISREG(status.st_mode)) return createInPlace(0);
-  char link[hostNameSize];
-  std::strcpy(link, created.name);
   const bool followed = followLinks(created.name);
   if (!exists) return followed ? createNew() : -1;
   // The links that the system has for open files may name what isn't there.
   struct stat last;
   const bool same = followed && lstat(created.name, &last) == 0 && identityOf(last) == identityOf(status);
-  if (!same) std::strcpy(created.name, link);
+  if (!same) std::strcpy(created.name, created.asked);
   return createOver(status, same);
 }
 
 // Makes the output created.name.
 static int createSpelled() {
+  std::strcpy(created.asked, created.name);
   struct stat status;
   if (lstat(created.name, &status) != 0) return isMissing(errno) ? createNew() : -1;
   if (S_ISLNK(status.st_mode)) return createThroughLink();
@@ -233,6 +233,10 @@ int createFile(const char* path) {
   const int handle = createAndRemember(path);
   releaseBreaks();
   return handle;
+}
+
+const char* createdHostName() {
+  return created.asked;
 }
 
 // --- The end ---

@@ -152,6 +152,11 @@ int createFile(const char* path) {
   return handle;
 }
 
+const char* createdHostName() {
+  static constinit char spelled[hostPathSize] = {};
+  return spellForHost(created.name, spelled) ? spelled : created.name;
+}
+
 // True if the file that has the name now is one that the unit has read.
 static bool nameWasRead() {
   if (watchedFileWasRead()) return true;

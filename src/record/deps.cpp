@@ -34,23 +34,28 @@ static void closeSet(NameSet& set) {
   emptyBuffer(set.names);
 }
 
+// True if that is the name of a slot in use.
+static bool holdsName(const NameSet& set, uint32_t slot, const char* name) {
+  return set.names.data != nullptr && std::strcmp(set.names.data + slot - 1, name) == 0;
+}
+
 // Adds a name. False if it is there already, or there is no memory.
 static bool addName(NameSet& set, const char* name) {
   uint32_t hash = 2166136261U;
   for (const char* c = name; *c != 0; ++c) hash = (hash ^ Byte(*c)) * 16777619U;
   uint32_t i = (hash ^ hash >> 15) & (set.slotCount - 1);
   for (; set.slots[i] != 0; i = (i + 1) & (set.slotCount - 1))
-    if (std::strcmp(set.names.data + set.slots[i] - 1, name) == 0) return false;
+    if (holdsName(set, set.slots[i], name)) return false;
   const uint32_t offset = uint32_t(set.names.length);
   if (!appendBytes(set.names, name, std::strlen(name) + 1)) return false;
   set.slots[i] = offset + 1;
   return true;
 }
 
-// Drops what means "this directory" from a name of the host.
-static void dropDotSteps(char* name) {
+// Copies a name of the host without what means "this directory" in it.
+static void copyWithoutDots(const char* from, char* name) {
   char* to = name;
-  for (const char* from = name; *from != 0;) {
+  while (*from != 0) {
     const bool atStart = to == name || to[-1] == '/';
     if (atStart && from[0] == '.' && from[1] == '/') {
       from += 2;
@@ -86,27 +91,19 @@ static void appendEscaped(TextBuffer& report, const char* name) {
   }
 }
 
-// Puts the host's spelling of each file that was read into `hostNames`, the source first.
-static void collectFiles(NameSet& spelled, NameSet& hostNames) {
+// Puts the name of each file that was read into `files`, the source first.
+static void collectFiles(NameSet& files) {
   const FileEvents events = fileEvents();
   for (size_t i = 0; i < events.count; ++i) {
     const FileEvent& event = events.items[i];
     if (event.kind == fileLeft || event.kind == fileSkipped || event.standardInput) continue;
-    const char* const name = nameOfEvent(event);
-    char hostName[hostPathSize];
-    if (!addName(spelled, name) || !spellForHost(name, hostName)) continue;
-    dropDotSteps(hostName);
-    addName(hostNames, hostName);
+    char name[hostPathSize];
+    copyWithoutDots(hostNameOfEvent(event), name);
+    addName(files, name);
   }
 }
 
-static void appendRules(TextBuffer& report, const NameSet& files, const char* output, const DepsForm& form) {
-  char hostName[hostPathSize];
-  const char* target = form.target;
-  if (target == nullptr) {
-    target = spellForHost(output, hostName) ? hostName : output;
-    if (target == hostName) dropDotSteps(hostName);
-  }
+static void appendRules(TextBuffer& report, const NameSet& files, const char* target, bool phony) {
   appendEscaped(report, target);
   appendText(report, ":");
   const char* const end = files.names.data + files.names.length;
@@ -115,7 +112,7 @@ static void appendRules(TextBuffer& report, const NameSet& files, const char* ou
     appendEscaped(report, name);
   }
   appendText(report, "\n");
-  if (!form.phony || files.names.length == 0) return;
+  if (!phony || files.names.length == 0) return;
   const bool sourceFirst = !fileEvents().items[0].standardInput;
   const char* name = files.names.data + (sourceFirst ? std::strlen(files.names.data) + 1 : 0);
   for (; name != end; name += std::strlen(name) + 1) {
@@ -124,18 +121,13 @@ static void appendRules(TextBuffer& report, const NameSet& files, const char* ou
   }
 }
 
-void appendDeps(TextBuffer& report, const char* output, const DepsForm& form) {
-  NameSet spelled;
-  NameSet hostNames;
-  const size_t limit = fileEvents().count;
-  const bool opened = openSet(spelled, limit);
-  if (openSet(hostNames, limit) && opened) {
-    collectFiles(spelled, hostNames);
-    appendRules(report, hostNames, output, form);
+void appendDeps(TextBuffer& report, const char* target, bool phony) {
+  NameSet files;
+  const bool opened = openSet(files, fileEvents().count);
+  if (opened) {
+    collectFiles(files);
+    appendRules(report, files, target, phony);
   }
-  if (!opened || hostNames.slots == nullptr || spelled.names.failed || hostNames.names.failed ||
-      !fileEventsComplete())
-    report.failed = true;
-  closeSet(spelled);
-  closeSet(hostNames);
+  if (!opened || files.names.failed || !fileEventsComplete()) report.failed = true;
+  closeSet(files);
 }

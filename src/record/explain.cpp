@@ -117,7 +117,8 @@ static void keepDefinition(DefinitionOrigin origin, std::string_view parameters,
   } else {
     appendText(macro.place, origin == definedOnCommandLine ? "the command line" : "the program");
   }
-  macro.known = !macro.definition.failed && !macro.place.failed;
+  if (macro.definition.failed || macro.place.failed) reportFatal(msgOutOfMemory);
+  macro.known = true;
 }
 
 void explainDefinition(DefinitionOrigin origin, std::string_view parameters, std::string_view text,

@@ -7,6 +7,7 @@
 
 #include "diag/position.h"
 #include "platform/clock.h"
+#include "platform/files.h"
 #include "platform/text_buffer.h"
 
 constinit bool recording = false;
@@ -45,7 +46,10 @@ static bool addEvent(FileEvent event, const char* name) {
   event.line = currentFileName == nullptr ? 0 : currentLine;
   event.name = names.length;
   event.time = steadyTime();
+  const bool opened = (event.kind == fileEntered && !event.standardInput) || event.kind == fileRead;
+  const char* const hostName = opened ? openedHostName() : name;
   return appendBytes(names, name, std::strlen(name) + 1) &&
+         appendBytes(names, hostName, std::strlen(hostName) + 1) &&
          appendBytes(records, reinterpret_cast<const char*>(&event), sizeof event);
 }
 
@@ -80,6 +84,11 @@ FileEvents fileEvents() {
 
 const char* nameOfEvent(const FileEvent& event) {
   return names.data + event.name;
+}
+
+const char* hostNameOfEvent(const FileEvent& event) {
+  const char* const name = nameOfEvent(event);
+  return name + std::strlen(name) + 1;
 }
 
 bool fileEventsComplete() {

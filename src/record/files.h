@@ -56,10 +56,14 @@ FileEvents fileEvents();
 // The name that belongs to an event; with fileLeft that of the file left.
 const char* nameOfEvent(const FileEvent& event);
 
+// The same as other programs of the host find the file; where none was opened, as nameOfEvent.
+const char* hostNameOfEvent(const FileEvent& event);
+
 // Forgets all events; the start of a unit.
 void beginFileEvents();
 
-// The hooks. Memory that is lacking is noted, and reported by fileEventsComplete.
+// The hooks; a file that is entered or read has just been opened. Memory that is lacking is noted, and
+// reported by fileEventsComplete.
 VSP_COLD void noteFileEvent(FileEventKind kind, const char* name, bool angled = false,
                             bool standardInput = false);
 VSP_COLD void noteFileLeft(const char* name, const FileSize& size, bool guarded);

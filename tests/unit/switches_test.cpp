@@ -60,7 +60,7 @@ bool isRuntime(const std::string& rest) {
   return rest == "R" || rest == "V" || rest == "RV" || rest == "VR";
 }
 
-// Whether `follows` lets `rest` stand after `form`.
+// Whether `follows` allows `rest` after `form`.
 bool allows(const std::string& form, Follows follows, const std::string& rest) {
   const bool digits = !rest.empty() && std::isdigit(static_cast<unsigned char>(rest[0])) != 0;
   const unsigned long value = digits ? std::strtoul(rest.c_str(), nullptr, 10) : 0;
@@ -140,11 +140,11 @@ bool meetsReader(const NamedTables& tables, const std::string& table, const std:
   static const std::set<std::string> idle = {"accept", "acceptOnly", "debugSwitch", "oldObjectSwitch",
                                              "obsoleteSwitch"};
   const uint16_t letter = rest.empty() ? endOfSwitch : static_cast<unsigned char>(rest[0]);
-  const std::string behind = rest.empty() ? "" : rest.substr(1);
+  const std::string after = rest.empty() ? "" : rest.substr(1);
   for (const NamedRow& row : tables.at(table)) {
     if (row.letter != letter && row.letter != anyLetter) continue;
     if (!row.table.empty()) {
-      if (meetsReader(tables, row.table, behind)) return true;
+      if (meetsReader(tables, row.table, after)) return true;
     } else if (!idle.contains(row.handler) && !row.field.starts_with("stored.")) {
       return true;
     }
