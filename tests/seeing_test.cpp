@@ -49,7 +49,7 @@ TEST_F(Messages, GnuForm) {
   writeProject();
   file("inc/deep.h", "#line 0\n#endif\n");
   file("inc/self.h", "#include \"self.h\"\n");
-  file("c.c", "#include \"inc/deep.h\"\n#include \"inc/self.h\"\n");
+  file("c.c", "#include \"INC\\deep.H\"\n#include \"inc/self.h\"\n");
   const RunResult result = runWith({"--messages=gnu", "none.c", "a.c", "c.c"});
   EXPECT_EQ(
       "vsp32: error: Could not find file 'none.c' [E2194]\n"
@@ -113,7 +113,7 @@ TEST_F(Messages, SarifLog) {
       "error E2206 sub/d%20%E4%25%22%C3%A4.c:3 \"Illegal character '\\u0001' (0x1)\"\n"
       "error E2209 sub/d%20%E4%25%22%C3%A4.c \"Unable to open include file "
       "'\\u00ed\\u00a0\\u0080\\\\\\t.h'\"\n"
-      "error E2048 file:///C:/x/y.h:7 \"Unknown preprocessor directive: 'foo'\"\n"
+      "error E2048 file:///x/y.h:7 \"Unknown preprocessor directive: 'foo'\"\n"
       "error E2048 file://host/z.h:8 \"Unknown preprocessor directive: 'foo'\"\n"
       "error E2048 file:///r/z.h:9 \"Unknown preprocessor directive: 'foo'\"\n"
       "error E2194 - \"Could not find file 'none.c'\"\nfailed\n" +
