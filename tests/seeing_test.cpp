@@ -185,7 +185,7 @@ TEST_F(Seeing, Trace) {
       "2     \"inc/./plain.h\" [include] bytes=12 lines=1\n"
       "2     \"inc/plain.h\" [include] bytes=12 lines=1\n"
       "2   \"inc/h.h\" [skipped by its guard] line=2\n"
-      "2   \"INC\\\\H.H\" [include] bytes=71 guarded=True lines=5\n"
+      "2   \"inc/h.h\" [include] bytes=71 guarded=True lines=5\n"
       "3 \"n\\u00e4\\\"\\u0001.c\" [unit] bytes=7 lines=1 messages=0\n",
       python("check_json.py", "trace t.json"));
 }
@@ -312,7 +312,7 @@ TEST_F(Explain, Definitions) {
       "  a.c:14: A(x,y) defined as x ## y #x y\n"
       "  a.c:15: A() defined as 1 (was (x,y) x ## y #x y from a.c:14)\n",
       explain("A",
-              "#ifdef A\n#endif\n#if A + 1 == 0\n#endif\n#include \"h.h\"\n#if !defined(A)\n#endif\n"
+              "#ifdef A\n#endif\n#if A + 1 == 0\n#endif\n#include \"H.H\"\n#if !defined(A)\n#endif\n"
               "#define A 2  + 1\n#define A\n#ifndef A\n#endif\n#undef A\n#undef A\n"
               "#define A(x, y) x##y #x y\n#define A() 1\n"));
   EXPECT_EQ(
