@@ -127,6 +127,7 @@ class FailNth : public testing::Test {
   Files inputs_;                   // all files in front of a run
   Files outputs_;                  // what the undisturbed run adds or changes
   RunResult whole_;                // its result
+  bool manyProcesses_ = false;     // one that can't tell how its unit has ended is an internal error
   std::string otherMessages_;      // standard output, if messages may come out in another language
 };
 
@@ -159,7 +160,8 @@ std::string FailNth::faultOf(const Failure& failure, bool always, const RunResul
   // On the console a message may come after a piece of text.
   const std::string text = result.out + result.err;
   const auto tells = [&text](const char* piece) { return text.find(piece) != std::string::npos; };
-  if (canTell && whole_.status == 0 && result.status == 1 && !tells(failure.code))
+  if (canTell && whole_.status == 0 && result.status == 1 && !tells(failure.code) &&
+      !(manyProcesses_ && tells("F1004")))
     return std::string("no message ") + failure.code;
   if (canTell && result.status == 1 && !tells("Error ") && !tells("Fatal ")) return "no message";
   return "";
@@ -324,11 +326,15 @@ TEST_F(FailNth, Reports) {
   EXPECT_EQ(0, whole_.status);
 }
 
-// Units in processes of their own: a call of any of the processes fails.
+// Units in processes of their own: a call of any of the processes fails. What is lost when a file is closed
+// is left out: the files of the processes are no more than memory.
 TEST_F(FailNth, Jobs) {
   source("a.c");
   source("b.c");
-  sweep({"-q", "-Sg", "-Ilib", "--jobs=2", "a.c", "b.c"});
+  manyProcesses_ = true;
+  sweep({"-q", "-Sg", "-Ilib", "--jobs=2", "a.c", "b.c"},
+        {"open", "read", "write", "stat", "lseek", "rename", "unlink", "mmap", "mprotect", "malloc",
+         "opendir", "readdir", "readlink"});
   EXPECT_EQ(2U, outputs_.size());
   EXPECT_EQ(0, whole_.status);
 }

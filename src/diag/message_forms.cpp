@@ -13,6 +13,7 @@
 #include "diag/messages.h"
 #include "diag/position.h"
 #include "diag/warnings.h"
+#include "platform/files.h"
 
 constinit MessageForm messageForm = familyMessages;
 constinit TextBuffer sarifResults = {};
@@ -33,6 +34,12 @@ static const char* textWithoutCode(const ShownMessage& message) {
   return coded && message.text[code.length()] == ' ' ? message.text + code.length() + 1 : message.text;
 }
 
+// The name of the current file as other programs find it, in `room` or as it stands.
+static const char* fileForTools(const ShownMessage& message, char (&room)[hostPathSize]) {
+  // After an internal error nothing is asked of the host.
+  return message.id != msgInternalError && spellForHost(currentFileName, room) ? room : currentFileName;
+}
+
 // --- The form of other compilers ---
 
 static void send(MessageSink sink, std::string_view text) {
@@ -40,7 +47,8 @@ static void send(MessageSink sink, std::string_view text) {
 }
 
 void writeGnuMessage(const ShownMessage& message, MessageSink sink) {
-  send(sink, currentFileName != nullptr ? currentFileName : "vsp32");
+  char room[hostPathSize];
+  send(sink, currentFileName != nullptr ? fileForTools(message, room) : "vsp32");
   if (currentFileName != nullptr && messageLine != 0) {
     char digits[16];
     send(sink, ":");
@@ -66,9 +74,10 @@ static const char* levelOf(MessageId id) {
   return id >= firstWarningId ? "\"warning\"" : "\"error\"";
 }
 
-static void addLocation() {
+static void addLocation(const ShownMessage& message) {
+  char room[hostPathSize];
   appendText(sarifResults, ",\"locations\":[{\"physicalLocation\":{\"artifactLocation\":{\"uri\":");
-  appendJsonUri(sarifResults, currentFileName);
+  appendJsonUri(sarifResults, fileForTools(message, room));
   appendText(sarifResults, "}");
   if (messageLine > 0) {
     appendText(sarifResults, ",\"region\":{\"startLine\":");
@@ -89,7 +98,7 @@ void addSarifResult(const ShownMessage& message) {
   appendText(sarifResults, ",\"message\":{\"text\":\"");
   formatMessage(textWithoutCode(message), message.arguments, message.argumentCount, addJsonPiece);
   appendText(sarifResults, "\"}");
-  if (currentFileName != nullptr) addLocation();
+  if (currentFileName != nullptr) addLocation(message);
   appendText(sarifResults, "},\n");
 }
 

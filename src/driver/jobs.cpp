@@ -150,7 +150,7 @@ constexpr int lostStatus = 2;  // of a process that could not tell what it has d
 // Tells the first process how a unit has ended.
 static void sendResult(bool succeeded) {
   ResultHead head = {0, 0, 0, fatalSeen, succeeded};
-  (void)flushConsole();
+  if (!flushConsole()) endProcessNow(lostStatus);
   resultText.length = 0;
   findPrintedLength(head.outEnd, head.errEnd);
   appendRecord(resultText, head);

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "diag/fatal.h"
+#include "diag/message_forms.h"
 #include "diag/report.h"
 #include "driver/help.h"
 #include "driver/hints.h"
@@ -237,6 +238,8 @@ static void runArguments(void* argument) {
     printHelp();
     return;
   }
+  // What is wrong with the arguments themselves should have the form that was asked for.
+  if (hasLongFlag("messages=gnu", argv, argc)) messageForm = gnuMessages;
   expandResponseFiles(argv, argc);
   keepArguments(argv, argc);
   takeLongOptions(argv, argc);

@@ -31,6 +31,12 @@ static void add(std::string_view text) {
   appendBytes(line, text.data(), text.length());
 }
 
+// The current file as other programs find it, or as it stands.
+static const char* currentFile() {
+  static constinit char room[hostPathSize] = {};
+  return spellForHost(currentFileName, room) ? room : currentFileName;
+}
+
 // Writes the line. What can't be written ends the unit, as with other reports.
 static void writeLine() {
   add("\n");
@@ -61,7 +67,7 @@ static void beginLine(const char* file, int32_t number) {
 
 // The same for the directive being read.
 static void beginDirectiveLine(const char* word) {
-  beginLine(currentFileName, messageLine);
+  beginLine(currentFile(), messageLine);
   add(word);
   add(macro.name);
 }
@@ -111,7 +117,7 @@ static void keepDefinition(DefinitionOrigin origin, std::string_view parameters,
   if (text.empty()) text = "nothing";
   appendBytes(macro.definition, text.data(), text.length());
   if (origin == definedInSource) {
-    appendText(macro.place, currentFileName);
+    appendText(macro.place, currentFile());
     appendText(macro.place, ":");
     appendNumber(macro.place, messageLine);
   } else {
@@ -170,7 +176,7 @@ void explainOperand() {
 }
 
 void explainSkippedFile(const char* path) {
-  beginLine(currentFileName, currentLine);
+  beginLine(currentFile(), currentLine);
   add(path);
   add(" is not read again: its guard ");
   add(macro.name);
@@ -179,7 +185,7 @@ void explainSkippedFile(const char* path) {
 }
 
 void explainUse(const ExplainedUse& use) {
-  beginLine(currentFileName, use.line);
+  beginLine(currentFile(), use.line);
   add(macro.name);
   add(use.arguments);
   add(use.outcome);

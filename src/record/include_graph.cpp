@@ -56,8 +56,8 @@ void appendUnitGraph(TextBuffer& parts) {
     }
     const size_t start = parts.length;
     appendBytes(parts, reinterpret_cast<const char*>(&head), sizeof head);
-    appendPlainName(parts, nameOfEvent(event));
-    appendPlainName(parts, event.includer == noEvent ? "" : nameOfEvent(files.items[event.includer]));
+    appendPlainName(parts, hostNameOfEvent(event));
+    appendPlainName(parts, event.includer == noEvent ? "" : hostNameOfEvent(files.items[event.includer]));
     if (parts.failed) return;
     head.length = parts.length - start - sizeof head;
     std::memcpy(parts.data + start, &head, sizeof head);

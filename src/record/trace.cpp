@@ -39,7 +39,7 @@ static void appendSizes(TextBuffer& events, const FileEvent& left) {
 }
 
 static void appendSpan(TextBuffer& events, const FileEvent& entered, const FileEvent& left) {
-  beginEvent(events, nameOfEvent(entered), ",\"cat\":\"include\",\"ph\":\"X\"", entered.time);
+  beginEvent(events, hostNameOfEvent(entered), ",\"cat\":\"include\",\"ph\":\"X\"", entered.time);
   appendText(events, ",\"dur\":");
   appendMicroseconds(events, left.time - entered.time);
   appendText(events, ",\"args\":{");
@@ -49,7 +49,7 @@ static void appendSpan(TextBuffer& events, const FileEvent& entered, const FileE
 
 static void appendInstant(TextBuffer& events, const FileEvent& event) {
   const bool skipped = event.kind == fileSkipped;
-  beginEvent(events, nameOfEvent(event),
+  beginEvent(events, hostNameOfEvent(event),
              skipped ? ",\"cat\":\"skipped by its guard\",\"ph\":\"i\",\"s\":\"t\""
                      : ",\"cat\":\"import\",\"ph\":\"i\",\"s\":\"t\"",
              event.time);
@@ -61,7 +61,7 @@ static void appendInstant(TextBuffer& events, const FileEvent& event) {
 // Appends the span of the unit and the name of its thread.
 static void appendUnit(TextBuffer& events, bool failed) {
   const FileEvents files = fileEvents();
-  const char* const name = files.count != 0 ? nameOfEvent(files.items[0]) : currentFileName;
+  const char* const name = files.count != 0 ? hostNameOfEvent(files.items[0]) : currentFileName;
   appendText(events, "{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":");
   appendNumber(events, unitNumber);
   appendText(events, ",\"args\":{\"name\":");

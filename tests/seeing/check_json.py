@@ -1,6 +1,7 @@
 """Checks a report in JSON, and prints what it says in short lines.
 
-    check_json.py sarif FILE SCHEMA     every result, and the rules that they name
+    check_json.py schema FILE SCHEMA    nothing if the file fits; status 77 without the package jsonschema
+    check_json.py sarif FILE            every result, and the rules that they name
     check_json.py trace FILE            the spans of each unit, indented as they nest
 
 Fails at bytes that are no UTF-8, at anything that is no JSON, and where a reader would stumble.
@@ -11,7 +12,7 @@ kind, path = sys.argv[1:3]
 with open(path, "rb") as file:
     document = json.loads(file.read().decode("utf-8"))
 
-if kind == "sarif":
+if kind == "schema":
     try:
         import jsonschema
     except ImportError:
@@ -20,6 +21,8 @@ if kind == "sarif":
         schema = json.load(file)
     jsonschema.Draft7Validator.check_schema(schema)
     jsonschema.validate(document, schema)
+
+if kind == "sarif":
     (run,) = document["runs"]
     rules = run["tool"]["driver"]["rules"]
     assert len({rule["id"] for rule in rules}) == len(rules), "a rule stands twice"
@@ -34,7 +37,7 @@ if kind == "sarif":
                 place += ":%d" % physical["region"]["startLine"]
         print(result["level"], result["ruleId"], place, json.dumps(result["message"]["text"]))
     (invocation,) = run["invocations"]
-    print("succeeded" if invocation["executionSuccessful"] else "failed", len(rules), "rules")
+    print("succeeded" if invocation["executionSuccessful"] else "failed")
     for rule in rules:
         if rule["id"] in ("E2048", "W8017", "W8084"):
             configuration = rule["defaultConfiguration"]

@@ -5,6 +5,7 @@
 
 #include "../check.h"
 #include "diag/fatal.h"
+#include "diag/json_text.h"
 #include "diag/messages.h"
 #include "diag/report.h"
 #include "diag/position.h"
@@ -269,6 +270,42 @@ TEST_F(Report, LimitsStopTheUnit) {
   EXPECT_EQ(output(hidden), "");
   messageLimits.warnings = 0;
   EXPECT_EQ(output(errors), error + error + error + error);
+}
+
+// --- JSON ---
+
+// What one of the routines of json_text appends.
+std::string json(void (*append)(TextBuffer&, const char*), const std::string& text) {
+  TextBuffer buffer = {};
+  append(buffer, text.c_str());
+  const std::string result(buffer.data, buffer.length);
+  emptyBuffer(buffer);
+  return result;
+}
+
+TEST(JsonText, IsValidUtf8) {
+  EXPECT_EQ("\"a\\\"\\\\\\n\\t\\u0001\x7F\"", json(appendJsonString, "a\"\\\n\t\x01\x7F"));
+  // The first and the last character of each length, and what lies just outside.
+  for (const char* const whole : {"\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+                                  "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"})
+    EXPECT_EQ("\"" + std::string(whole) + "\"", json(appendJsonString, whole));
+  for (const char* const broken : {"\x80", "\xC1\x80", "\xE0\x9F\x80", "\xED\xA0\x80", "\xF0\x8F\x80\x80",
+                                   "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xC2", "\xE2\x82", "\xFF"}) {
+    std::string each;
+    for (const char* c = broken; *c != 0; c++) {
+      each += static_cast<char>(0xC0 | Byte(*c) >> 6);
+      each += static_cast<char>(0x80 | (*c & 0x3F));
+    }
+    EXPECT_EQ("\"" + each + "\"", json(appendJsonString, broken)) << each;
+  }
+}
+
+TEST(JsonText, NamesFilesByUris) {
+  EXPECT_EQ("\"a%20b/..%3A%25/%C3%A4-._~%0A\"", json(appendJsonUri, "a b\\..:%/\xC3\xA4-._~\n"));
+  EXPECT_EQ("\"file:///C:/x/y.h\"", json(appendJsonUri, "C:\\x\\y.h"));
+  EXPECT_EQ("\"C%3Ay.h\"", json(appendJsonUri, "C:y.h"));
+  EXPECT_EQ("\"file:///r/y.h\"", json(appendJsonUri, "/r/y.h"));
+  EXPECT_EQ("\"file://host/y.h\"", json(appendJsonUri, "\\\\host\\y.h"));
 }
 
 }  // namespace
