@@ -452,9 +452,11 @@ class Jobs : public Comfort {
 TEST_F(Jobs, NothingDiffersFromOneAfterTheOther) {
   writeUnits(60);
   file("fatal.c", "#include \"fatal.c\"\n");
+  for (const char* const name : {"m1.c", "m2.c"}) file(name, "__MEMWARD__\n");
   const std::vector<Words> lines = {{"-Sg", "u*.c", "nix.c", "u1001.c", "--deps=d"},
                                     {"u1001.c", "fatal.c", "nix.c", "u1002.c"},
                                     {"-ocon", "u101?.c", "u1001.c", "u102*.c"},
+                                    {"u*.c", "m1.c", "-vG", "m2.c", "u1001.c"},
                                     {"-o.stdout", "u1001.c", "u1002.c"},
                                     {"-oone.i", "u1001.c", "u1000.c", "u1002.c", "--deps=d"},
                                     {"-w", "-w!", "-Sk", "u1001.c", "u100*.c", "-vx", "u1002.c"},
