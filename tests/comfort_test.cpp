@@ -185,6 +185,10 @@ TEST_F(Deps, RulesNameEachFileOnceAsTheHostSpellsIt) {
   const std::string files = " \\\n  a.c \\\n  sub/b.h \\\n  in\\ c/c\\ d.h \\\n  x$$y\\#z.h \\\n  ab\\:r.h\n";
   ASSERT_EQ(0, runWith({"--deps=d", "-Iin c", "a.c"}).status);
   EXPECT_EQ("a.i:" + files, text("d"));
+  // A link keeps its name, whatever it leads to.
+  fs::create_symlink("other.x", in("named.x"));
+  runWith({"--deps=d", "-Iin c", "-onamed.x", "a.c"});
+  EXPECT_EQ("named.x:" + files, text("d"));
   // The console has no name; that of the file that would be there stands for it, with its directory as it is.
   fs::create_directory(in("OuT"));
   runWith({"--deps=d", "-Iin c", "-nout", "-ocon", "a.c"});
@@ -268,6 +272,8 @@ TEST_F(Comfort, AUnitFromStandardInput) {
   setup_.inChild = from("text");
   EXPECT_EQ("n.c:\nError E2206 n.c 2: Illegal character '$' (0x24)\n*** 1 errors in Compile ***\n",
             runWith({"--stdin=n.c"}).out);
+  runWith({"-Sk", "--stdin=sub\\n.c", "--line-markers=gnu"});
+  EXPECT_TRUE(text("n.i").starts_with("# 1 \"sub\\\\n.c\"\r\n"));
   // What is read there is no output either.
   file("n.i", "int n;\n");
   setup_.inChild = from("n.i");
