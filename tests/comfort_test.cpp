@@ -157,6 +157,10 @@ TEST_F(Deps, RulesNameEachFileOnceAsTheHostSpellsIt) {
   const std::string files = " \\\n  a.c \\\n  sub/b.h \\\n  in\\ c/c\\ d.h \\\n  x$$y\\#z.h \\\n  ab\\:r.h\n";
   ASSERT_EQ(0, runWith({"--deps=d", "-Iin c", "a.c"}).status);
   EXPECT_EQ("a.i:" + files, text("d"));
+  // A link keeps its name, whatever it leads to.
+  fs::create_symlink("other.x", in("named.x"));
+  runWith({"--deps=d", "-Iin c", "-onamed.x", "a.c"});
+  EXPECT_EQ("named.x:" + files, text("d"));
   // The console has no name; that of the file that would be there stands for it, with its directory as it is.
   fs::create_directory(in("OuT"));
   runWith({"--deps=d", "-Iin c", "-nout", "-ocon", "a.c"});
@@ -240,6 +244,8 @@ TEST_F(Comfort, AUnitFromStandardInput) {
   setup_.inChild = from("text");
   EXPECT_EQ("n.c:\nError E2206 n.c 2: Illegal character '$' (0x24)\n*** 1 errors in Compile ***\n",
             runWith({"--stdin=n.c"}).out);
+  runWith({"-Sk", "--stdin=sub\\n.c", "--line-markers=gnu"});
+  EXPECT_TRUE(text("n.i").starts_with("# 1 \"sub\\\\n.c\"\r\n"));
   // What is read there is no output either.
   file("n.i", "int n;\n");
   setup_.inChild = from("n.i");
@@ -424,9 +430,11 @@ class Jobs : public Comfort {
 TEST_F(Jobs, NothingDiffersFromOneAfterTheOther) {
   writeUnits(60);
   file("fatal.c", "#include \"fatal.c\"\n");
+  for (const char* const name : {"m1.c", "m2.c"}) file(name, "__MEMWARD__\n");
   const std::vector<Words> lines = {{"-Sg", "u*.c", "nix.c", "u1001.c", "--deps=d"},
                                     {"u1001.c", "fatal.c", "nix.c", "u1002.c"},
                                     {"-ocon", "u101?.c", "u1001.c", "u102*.c"},
+                                    {"u*.c", "m1.c", "-vG", "m2.c", "u1001.c"},
                                     {"-o.stdout", "u1001.c", "u1002.c"},
                                     {"-oone.i", "u1001.c", "u1000.c", "u1002.c", "--deps=d"},
                                     {"-w", "-w!", "-Sk", "u1001.c", "u100*.c", "-vx", "u1002.c"},

@@ -85,9 +85,10 @@ TEST_F(Import, TellsPathAndAttributes) {
 // The header is included as if the source had named it; after its guard it isn't opened again, though the
 // component is asked again.
 TEST_F(Import, IncludesTheHeader) {
-  setup_.arguments = {"-q", "a.c"};
+  setup_.arguments = {"-q", "--deps=deps", "a.c"};
   EXPECT_EQ("", messagesFor("one\n#import \"x.tlb\"\ntwo\n#import \"x.tlb\" again\nTYPES three\n"));
   EXPECT_EQ("x.tlb||0\nx.tlb|again |0\n", readFile(work_ / "log"));
+  EXPECT_EQ("a.i: \\\n  a.c \\\n  x.tlb \\\n  types.tlh\n", readFile(work_ / "deps"));
   EXPECT_EQ(
       "/* a.c 1: */one\r\n/* a.c 2: */\r\n"
       "\r\n/* types.tlh 1: */\r\n\r\n/* types.tlh 2: */\r\n/* types.tlh 3: */struct Types;\r\n"

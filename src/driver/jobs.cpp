@@ -86,6 +86,7 @@ void resetJobs(UnitRoutine routine) {
   unitRoutine = routine;
   firstPending = pendingCount = 0;
   gathered().count = 0;
+  emptyBuffer(gathered().names);
   jobCount = 1;
   runningCount = 0;
   anyFailed = false;
@@ -223,6 +224,16 @@ static void runHere(const char* path, bool standardInput) {
   if (!unitRoutine(path, standardInput)) anyFailed = true;
 }
 
+// Runs the units of a batch in this process, all before them being done.
+static void runBatchHere(const Batch& batch) {
+  const uint32_t current = unitNumber;
+  for (uint32_t i = 0; i < batch.count; ++i) {
+    unitNumber = batch.firstUnit + i;
+    runHere(batch.pathOf(i), batch.units[i].standardInput);
+  }
+  unitNumber = current;
+}
+
 // Starts the process of a batch. False if the system has no room for one.
 static bool startBatch(Batch& batch) {
   (void)flushConsole();
@@ -306,10 +317,11 @@ static void collectFirst() {
     batch.firstUnit += done;
     std::memmove(batch.units, batch.units + done, batch.count * sizeof batch.units[0]);
     if (batch.count == 0) break;
-    while (!startBatch(batch)) {
-      // There is room when another has ended; without others there will be none.
-      if (runningCount == 0) failOutOfMemory();
-      waitForProcess();
+    // There is room when another has ended; without others there will be none.
+    while (!startBatch(batch) && runningCount != 0) waitForProcess();
+    if (batch.ended) {
+      runBatchHere(batch);
+      break;
     }
     while (!batch.ended) waitForProcess();
   }
@@ -335,10 +347,7 @@ static void startGathered() {
     ++pendingCount;
   } else {
     while (pendingCount != 0) waitForOne();
-    for (uint32_t i = 0; i < batch.count; ++i) {
-      unitNumber = batch.firstUnit + i;
-      runHere(batch.pathOf(i), batch.units[i].standardInput);
-    }
+    runBatchHere(batch);
     emptyBuffer(batch.names);
   }
   gathered().count = 0;
@@ -379,10 +388,11 @@ static void gatherUnit(uint32_t number, const char* path, bool standardInput) {
   }
   Batch& batch = gathered();
   if (batch.count == 0) batch.firstUnit = number;
-  PendingUnit& unit = batch.units[batch.count++];
+  PendingUnit& unit = batch.units[batch.count];
   unit = {addName(batch, path), noOutput, standardInput};
   if (outputName != nullptr) unit.output = addName(batch, outputName);
   memFree(outputName);
+  ++batch.count;
   const uint32_t wanted = 1 + number / (rounds * uint32_t(jobCount));
   if (batch.count == batchLimit || batch.count >= wanted) startGathered();
 }

@@ -173,9 +173,10 @@ static bool stopsTheRun() {
 // A switch after the first file name: one that begins with 'v' acts on the
 // files that follow, every other is passed over.
 static void applyLateSwitch(const char* argument) {
-  if (argument[1] != 'v' || parseOption(secondLook, argument + 1)) return;
+  if (argument[1] != 'v') return;
+  // The files before it have been read without it.
   finishJobs();
-  refuseOption(textCommandLine, argument);
+  if (!parseOption(secondLook, argument + 1)) refuseOption(textCommandLine, argument);
 }
 
 // How many units the arguments from number `i` on make, as far as that can be told before.

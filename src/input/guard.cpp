@@ -39,7 +39,8 @@ static uint32_t fileNameHash(const char* name) {
 }
 
 static const GuardNode* findGuard(const char* name, uint32_t hash) {
-  for (const GuardNode* node = guards.chains[hash % guardChainCount]; node != nullptr; node = node->next)
+  for (const GuardNode* node = guards.chains->first[hash % guardChainCount]; node != nullptr;
+       node = node->next)
     if (node->hash == hash && sameFileName(node->fileName, name)) return node;
   return nullptr;
 }
@@ -53,16 +54,8 @@ bool guardAllowsSkip(const char* name) {
   return true;
 }
 
-// Chains without a node, as long as the unit lasts.
-static GuardNode** makeChains() {
-  constexpr size_t size = guardChainCount * sizeof(GuardNode*);
-  void* const chains = memAlloc(size);
-  std::memset(chains, 0, size);
-  return static_cast<GuardNode**>(chains);
-}
-
 void addGuard(const char* fileName, const char* macroName) {
-  if (guards.chains == nullptr) guards.chains = makeChains();
+  if (guards.chains == nullptr) guards.chains = new (memAlloc(sizeof(GuardChains))) GuardChains{};
   const uint32_t hash = fileNameHash(fileName);
   if (findGuard(fileName, hash) != nullptr) return;
   const size_t fileLength = std::strlen(fileName);
@@ -74,7 +67,7 @@ void addGuard(const char* fileName, const char* macroName) {
   char* const macro = file + fileLength + 1;
   std::memcpy(file, fileName, fileLength + 1);
   std::memcpy(macro, macroName, macroLength + 1);
-  GuardNode*& chain = guards.chains[hash % guardChainCount];
+  GuardNode*& chain = guards.chains->first[hash % guardChainCount];
   *node = {chain, hash, file, macro};
   chain = node;
 }

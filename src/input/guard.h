@@ -31,6 +31,9 @@ struct HeaderRecord {
 // many directories asks for every candidate.
 struct GuardNode;
 constexpr uint32_t guardChainCount = 256;
+struct GuardChains {
+  GuardNode* first[guardChainCount];
+};
 
 // What is known of the files of a unit.
 struct GuardState {
@@ -41,7 +44,7 @@ struct GuardState {
   IdentEntry* notDefinedEntry;
 
   HeaderRecord* headerList;  // in the order of the first push; the source file comes first
-  GuardNode** chains;        // guardChainCount of them; null while there is no guarded file
+  GuardChains* chains;       // null while there is no guarded file
 };
 
 extern GuardState guards;

@@ -72,9 +72,12 @@ static ResolveOutcome findByAsking(int directory, char* last) {
   const int letters = countLetters(last);
   ResolveOutcome outcome = askFor(directory, last);
   for (unsigned spelling = 0; outcome == resolveMissing && spelling < 1U << letters; ++spelling) {
-    int bit = letters;
-    for (char* text = last; *text != 0; ++text)
-      if (isLetter(*text)) *text = (spelling >> --bit & 1) != 0 ? char(*text | 0x20) : char(*text & ~0x20);
+    unsigned bit = 1U << letters;
+    for (char* text = last; *text != 0; ++text) {
+      if (!isLetter(*text)) continue;
+      bit >>= 1;
+      *text = (spelling & bit) != 0 ? char(*text | 0x20) : char(*text & ~0x20);
+    }
     outcome = askFor(directory, last);
   }
   return outcome;

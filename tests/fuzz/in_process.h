@@ -41,7 +41,8 @@ inline std::vector<std::string> splitParts(const uint8_t* data, size_t size) {
   return parts;
 }
 
-// The words of a line, at most `limit` of them, without any that lead out of the scratch directory.
+// The words of a line, at most `limit` of them, without any that lead out of the scratch directory or
+// out of the process.
 inline std::vector<std::string> splitWords(const std::string& line, size_t limit) {
   std::vector<std::string> words;
   std::string word;
@@ -55,7 +56,9 @@ inline std::vector<std::string> splitWords(const std::string& line, size_t limit
   }
   std::erase_if(words, [](const std::string& one) {
     return one.find("..") != std::string::npos || one.starts_with("-o") || one.starts_with("/") ||
-           one.starts_with("-n") || one.find(':') != std::string::npos;
+           one.starts_with("-n") || one.find(':') != std::string::npos || one.starts_with("--jobs") ||
+           one.starts_with("--stdin") ||
+           (one.starts_with("--") && one.find_first_of("/\\") != std::string::npos);
   });
   return words;
 }
