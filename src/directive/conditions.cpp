@@ -184,8 +184,9 @@ VSP_HOT static void skipPlainLines() {
     lines += passed.lines;
     cursor = passed.end;
   }
-  const bool paired = cursor + 2 < inputLimit && cursor[0] == '\r' && cursor[1] == '\n';
-  if (cursor + 1 < inputLimit && cursor[paired] == '\n' && cursor[paired + 1] == '#') {
+  const bool paired =
+      cursor + 2 < inputLimit && isLineEnd(cursor[0]) && isLineEnd(cursor[1]) && cursor[0] != cursor[1];
+  if (cursor + 1 < inputLimit && isLineEnd(cursor[paired]) && cursor[paired + 1] == '#') {
     cursor += paired + 1;
     ++lines;
   } else {
