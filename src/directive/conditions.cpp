@@ -151,11 +151,11 @@ static const Byte* skippedCommentEnd(const Byte* start, const Byte* cursor, cons
 }
 
 // The start of the line that `cursor` is on, where `start` counts as one. Says
-// whether what stands between may hide a comment: a quote or a line comment.
-static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& mayHide) {
-  mayHide = false;
+// whether a quote stands between.
+static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& quotes) {
+  quotes = false;
   for (; cursor > start && !isLineEnd(cursor[-1]); --cursor)
-    if (cursor[-1] == '"' || cursor[-1] == '\'' || (cursor[-1] == '/' && *cursor == '/')) mayHide = true;
+    if (cursor[-1] == '"' || cursor[-1] == '\'') quotes = true;
   return cursor;
 }
 
@@ -217,9 +217,11 @@ static const Byte* passSkippedStop(Skip& skip, SkippedText& text, const Byte* cu
     return end;
   }
   if (*cursor != '/') return nullptr;
-  bool mayHide;
-  const Byte* const line = lineStartBefore(text.start, cursor, mayHide);
-  return mayHide ? plainLineEnd(line, text.limit) : skippedCommentEnd(line, cursor, text.limit);
+  // A quote matters only where it may make a comment a part of a literal. In a line
+  // comment a block comment that ends on its line does no harm.
+  bool quotes;
+  const Byte* const line = lineStartBefore(text.start, cursor, quotes);
+  return quotes ? plainLineEnd(line, text.limit) : skippedCommentEnd(line, cursor, text.limit);
 }
 
 // Skips whole lines straight from the buffer, as far as they hold nothing unusual and
@@ -248,8 +250,8 @@ VSP_HOT static void skipPlainLines(Skip& skip) {
     cursor += paired + 1;
     ++text.lines;
   } else {
-    bool mayHide;
-    cursor = lineStartBefore(text.settled, cursor, mayHide);
+    bool quotes;
+    cursor = lineStartBefore(text.settled, cursor, quotes);
   }
   inputCursor = cursor;
   advanceLines(text.lines);
