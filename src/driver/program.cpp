@@ -240,7 +240,7 @@ int runProgram(int argc, char** argv) {
     abandonOutput();
     runFailed = true;
   }
-  // The memory goes with the process: to release it before cost 15 us.
+  // The memory goes with the process: two system calls of 8 us each released it before.
   if (!finishConsole()) runFailed = true;
   removeFaultFilters();
   return runFailed ? 1 : 0;
