@@ -8,6 +8,8 @@
 
 #include "directive/conditions.h"
 
+#include <cstring>
+
 #include "diag/position.h"
 #include "diag/report.h"
 #include "directive/directives.h"
@@ -149,51 +151,110 @@ static const Byte* skippedCommentEnd(const Byte* start, const Byte* cursor, cons
 }
 
 // The start of the line that `cursor` is on, where `start` counts as one. Says
-// whether what stands between may hide a comment: a quote or a line comment.
-static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& mayHide) {
-  mayHide = false;
+// whether a quote stands between.
+static const Byte* lineStartBefore(const Byte* start, const Byte* cursor, bool& quotes) {
+  quotes = false;
   for (; cursor > start && !isLineEnd(cursor[-1]); --cursor)
-    if (cursor[-1] == '"' || cursor[-1] == '\'' || (cursor[-1] == '/' && *cursor == '/')) mayHide = true;
+    if (cursor[-1] == '"' || cursor[-1] == '\'') quotes = true;
   return cursor;
 }
 
-// Where skipped text goes on after the stop at `cursor`; null if the line with the
-// stop is a directive, is not plain, or may not be wholly in the buffer. The text
-// begins at `start`.
-static const Byte* passSkippedStop(const Byte* start, const Byte* cursor, const Byte* limit) {
-  if (cursor + 1 >= limit || *cursor == endOfTextByte) return nullptr;
-  if (cursor[1] == '#') return beginsLine(start, cursor + 1) ? nullptr : cursor + 1;
-  if (*cursor != '/') return nullptr;
-  bool mayHide;
-  const Byte* const line = lineStartBefore(start, cursor, mayHide);
-  return mayHide ? plainLineEnd(line, limit) : skippedCommentEnd(line, cursor, limit);
+// True if two bytes at `cursor`, with one after them, are one line end.
+static bool isPairAt(const Byte* cursor, const Byte* limit) {
+  return cursor + 2 < limit && isLineEnd(cursor[0]) && isLineEnd(cursor[1]) && cursor[0] != cursor[1];
 }
 
-// Skips whole lines straight from the buffer, as far as they are no directives
-// and hold nothing unusual. A line that is not plain is left untouched for the
-// ordinary way.
-VSP_HOT static void skipPlainLines() {
-  if (input.top == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments ||
-      input.pendingText != nullptr || *input.cursor == '#')
-    return;
-  const Byte* const start = input.cursor;
-  const Byte* cursor = start;
-  uint32_t lines = 0;
-  for (const Byte* next = start; next != nullptr; next = passSkippedStop(start, cursor, input.limit)) {
-    const PassedText passed = passSkippedText(next, input.limit);
-    lines += passed.lines;
-    cursor = passed.end;
+// What a directive does to the nesting of skipped groups.
+enum SkipEffect { effectNone, effectOpens, effectCloses, effectTurns };
+
+static SkipEffect effectOfName(const Byte* name, size_t length) {
+  const auto is = [=](const char* other) { return std::memcmp(name, other, length) == 0; };
+  switch (length) {
+    case 2: return is("if") ? effectOpens : effectNone;
+    case 4: return is("else") || is("elif") ? effectTurns : effectNone;
+    case 5: return is("ifdef") ? effectOpens : is("endif") ? effectCloses : effectNone;
+    case 6: return is("ifndef") ? effectOpens : effectNone;
+    default: return effectNone;
   }
-  const bool paired = cursor + 2 < input.limit && cursor[0] == '\r' && cursor[1] == '\n';
-  if (cursor + 1 < input.limit && cursor[paired] == '\n' && cursor[paired + 1] == '#') {
+}
+
+// The line end of a directive in skipped text, whose '#' stands before `cursor`; null if
+// it may end the skip, or is not plain. Groups inside are counted.
+static const Byte* passSkippedDirective(Skip& skip, const Byte* cursor, const Byte* limit) {
+  while (*cursor == ' ' || *cursor == '\t') ++cursor;
+  const Byte* const name = cursor;
+  while (isNameByte(*cursor)) ++cursor;
+  if (cursor == name || cursor >= limit || *cursor == '\\') return nullptr;
+  const SkipEffect effect = effectOfName(name, size_t(cursor - name));
+  if (skip.nesting == 0 && (effect == effectCloses || effect == effectTurns)) return nullptr;
+  const Byte* const end = plainLineEnd(cursor, limit);
+  if (end == nullptr) return nullptr;
+  if (effect == effectOpens) ++skip.nesting;
+  if (effect == effectCloses) --skip.nesting;
+  return end;
+}
+
+// Skipped text that is being passed.
+struct SkippedText {
+  const Byte* start;    // counts as the start of a line
+  const Byte* limit;    // of the input
+  const Byte* settled;  // after the last directive, which may not be read again
+  uint32_t lines;       // line ends passed
+};
+
+// Where skipped text goes on after the stop at `cursor`; null if the line with the
+// stop is a directive that may end the skip, is not plain, or may not be wholly in the
+// buffer.
+static const Byte* passSkippedStop(Skip& skip, SkippedText& text, const Byte* cursor) {
+  if (cursor + 1 >= text.limit || *cursor == endOfTextByte) return nullptr;
+  const Byte* const hash = cursor + (isPairAt(cursor, text.limit) ? 2 : 1);
+  if (*hash == '#') {
+    if (!beginsLine(text.start, hash)) return hash;
+    const Byte* const end = passSkippedDirective(skip, hash + 1, text.limit);
+    if (end == nullptr) return nullptr;
+    if (isLineEnd(*cursor)) ++text.lines;
+    text.settled = end;
+    return end;
+  }
+  if (*cursor != '/') return nullptr;
+  // A quote matters only where it may make a comment a part of a literal. In a line
+  // comment a block comment that ends on its line does no harm.
+  bool quotes;
+  const Byte* const line = lineStartBefore(text.start, cursor, quotes);
+  return quotes ? plainLineEnd(line, text.limit) : skippedCommentEnd(line, cursor, text.limit);
+}
+
+// Skips whole lines straight from the buffer, as far as they hold nothing unusual and
+// no directive that may end the skip. A line that is not plain is left untouched for
+// the ordinary way.
+VSP_HOT static void skipPlainLines(Skip& skip) {
+  if (input.top == nullptr || anyLeadBytes || keepComments() || optionImage.nestedComments ||
+      input.pendingText != nullptr)
+    return;
+  const Byte* cursor = input.cursor;
+  SkippedText text{cursor, input.limit, cursor, 0};
+  const Byte* next = cursor;
+  if (*cursor == '#') {
+    next = passSkippedDirective(skip, cursor + 1, text.limit);
+    if (next == nullptr) return;
+    text.settled = next;
+  }
+  while (next != nullptr) {
+    const PassedText passed = passSkippedText(next, text.limit);
+    text.lines += passed.lines;
+    cursor = passed.end;
+    next = passSkippedStop(skip, text, cursor);
+  }
+  const bool paired = isPairAt(cursor, text.limit);
+  if (cursor + 1 < text.limit && isLineEnd(cursor[paired]) && cursor[paired + 1] == '#') {
     cursor += paired + 1;
-    ++lines;
+    ++text.lines;
   } else {
-    bool mayHide;
-    cursor = lineStartBefore(start, cursor, mayHide);
+    bool quotes;
+    cursor = lineStartBefore(text.settled, cursor, quotes);
   }
   input.cursor = cursor;
-  advanceLines(lines);
+  advanceLines(text.lines);
 }
 
 // Skips lines up to the directive that ends the skip; directiveId says which one
@@ -203,7 +264,7 @@ static void skipGroup(bool groupTaken, bool elseAllowed, ConditionRecord* candid
   Skip skip{groupTaken, elseAllowed, 0, candidate};
   const int32_t startLine = currentLine;
   for (;;) {
-    if (fastPaths) skipPlainLines();
+    if (fastPaths) skipPlainLines(skip);
     Byte c = skipSpaceFrom(nextChar());
     if (c == endOfTextByte) {
       reportError(msgEndInConditional, startLine);

@@ -282,7 +282,7 @@ int runProgram(int argc, char** argv) {
   if (!isJobProcess() && !writeReportFiles(runFailed)) runFailed = true;
   dropReports();
   writeHints(runFailed);
-  // The memory goes with the process: to release it before cost 15 us.
+  // The memory goes with the process: two system calls of 8 us each released it before.
   if (!finishConsole()) runFailed = true;
   removeFaultFilters();
   return runFailed ? 1 : 0;

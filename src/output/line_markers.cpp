@@ -237,7 +237,7 @@ static void copyMarkers(Byte* tens) {
 
 // Advances by tens of lines while at least ten are left of `count` and the kept
 // marker ends in 9: ten markers are kept as one text, in which only the digits before
-// the last change. 6 instructions a line, where one after the other takes 26. Gives
+// the last change. 15 instructions a line, where one after the other takes 26. Gives
 // the number of lines.
 static uint32_t advanceByTens(uint32_t count) {
   Byte tens[10 * shortMarker + markerStep];

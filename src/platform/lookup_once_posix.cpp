@@ -72,11 +72,12 @@ static ResolveOutcome findByAsking(int directory, char* last) {
   const int letters = countLetters(last);
   ResolveOutcome outcome = askFor(directory, last);
   for (unsigned spelling = 0; outcome == resolveMissing && spelling < 1U << letters; ++spelling) {
-    unsigned bit = 1U << letters;
-    for (char* text = last; *text != 0; ++text) {
-      if (!isLetter(*text)) continue;
-      bit >>= 1;
-      *text = (spelling & bit) != 0 ? char(*text | 0x20) : char(*text & ~0x20);
+    // The last letter takes the lowest bit.
+    unsigned bits = spelling;
+    for (char* text = last + std::strlen(last); text != last;) {
+      if (!isLetter(*--text)) continue;
+      *text = (bits & 1) != 0 ? char(*text | 0x20) : char(*text & ~0x20);
+      bits >>= 1;
     }
     outcome = askFor(directory, last);
   }

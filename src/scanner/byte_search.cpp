@@ -43,19 +43,26 @@ static constexpr bool stopsSkipped(Byte c, Byte d) {
 
 using StopTest = bool (*)(Byte, Byte);
 
-// Passes the text byte by byte.
-template <StopTest stops>
+// The other byte of a pair that is one line end.
+constexpr Byte pairedWith(Byte lineEnd) {
+  return lineEnd == '\n' ? '\r' : '\n';
+}
+
+// Passes text whose lines end in `lineEnd`, alone or with the other byte before it,
+// byte by byte.
+template <StopTest stops, Byte lineEnd>
 static PassedText passByBytes(const Byte* const start, const Byte* limit) {
+  constexpr Byte other = pairedWith(lineEnd);
   const Byte* cursor = start;
   uint32_t lines = 0;
   for (; cursor + 1 < limit && !stops(cursor[0], cursor[1]); ++cursor) {
-    if (cursor[0] == '\r' && cursor[1] != '\n') break;
-    if (cursor[0] != '\n') continue;
-    if (cursor[1] == '\r' && (cursor == start || cursor[-1] != '\r')) break;
+    if (cursor[0] == other && cursor[1] != lineEnd) break;
+    if (cursor[0] != lineEnd) continue;
+    if (cursor[1] == other && (cursor == start || cursor[-1] != other)) break;
     ++lines;
   }
   // A pair is passed as a whole, or not at all.
-  if (cursor > start && cursor[-1] == '\r') --cursor;
+  if (cursor > start && cursor[-1] == other) --cursor;
   return {cursor, lines};
 }
 
@@ -95,14 +102,14 @@ static uint32_t stopsIn(__m128i block, __m128i next, __m128i possible) {
   return uint32_t(_mm_movemask_epi8(_mm_andnot_si128(otherHashes, possible)));
 }
 
-// True if each carriage return of the block is followed by a line feed, and none
-// stands after a line feed of its own. `returnBefore` says that one stands before the
+// True if each byte of `others` is followed by a line end of the text's kind, and none
+// stands after one that is alone. `otherBefore` says that one stands before the
 // block; it is set to the same for the next block.
-static bool areReturnsPaired(uint32_t returns, uint32_t feeds, bool loneFeedBefore, bool& returnBefore) {
-  const uint32_t pairedFeeds = (returns << 1) | uint32_t(returnBefore);
-  returnBefore = (returns & 0x8000) != 0;
-  const uint32_t loneFeeds = ((feeds & ~pairedFeeds) << 1) | uint32_t(loneFeedBefore);
-  return (pairedFeeds & 0xFFFF & ~feeds) == 0 && (returns & loneFeeds) == 0;
+static bool arePaired(uint32_t others, uint32_t ends, bool loneEndBefore, bool& otherBefore) {
+  const uint32_t pairedEnds = (others << 1) | uint32_t(otherBefore);
+  otherBefore = (others & 0x8000) != 0;
+  const uint32_t loneEnds = ((ends & ~pairedEnds) << 1) | uint32_t(loneEndBefore);
+  return (pairedEnds & 0xFFFF & ~ends) == 0 && (others & loneEnds) == 0;
 }
 
 // The count that is kept in two halves.
@@ -116,89 +123,99 @@ static uint32_t countBits(uint32_t mask) {
   return count;
 }
 
-// Passes blocks with nothing to be looked at, two at a time, and adds their line
-// feeds to `sums`: 1.3 instructions a byte of comments, where one at a time took 1.7.
-// In skipped text one of two has something, and it doesn't pay.
-template <StopTest stops>
+// Passes blocks with nothing to be looked at, two at a time, and adds their line ends
+// to `sums`: 1.3 instructions a byte of comments, where one at a time took 1.7. In
+// skipped text one of two has something, and it doesn't pay.
+template <StopTest stops, Byte lineEnd>
 VSP_INLINE const Byte* passQuietBlocks(const Byte* cursor, const Byte* limit, __m128i& sums) {
+  constexpr Byte other = pairedWith(lineEnd);
   const __m128i zero = _mm_setzero_si128();
   for (; limit - cursor > 32; cursor += 32) {
     const __m128i first = loadBlock(cursor);
     const __m128i second = loadBlock(cursor + 16);
     const __m128i possible = _mm_or_si128(possibleStopsIn<stops>(first, loadBlock(cursor + 1)),
                                           possibleStopsIn<stops>(second, loadBlock(cursor + 17)));
-    const __m128i returns = _mm_or_si128(bytesThatAre<'\r'>(first), bytesThatAre<'\r'>(second));
-    if (_mm_movemask_epi8(_mm_or_si128(possible, returns)) != 0) break;
-    const __m128i feeds = _mm_add_epi8(bytesThatAre<'\n'>(first), bytesThatAre<'\n'>(second));
-    sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_sub_epi8(zero, feeds), zero));
+    const __m128i others = _mm_or_si128(bytesThatAre<other>(first), bytesThatAre<other>(second));
+    if (_mm_movemask_epi8(_mm_or_si128(possible, others)) != 0) break;
+    const __m128i ends = _mm_add_epi8(bytesThatAre<lineEnd>(first), bytesThatAre<lineEnd>(second));
+    sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_sub_epi8(zero, ends), zero));
   }
   return cursor;
 }
 
-// Sixteen bytes at a time, line feeds counted in the same pass, where finding and
-// counting each line end took six instructions a byte. What needs a closer look is
-// left to passByBytes.
-template <StopTest stops>
+// Sixteen bytes at a time, line ends counted in the same pass, where finding and
+// counting each one took six instructions a byte. What needs a closer look is left to
+// passByBytes.
+template <StopTest stops, Byte lineEnd>
 static PassedText passText(const Byte* const start, const Byte* limit) {
+  constexpr Byte other = pairedWith(lineEnd);
+  const auto isLoneEnd = [start](const Byte* at) {
+    return at >= start && *at == lineEnd && !(at > start && at[-1] == other);
+  };
   const Byte* cursor = start;
   const __m128i zero = _mm_setzero_si128();
   __m128i sums = zero;
-  bool returnBefore = false;
+  bool otherBefore = false;
   bool quiet = true;  // the block before had nothing to be looked at
   for (; limit - cursor > 16; cursor += 16) {
-    if (stops == stopsComment && quiet) cursor = passQuietBlocks<stops>(cursor, limit, sums);
+    if (stops == stopsComment && quiet) cursor = passQuietBlocks<stops, lineEnd>(cursor, limit, sums);
     if (limit - cursor <= 16) break;
     const __m128i block = loadBlock(cursor);
-    const __m128i feeds = bytesThatAre<'\n'>(block);
-    const __m128i returns = bytesThatAre<'\r'>(block);
     const __m128i next = loadBlock(cursor + 1);
+    const __m128i ends = bytesThatAre<lineEnd>(block);
+    const __m128i others = bytesThatAre<other>(block);
     const __m128i possible = possibleStopsIn<stops>(block, next);
-    quiet = _mm_movemask_epi8(_mm_or_si128(returns, possible)) == 0 && !returnBefore;
+    quiet = _mm_movemask_epi8(_mm_or_si128(others, possible)) == 0 && !otherBefore;
     if (!quiet) {
+      const uint32_t endBits = uint32_t(_mm_movemask_epi8(ends));
+      const uint32_t otherBits = uint32_t(_mm_movemask_epi8(others));
       const uint32_t stop = stopsIn<stops>(block, next, possible);
       if (stop != 0) {
         const uint32_t upToStop = stop ^ (stop - 1);
-        if (returnBefore || (uint32_t(_mm_movemask_epi8(returns)) & upToStop) != 0) break;
-        const uint32_t lines =
-            linesIn(sums) + countBits(uint32_t(_mm_movemask_epi8(feeds)) & (upToStop >> 1));
-        return {cursor + __builtin_ctz(stop), lines};
+        if (otherBefore || (otherBits & upToStop) != 0) break;
+        return {cursor + __builtin_ctz(stop), linesIn(sums) + countBits(endBits & (upToStop >> 1))};
       }
-      const bool loneFeed =
-          cursor > start && cursor[-1] == '\n' && !(cursor - 1 > start && cursor[-2] == '\r');
-      if (!areReturnsPaired(uint32_t(_mm_movemask_epi8(returns)), uint32_t(_mm_movemask_epi8(feeds)),
-                            loneFeed, returnBefore))
-        break;
+      if (!arePaired(otherBits, endBits, isLoneEnd(cursor - 1), otherBefore)) break;
     }
-    sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_sub_epi8(zero, feeds), zero));
+    sums = _mm_add_epi64(sums, _mm_sad_epu8(_mm_sub_epi8(zero, ends), zero));
   }
   uint32_t lines = linesIn(sums);
   // A pair is passed as a whole, or not at all.
-  if (cursor > start && cursor[-1] == '\r') {
+  if (cursor > start && cursor[-1] == other) {
     --cursor;
-  } else if (cursor > start && cursor[-1] == '\n' && *cursor == '\r' &&
-             !(cursor - 1 > start && cursor[-2] == '\r')) {
+  } else if (*cursor == other && isLoneEnd(cursor - 1)) {
     --cursor;
     --lines;
   }
-  const PassedText rest = passByBytes<stops>(cursor, limit);
+  const PassedText rest = passByBytes<stops, lineEnd>(cursor, limit);
   return {rest.end, lines + rest.lines};
 }
 
 #else
 
-template <StopTest stops>
+template <StopTest stops, Byte lineEnd>
 static PassedText passText(const Byte* cursor, const Byte* limit) {
-  return passByBytes<stops>(cursor, limit);
+  return passByBytes<stops, lineEnd>(cursor, limit);
 }
 
 #endif
 
+// Passes lines that end in line feeds, and those that end in carriage returns after them.
+template <StopTest stops>
+VSP_INLINE PassedText passLines(const Byte* cursor, const Byte* limit) {
+  const PassedText feeds = passText<stops, '\n'>(cursor, limit);
+  const Byte* const end = feeds.end;
+  if (end + 1 >= limit || !isLineEnd(*end) || stops(end[0], end[1])) return feeds;
+  const PassedText returns = passText<stops, '\r'>(end, limit);
+  return {returns.end, feeds.lines + returns.lines};
+}
+
 PassedText passCommentText(const Byte* cursor, const Byte* limit) {
-  return passText<stopsComment>(cursor, limit);
+  return passLines<stopsComment>(cursor, limit);
 }
 
 PassedText passSkippedText(const Byte* cursor, const Byte* limit) {
-  return passText<stopsSkipped>(cursor, limit);
+  return passLines<stopsSkipped>(cursor, limit);
 }
 
 // --- Searches for one byte ---

@@ -26,8 +26,8 @@ struct PassedText {
 };
 
 // Passes the text of a block comment from `cursor` on: up to a '*' with '/' or '\\'
-// after it, to Ctrl-Z, or to the last byte before `limit`. A carriage return counts
-// with the line feed after it; one that stands otherwise ends the text too.
+// after it, to Ctrl-Z, or to the last byte before `limit`. Two different line ends side
+// by side are one, and are not divided. A text of mixed line ends may end early.
 PassedText passCommentText(const Byte* cursor, const Byte* limit);
 
 // The same for skipped text: up to a block comment, a splice, Ctrl-Z, or the blank or

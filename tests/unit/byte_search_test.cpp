@@ -22,20 +22,22 @@ bool endsSkipped(char c, char d) {
   return c == 0x1A || (d == '#' && (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\0'));
 }
 
-// Where a text ends, and the line ends before that. The last byte is never passed: what
-// it means depends on the next one.
-std::pair<size_t, uint32_t> passSlowly(const std::string& text, bool (*ends)(char, char)) {
+// Where text ends whose lines end in `lineEnd`, alone or after the other byte, and the line ends before
+// that. The last byte is never passed: what it means depends on the next one.
+std::pair<size_t, uint32_t> passSlowly(const std::string& text, size_t from, char lineEnd,
+                                       bool (*ends)(char, char)) {
+  const char other = lineEnd == '\n' ? '\r' : '\n';
   uint32_t lines = 0;
-  for (size_t i = 0;;) {
+  for (size_t i = from;;) {
     const auto mayPass = [&](size_t at) { return at + 1 < text.size() && !ends(text[at], text[at + 1]); };
     if (!mayPass(i)) return {i, lines};
-    if (text[i] == '\r') {
-      if (text[i + 1] != '\n' || !mayPass(i + 1)) return {i, lines};
+    if (text[i] == other) {
+      if (text[i + 1] != lineEnd || !mayPass(i + 1)) return {i, lines};
       ++i;
-    } else if (text[i] == '\n' && text[i + 1] == '\r') {
+    } else if (text[i] == lineEnd && text[i + 1] == other) {
       return {i, lines};
     }
-    lines += text[i] == '\n';
+    lines += text[i] == lineEnd;
     ++i;
   }
 }
@@ -43,23 +45,27 @@ std::pair<size_t, uint32_t> passSlowly(const std::string& text, bool (*ends)(cha
 void expectSame(const std::string& text, PassedText (*pass)(const Byte*, const Byte*),
                 bool (*ends)(char, char)) {
   const PassedText passed = pass(bytesOf(text), bytesOf(text) + text.size());
-  const auto [end, lines] = passSlowly(text, ends);
-  ASSERT_EQ(size_t(passed.end - bytesOf(text)), end) << testing::PrintToString(text);
-  ASSERT_EQ(passed.lines, lines) << testing::PrintToString(text);
+  auto [end, lines] = passSlowly(text, 0, '\n', ends);
+  const auto [lastEnd, moreLines] = passSlowly(text, end, '\r', ends);
+  ASSERT_EQ(size_t(passed.end - bytesOf(text)), lastEnd) << testing::PrintToString(text);
+  ASSERT_EQ(passed.lines, lines + moreLines) << testing::PrintToString(text);
 }
 
 // Texts in which ends of lines and of texts meet the blocks in all ways.
 TEST(ByteSearch, TextsOfManyLinesEndWhereTheirBytesSay) {
   std::mt19937 random(1);
-  const std::string forms[] = {std::string("ab \n"), std::string("a\r\n"), std::string("a\r\nb\n#"),
-                               std::string("ab\n*/\\# \"\x1A\0", 10)};
+  const std::string forms[] = {std::string("ab \n"),     std::string("a\r\n"),
+                               std::string("a\r\nb\n#"), std::string("a\r"),
+                               std::string("a\n\r"),     std::string("ab\n*/\\# \"\x1A\0", 10)};
   for (int round = 0; round < 40000; ++round) {
-    const std::string& form = forms[random() % 4];
+    const std::string& form = forms[random() % 6];
     std::string text;
     for (size_t length = random() % 80; length != 0; --length) {
       // Line ends of one kind as a rule, long runs without an end now and then.
       if (form == forms[1] && random() % 8 == 0)
         text += "\r\n";
+      else if (form == forms[4] && random() % 8 == 0)
+        text += "\n\r";
       else
         text += random() % 4 == 0 ? form[random() % form.size()] : 'x';
     }
