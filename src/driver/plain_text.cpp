@@ -45,15 +45,15 @@ struct PlainRun {
   const Byte* cursor;
   const Byte* limit;  // of the input; the byte there may not be taken
   Byte* out;
-  Byte* outLimit;     // of the output, less plainRoom
-  int previous;       // code of the token written last
-  int32_t line;       // the current line; the counters follow in settleLines
-  uint32_t markers;   // of the lines that follow, how many differ from the kept one in a digit alone
-  int32_t tokenLine;  // the line of the token written last
-  bool calls;         // macro calls may be passed
-  bool flat;          // the text is a flat one and not the input's
-  bool settled;       // a flat one whose names are plain
-  uint32_t callCount; // of the calls that have been passed
+  Byte* outLimit;      // of the output, less plainRoom
+  int previous;        // code of the token written last
+  int32_t line;        // the current line; the counters follow in settleLines
+  uint32_t markers;    // of the lines that follow, how many differ from the kept one in a digit alone
+  int32_t tokenLine;   // the line of the token written last
+  bool calls;          // macro calls may be passed
+  bool flat;           // the text is a flat one and not the input's
+  bool settled;        // a flat one whose names are plain
+  uint32_t callCount;  // of the calls that have been passed
 };
 
 // Notes that a token has been written.
@@ -86,8 +86,8 @@ static bool passCall(PlainRun& run, IdentEntry* entry, const Byte* end);
 
 VSP_INLINE bool passName(PlainRun& run) {
   const Byte* const text = run.cursor;
-  const Byte* end = text;
   // The byte at the limit belongs to no name.
+  const Byte* end = run.limit - text >= searchRoom ? passNameBytes(text) : text;
   while (isNameByte(*end)) ++end;
   const uint32_t length = uint32_t(end - text);
   if (end >= run.limit || *end == '\\' || length > identLimit) return false;
@@ -625,8 +625,9 @@ VSP_HOT int passPlainText(int previous) {
   if (output.cursor == output.buffer || size_t(output.limit - output.cursor) <= plainRoom) return previous;
   if (noExpandMark || pendingText != nullptr) return previous;
   const bool calls = inputTop != nullptr && inputTop->kind == frameFile && !wideChar && mayFlattenCalls();
-  PlainRun run{inputCursor,     inputLimit,      output.cursor, output.limit - plainRoom, previous, currentLine,
-               readyMarkers(), tokenState.line, calls,         false,         false, 0};
+  PlainRun run{inputCursor, inputLimit,  output.cursor,  output.limit - plainRoom,
+               previous,    currentLine, readyMarkers(), tokenState.line,
+               calls,       false,       false,          0};
   if (passTokens(run, tokensBeforeWindow) && passStretches(run)) passTokens(run, UINT32_MAX);
   settleLines(run);
   inputCursor = run.cursor;

@@ -18,6 +18,7 @@
 #include "options/defines.h"
 #include "options/option_image.h"
 #include "output/output.h"
+#include "scanner/byte_search.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/numbers.h"
@@ -149,7 +150,8 @@ static int findParameter(const ParameterNode* parameters, const Name& name) {
 // theirs.
 static uint64_t firstBytes(const ParameterNode* parameters) {
   uint64_t bits = 0;
-  for (; parameters != nullptr; parameters = parameters->next) bits |= uint64_t{1} << (parameters->name[0] & 63);
+  for (; parameters != nullptr; parameters = parameters->next)
+    bits |= uint64_t{1} << (parameters->name[0] & 63);
   return bits;
 }
 
@@ -166,7 +168,7 @@ VSP_INLINE int placeOfParameter(const Byte* text, uint32_t length, const Paramet
 // `limit`. Else null.
 VSP_INLINE const Byte* plainLiteralEnd(const Byte* text, const Byte* limit) {
   const Byte quote = *text;
-  for (++text; text < limit && *text != quote; ++text)
+  for (++text; (text = passPlainCharacters(text, limit)) < limit && *text != quote; ++text)
     if (*text < ' ' || *text >= 0x7F || *text == '\\') return nullptr;
   return text < limit ? text + 1 : nullptr;
 }
@@ -177,6 +179,7 @@ VSP_INLINE const Byte* plainTokenEnd(const Byte* text, const Byte* limit) {
   const Byte c = *text;
   const Byte* end = text + 1;
   if (isNameByte(c)) {
+    if (limit - text >= searchRoom) end = passNameBytes(text);
     while (isNameByte(*end)) ++end;
     const bool whole = end < limit && *end != '\\' && size_t(end - text) <= identLimit;
     const bool plain = isDigit(c) ? isPlainInteger(text, end) : c != 'L' || (*end != '"' && *end != '\'');
@@ -424,7 +427,8 @@ static bool readParameters(Byte c, Definition& definition) {
 static bool numberParameters(const Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
   // With one parameter there is nothing to turn round.
-  if (fastPaths && last == 0 && std::strchr(asChars(tokenText.bytes), char(stringizeMark)) == nullptr) return true;
+  if (fastPaths && last == 0 && std::strchr(asChars(tokenText.bytes), char(stringizeMark)) == nullptr)
+    return true;
   for (Byte* text = tokenText.bytes; *text != 0; ++text) {
     if (*text < firstParameter) continue;
     if (isParameter(*text)) {

@@ -21,6 +21,7 @@
 #include "input/macro_text.h"
 #include "names/names.h"
 #include "output/output.h"
+#include "scanner/byte_search.h"
 #include "scanner/numbers.h"
 #include "scanner/token_text.h"
 
@@ -115,12 +116,13 @@ constexpr size_t copySize = 16;
 
 // What must be readable from a word on that is looked at, or from the end of a text that is copied.
 constexpr ptrdiff_t readRoom = copySize;
+static_assert(readRoom >= searchRoom);
 
 // The byte after the literal whose quote is at `text`; null if it doesn't end before
 // `limit`, or holds a byte that is not plain.
 static const Byte* literalEnd(const Byte* text, const Byte* limit) {
   const Byte quote = *text;
-  while (++text < limit) {
+  for (++text; (text = passPlainCharacters(text, limit)) < limit; ++text) {
     if (*text == quote) return text + 1;
     if (*text < ' ' || *text > '~') return nullptr;
     if (*text == '\\' && (++text >= limit || *text < ' ' || *text > '~')) return nullptr;
@@ -139,8 +141,8 @@ VSP_INLINE FlatWord sortWord(const Byte* text, const Byte* end) {
 }
 
 VSP_INLINE const Byte* wordEnd(const Byte* text) {
-  do ++text;
-  while (isNameByte(*text));
+  text = passNameBytes(text);
+  while (isNameByte(*text)) ++text;
   return text;
 }
 

@@ -34,8 +34,8 @@ constexpr ptrdiff_t flatReadAhead = 96;
 bool mayFlattenCalls();
 
 // Makes the flat text of a call of `entry`, which is a macro; `text` is the byte after the
-// name. The call must end well before `limit`, or, in a flat text, before its mark. Returns the byte after it, and hides the macro
-// until endFlatText; or null, with nothing changed.
+// name. The call must end well before `limit`, or, in a flat text, before its mark. Returns the byte after
+// it, and hides the macro until endFlatText; or null, with nothing changed.
 const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, FlatText& flat);
 
 // Ends the text made last, with which its macro is a macro again.
