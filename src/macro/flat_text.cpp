@@ -451,16 +451,27 @@ struct BodyPiece {
   bool pasted;  // a paste has been passed
 };
 
+// The first byte from `body` on that is a control byte, or the NUL at the end. A record begins and
+// ends at multiples of eight, so it is read in words of eight bytes.
+VSP_INLINE const Byte* findControl(const Byte* body) {
+  const size_t before = reinterpret_cast<uintptr_t>(body) % 8;
+  body -= before;
+  uint64_t mask = ~uint64_t{0} << 8 * before;
+  for (;; body += 8) {
+    constexpr uint64_t ones = 0x0101010101010101;
+    uint64_t word;
+    std::memcpy(&word, body, 8);
+    // The lowest bit of these belongs to the first such byte.
+    const uint64_t stops = (((word - ones) & ~word) | word) & ones << 7 & mask;
+    if (stops != 0) return body + unsigned(__builtin_ctzll(stops)) / 8;
+    mask = ~uint64_t{0};
+  }
+}
+
 // Reads the piece at `body` and moves it on. False for what is not plain.
 VSP_INLINE bool readPiece(const Byte*& body, BodyPiece& piece) {
   const Byte* const start = body;
-  while (*body != 0 && *body < firstParameter) {
-    // Records begin and end at multiples of eight, so whole words of them can be read.
-    uint64_t word = 0;
-    if (reinterpret_cast<uintptr_t>(body) % 8 == 0) std::memcpy(&word, body, 8);
-    constexpr uint64_t ones = 0x0101010101010101;
-    body += word != 0 && ((word | (word - ones)) & ones << 7) == 0 ? 8 : 1;
-  }
+  body = findControl(body);
   piece.length = uint32_t(body - start);
   const Byte control = *body++;
   piece.pasted = control == pasteMark || *body == pasteMark;
@@ -509,6 +520,7 @@ constexpr uint32_t shapeTextSize = 112;
 
 struct BodyShape {
   const Byte* body;       // of which macro
+  uint32_t uses;          // calls of the macro so far, up to usesBeforeShape
   uint32_t filterChange;  // the state of the filter for which `settled` holds
   uint64_t filterBits;    // the bits of its own names, each as one of 64
   bool whole;             // the body has found room here
@@ -520,6 +532,10 @@ struct BodyShape {
 };
 
 constexpr uint32_t shapeCount = 64;
+
+// A macro that is called less often is read where it stands.
+constexpr uint32_t usesBeforeShape = 3;
+
 static constinit BodyShape shapes[shapeCount] = {};
 
 // Splits a body into pieces. False if it has no room, or is not plain.
@@ -596,17 +612,25 @@ static bool isStillTrue(const BodyShape& shape) {
   return true;
 }
 
+static void makeShape(BodyShape& shape) {
+  shape.settled = shape.seamless = shape.pasted = false;
+  shape.filterBits = 0;
+  shape.whole = splitBody(shape, shape.body);
+  if (shape.whole) judgeShape(shape);
+}
+
 // The shape of a body; one that is not whole has nothing else.
 VSP_INLINE const BodyShape& shapeOf(const Byte* body) {
   BodyShape& shape = shapes[(reinterpret_cast<uintptr_t>(body) / 8) % shapeCount];
-  if (shape.body == body && shape.filterChange == nameFilterChange) return shape;
-  if (shape.body != body || !isStillTrue(shape)) {
-    shape.settled = shape.seamless = shape.pasted = false;
-    shape.filterBits = 0;
-    shape.whole = splitBody(shape, body);
-    if (shape.whole) judgeShape(shape);
+  const bool known = shape.body == body && shape.uses == usesBeforeShape;
+  if (known && shape.filterChange == nameFilterChange) return shape;
+  if (shape.body != body) {
     shape.body = body;
+    shape.uses = 0;
+    shape.whole = shape.settled = shape.seamless = shape.pasted = false;
   }
+  if (!known) ++shape.uses;
+  if (shape.uses == usesBeforeShape && (!known || !isStillTrue(shape))) makeShape(shape);
   shape.filterChange = nameFilterChange;
   return shape;
 }
