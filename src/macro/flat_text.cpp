@@ -272,9 +272,7 @@ static const Byte* expandCall(IdentEntry* entry, const Byte* next, const Byte* l
   if (next == nullptr) return nullptr;
   const bool expanded = flat.settled ? appendText(flat.start, flat.end) : expandFlatText(flat);
   endFlatText();
-  // Two words that meet would be one name from now on, whose mark is that of the first.
-  const bool meet = isNameByte(*next) && argumentTop != argumentBytes && isNameByte(argumentTop[-1]);
-  return expanded && !meet ? next : nullptr;
+  return expanded ? next : nullptr;
 }
 
 // Appends what stands for the name [text, end), which the filter knows. Returns the byte after
@@ -291,6 +289,7 @@ static const Byte* expandName(const Byte* text, const Byte* end, const Byte* lim
   if (*entry->macroBody == objectLike) return expandCall(entry, end, limit);
   const Byte* next = end;
   while (*next == ' ' || *next == '\t') ++next;
+  irregularBlanks |= next - end > 1 || *end == '\t';
   if (*next == '(') return expandCall(entry, next, limit);
   // The end of an argument ends the search for a '(', but not that of a body.
   if (*next == endOfBodyMark) return nullptr;
@@ -685,6 +684,7 @@ static const Byte* flattenWithArguments(IdentEntry* entry, const Byte* text, con
   if (call.limit > flatParameterLimit) return nullptr;
   const Byte* first = text;
   while (*first == ' ' || *first == '\t') ++first;
+  irregularBlanks |= first - text > 1 || *text == '\t';
   const Byte* next = *first == ')' && first < limit ? first + 1 : collectArguments(text, limit, call);
   if (next == nullptr || call.count != call.limit || !pushFlatText(entry, call.arguments, flat))
     return nullptr;
@@ -700,8 +700,14 @@ const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, 
     depthOfCalls = depth;
     namesLeft = irregularBlanks = seamsLeft = false;
   }
-  const Byte* const next = flattenWithArguments(entry, text + 1, limit, flat);
+  const Byte* next = flattenWithArguments(entry, text + 1, limit, flat);
   --callsAround;
   argumentTop = arguments;
+  // A name after the ')' could have a mark in macro text, which would pass to the first name of the
+  // body; and it would meet the body's last one in an argument.
+  if (next != nullptr && depth + callsAround != 1 && isNameByte(*next)) {
+    endFlatText();
+    return nullptr;
+  }
   return next;
 }

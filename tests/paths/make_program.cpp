@@ -98,6 +98,7 @@ const char* const tidyTokens[] = {"a", "b", "y1",  "int", "__try",   "1",       
                                   "-", "=", "->",  "<",   "&",       "*",       ".",   "/",    ":",
                                   "?", ";", "[a]", "~",   "\"s t\"", "\"\\n\"", "'c'", "(b)",  "(1,2)",
                                   "{", "}", "==",  "-1",  "x.y",     "count",   "&&",  "L"};
+const char* const edgeOperators[] = {"-", "+", "<", "=", "&", ".", "/ ", "\"s\"", "("};
 const FunctionMacro tidyMacros[] = {{"T0", 0}, {"T1", 1}, {"U1", 1}, {"T2", 2}, {"U2", 2}, {"T3", 3}};
 const char* const tidyObjects[] = {"O1", "O2", "a1", "xa", "ab"};
 
@@ -111,7 +112,7 @@ class Maker {
     if (!dice_.oneIn(4)) prelude();
     if (dice_.oneIn(8)) filler(readBlock - dice_.roll(600));
     if (dice_.oneIn(5)) plainLines(writeBlock - dice_.roll(writeBlock));
-    if (dice_.oneIn(3)) tidyLines(4 + dice_.roll(30));
+    if (dice_.oneIn(3)) tidyLines(8 + dice_.roll(60));
     lines(6 + dice_.roll(30), 0);
     if (dice_.oneIn(40)) longCall();
     return finish();
@@ -497,9 +498,14 @@ class Maker {
     std::string text;
     for (unsigned i = dice_.roll(7); i != 0; i--) {
       const std::string parameter = count == 0 ? "z" : parameters[dice_.roll(count)];
-      switch (dice_.roll(9)) {
+      switch (dice_.roll(10)) {
         case 0: text += count == 0 ? "x" : "#" + parameter; break;
-        case 1: text += dice_.oneIn(2) ? "x##" + parameter : parameter + "##" + parameter; break;
+        case 9:
+          text += dice_.of(edgeOperators) + parameter + (dice_.oneIn(2) ? dice_.of(edgeOperators) : "");
+          break;
+        case 1:
+          text += dice_.oneIn(6) ? "1 " : dice_.oneIn(2) ? "x##" + parameter : parameter + "##" + parameter;
+          break;
         case 2: text += tidyTokensOf(1, 3); break;
         case 3: text += "(" + parameter + ")"; break;
         case 4: text += dice_.of(tidyTokens); break;
@@ -526,7 +532,7 @@ class Maker {
   void tidyLines(unsigned count) {
     for (unsigned i = 0; i < 8; i++) tidyDefinition();
     for (; count != 0 && text_.size() < limit_; count--) {
-      if (dice_.oneIn(10)) {
+      if (dice_.oneIn(30)) {
         tidyDefinition();
         continue;
       }
