@@ -13,6 +13,7 @@
 
 #include "diag/report.h"
 #include "input/frame.h"
+#include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "memory/memory.h"
 #include "options/defines.h"
@@ -223,6 +224,8 @@ static void takePlainTokens(const ParameterNode* parameters, uint64_t firsts) {
 
 // The same, over the splices between the lines of a source file.
 static void takePlainLines(const ParameterNode* parameters, uint64_t firsts) {
+  // A string or mark that nobody has taken yet belongs to the first literal or name.
+  if (pendingText != nullptr || noExpandMark) return;
   const InputFrame* const frame = inputTop;
   while (inputTop == frame && frame != nullptr && frame->kind == frameFile) {
     takePlainTokens(parameters, firsts);
