@@ -692,7 +692,11 @@ static const Byte* flattenWithArguments(IdentEntry* entry, const Byte* text, con
 }
 
 const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, FlatText& flat) {
-  if (*entry->macroBody == objectLike) return pushFlatText(entry, nullptr, flat) ? text : nullptr;
+  if (*entry->macroBody == objectLike) {
+    // See below: the name's end is looked for there too.
+    if (depth + callsAround != 0 && *text == '"') return nullptr;
+    return pushFlatText(entry, nullptr, flat) ? text : nullptr;
+  }
   while (*text == ' ' || *text == '\t') ++text;
   if (text >= limit || *text != '(' || callsAround == callsAroundLimit) return nullptr;
   Byte* const arguments = argumentTop;
@@ -703,9 +707,9 @@ const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, 
   const Byte* next = flattenWithArguments(entry, text + 1, limit, flat);
   --callsAround;
   argumentTop = arguments;
-  // A name after the ')' could have a mark in macro text, which would pass to the first name of the
-  // body; and it would meet the body's last one in an argument.
-  if (next != nullptr && depth + callsAround != 1 && isNameByte(*next)) {
+  // The byte after the ')' is looked at before the body is read. In macro text a name there can
+  // have a mark and a string can be one that a parameter makes; either would go to the body.
+  if (next != nullptr && depth + callsAround != 1 && (isNameByte(*next) || *next == '"')) {
     endFlatText();
     return nullptr;
   }
