@@ -87,8 +87,8 @@ static bool passCall(PlainRun& run, IdentEntry* entry, const Byte* end);
 
 VSP_INLINE bool passName(PlainRun& run) {
   const Byte* const text = run.cursor;
-  const Byte* end = text;
   // The byte at the limit belongs to no name.
+  const Byte* end = run.limit - text >= searchRoom ? passNameBytes(text) : text;
   while (isNameByte(*end)) ++end;
   const uint32_t length = uint32_t(end - text);
   if (end >= run.limit || *end == '\\' || length > identLimit) return false;

@@ -128,7 +128,7 @@ PushResult searchInclude(char* name, bool quoted) {
 }
 
 void setStdNames(bool defined) {
-  static const Byte record[] = {objectLike, '1', endOfBodyMark, 0};
+  alignas(8) static const Byte record[8] = {objectLike, '1', endOfBodyMark, 0};
   if (input.usingStdNames == nullptr) return;
   input.usingStdNames->macroBody = defined ? record : noMacro;
   if (defined) noteSpecialName(input.usingStdNames->spelling(), input.usingStdNames->nameLength);

@@ -2,7 +2,8 @@
 //
 // A macro record is a byte that tells its parameters, the encoded body, a NUL,
 // and in strict mode the parameters' names. A body is plain text with the bytes
-// below in it; it ends in endOfBodyMark. Argument texts use the same bytes.
+// below in it; it ends in endOfBodyMark. A record begins at a multiple of eight bytes
+// and can be read up to the next one after its end. Argument texts use the same bytes.
 
 #pragma once
 

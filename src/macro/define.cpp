@@ -13,12 +13,14 @@
 
 #include "diag/report.h"
 #include "input/frame.h"
+#include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "macro/explain_macro.h"
 #include "memory/memory.h"
 #include "options/defines.h"
 #include "options/option_image.h"
 #include "output/output.h"
+#include "scanner/byte_search.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/numbers.h"
@@ -84,7 +86,7 @@ static void readBodyBackslash() {
 constexpr std::array<bool, 256> plainBodyBytes = [] {
   std::array<bool, 256> table{};
   for (size_t c = ' ' + 1; c < 0x7F; ++c) table[c] = true;
-  for (const Byte c : {'/', '\\', '#', '"', '\''}) table[c] = false;
+  for (const char c : {'/', '\\', '#', '"', '\''}) table[Byte(c)] = false;
   return table;
 }();
 
@@ -169,7 +171,7 @@ VSP_INLINE int placeOfParameter(const Byte* text, uint32_t length, const Paramet
 // `limit`. Else null.
 VSP_INLINE const Byte* plainLiteralEnd(const Byte* text, const Byte* limit) {
   const Byte quote = *text;
-  for (++text; text < limit && *text != quote; ++text)
+  for (++text; (text = passPlainCharacters(text, limit)) < limit && *text != quote; ++text)
     if (*text < ' ' || *text >= 0x7F || *text == '\\') return nullptr;
   return text < limit ? text + 1 : nullptr;
 }
@@ -180,6 +182,7 @@ VSP_INLINE const Byte* plainTokenEnd(const Byte* text, const Byte* limit) {
   const Byte c = *text;
   const Byte* end = text + 1;
   if (isNameByte(c)) {
+    if (limit - text >= searchRoom) end = passNameBytes(text);
     while (isNameByte(*end)) ++end;
     const bool whole = end < limit && *end != '\\' && size_t(end - text) <= identLimit;
     const bool plain = isDigit(c) ? isPlainInteger(text, end) : c != 'L' || (*end != '"' && *end != '\'');
@@ -223,6 +226,8 @@ static void takePlainTokens(const ParameterNode* parameters, uint64_t firsts) {
 
 // The same, over the splices between the lines of a source file.
 static void takePlainLines(const ParameterNode* parameters, uint64_t firsts) {
+  // A string or mark that nobody has taken yet belongs to the first literal or name.
+  if (input.pendingText != nullptr || input.noExpandMark) return;
   const InputFrame* const frame = input.top;
   while (input.top == frame && frame != nullptr && frame->kind == frameFile) {
     takePlainTokens(parameters, firsts);
@@ -434,7 +439,8 @@ static bool readParameters(Byte c, Definition& definition) {
 static bool numberParameters(const Definition& definition) {
   const int last = int(definition.parameterCount) - 1;
   // With one parameter there is nothing to turn round.
-  if (fastPaths && last == 0 && std::strchr(asChars(tokenText.bytes), char(stringizeMark)) == nullptr)
+  if (fastPaths && last == 0 &&
+      std::memchr(tokenText.bytes, stringizeMark, size_t(endOfBody() - tokenText.bytes)) == nullptr)
     return true;
   for (Byte* text = tokenText.bytes; *text != 0; ++text) {
     if (*text < firstParameter) continue;

@@ -22,6 +22,7 @@
 #include "names/names.h"
 #include "output/output.h"
 #include "record/explain.h"
+#include "scanner/byte_search.h"
 #include "scanner/numbers.h"
 #include "scanner/token_text.h"
 
@@ -94,10 +95,10 @@ enum FlatByte : Byte {
 constexpr std::array<Byte, 256> flatBytes = [] {
   std::array<Byte, 256> table{};
   for (int c = '0'; c <= '9'; ++c) table[size_t(c)] = flatWord;
-  for (int c = 'a'; c <= 'z'; ++c) table[size_t(c)] = table[size_t(c - 'a' + 'A')] = flatWord;
-  for (const Byte c : {'!', '%', '&', '*', '+', '-', '.', '/', ':', '<', '=', '>', '?', '^', '|'})
-    table[c] = flatOperator;
-  for (const Byte c : {'[', ']', '{', '}', ';', '~'}) table[c] = flatMark;
+  for (int c = 'a'; c <= 'z'; ++c) table[Byte(c)] = table[Byte(c - 'a' + 'A')] = flatWord;
+  for (const char c : {'!', '%', '&', '*', '+', '-', '.', '/', ':', '<', '=', '>', '?', '^', '|'})
+    table[Byte(c)] = flatOperator;
+  for (const char c : {'[', ']', '{', '}', ';', '~'}) table[Byte(c)] = flatMark;
   table['_'] = flatWord;
   table[' '] = flatBlank;
   table['\t'] = flatTab;
@@ -117,12 +118,13 @@ constexpr size_t copySize = 16;
 
 // What must be readable from a word on that is looked at, or from the end of a text that is copied.
 constexpr ptrdiff_t readRoom = copySize;
+static_assert(readRoom >= searchRoom);
 
 // The byte after the literal whose quote is at `text`; null if it doesn't end before
 // `limit`, or holds a byte that is not plain.
 static const Byte* literalEnd(const Byte* text, const Byte* limit) {
   const Byte quote = *text;
-  while (++text < limit) {
+  for (++text; (text = passPlainCharacters(text, limit)) < limit; ++text) {
     if (*text == quote) return text + 1;
     if (*text < ' ' || *text > '~') return nullptr;
     if (*text == '\\' && (++text >= limit || *text < ' ' || *text > '~')) return nullptr;
@@ -141,8 +143,8 @@ VSP_INLINE FlatWord sortWord(const Byte* text, const Byte* end) {
 }
 
 VSP_INLINE const Byte* wordEnd(const Byte* text) {
-  do ++text;
-  while (isNameByte(*text));
+  text = passNameBytes(text);
+  while (isNameByte(*text)) ++text;
   return text;
 }
 
@@ -272,9 +274,7 @@ static const Byte* expandCall(IdentEntry* entry, const Byte* next, const Byte* l
   if (next == nullptr) return nullptr;
   const bool expanded = flat.settled ? appendText(flat.start, flat.end) : expandFlatText(flat);
   endFlatText();
-  // Two words that meet would be one name from now on, whose mark is that of the first.
-  const bool meet = isNameByte(*next) && argumentTop != argumentBytes && isNameByte(argumentTop[-1]);
-  return expanded && !meet ? next : nullptr;
+  return expanded ? next : nullptr;
 }
 
 // Appends what stands for the name [text, end), which the filter knows. Returns the byte after
@@ -291,6 +291,7 @@ static const Byte* expandName(const Byte* text, const Byte* end, const Byte* lim
   if (*entry->macroBody == objectLike) return expandCall(entry, end, limit);
   const Byte* next = end;
   while (*next == ' ' || *next == '\t') ++next;
+  irregularBlanks |= next - end > 1 || *end == '\t';
   if (*next == '(') return expandCall(entry, next, limit);
   // The end of an argument ends the search for a '(', but not that of a body.
   if (*next == endOfBodyMark) return nullptr;
@@ -451,16 +452,27 @@ struct BodyPiece {
   bool pasted;  // a paste has been passed
 };
 
+// The first byte from `body` on that is a control byte, or the NUL at the end. A record begins and
+// ends at multiples of eight, so it is read in words of eight bytes.
+VSP_INLINE const Byte* findControl(const Byte* body) {
+  const size_t before = reinterpret_cast<uintptr_t>(body) % 8;
+  body -= before;
+  uint64_t mask = ~uint64_t{0} << 8 * before;
+  for (;; body += 8) {
+    constexpr uint64_t ones = 0x0101010101010101;
+    uint64_t word;
+    std::memcpy(&word, body, 8);
+    // The lowest bit of these belongs to the first such byte.
+    const uint64_t stops = (((word - ones) & ~word) | word) & ones << 7 & mask;
+    if (stops != 0) return body + unsigned(__builtin_ctzll(stops)) / 8;
+    mask = ~uint64_t{0};
+  }
+}
+
 // Reads the piece at `body` and moves it on. False for what is not plain.
 VSP_INLINE bool readPiece(const Byte*& body, BodyPiece& piece) {
   const Byte* const start = body;
-  while (*body != 0 && *body < firstParameter) {
-    // Records begin and end at multiples of eight, so whole words of them can be read.
-    uint64_t word = 0;
-    if (reinterpret_cast<uintptr_t>(body) % 8 == 0) std::memcpy(&word, body, 8);
-    constexpr uint64_t ones = 0x0101010101010101;
-    body += word != 0 && ((word | (word - ones)) & ones << 7) == 0 ? 8 : 1;
-  }
+  body = findControl(body);
   piece.length = uint32_t(body - start);
   const Byte control = *body++;
   piece.pasted = control == pasteMark || *body == pasteMark;
@@ -490,7 +502,7 @@ VSP_INLINE bool writeArgument(TextWriter& writer, const FlatArgument& argument, 
 static bool writeBody(TextWriter& writer, const Byte* body, const FlatArgument* arguments) {
   for (;;) {
     const Byte* const text = body;
-    BodyPiece piece;
+    BodyPiece piece = {};
     if (!readPiece(body, piece) || piece.length > size_t(writer.limit - writer.target)) return false;
     copyRun(writer.target, text, piece.length);
     writer.target += piece.length;
@@ -509,6 +521,7 @@ constexpr uint32_t shapeTextSize = 112;
 
 struct BodyShape {
   const Byte* body;       // of which macro
+  uint32_t uses;          // calls of the macro so far, up to usesBeforeShape
   uint32_t filterChange;  // the state of the filter for which `settled` holds
   uint64_t filterBits;    // the bits of its own names, each as one of 64
   bool whole;             // the body has found room here
@@ -520,6 +533,10 @@ struct BodyShape {
 };
 
 constexpr uint32_t shapeCount = 64;
+
+// A macro that is called less often is read where it stands.
+constexpr uint32_t usesBeforeShape = 3;
+
 static constinit BodyShape shapes[shapeCount] = {};
 
 // Splits a body into pieces. False if it has no room, or is not plain.
@@ -596,17 +613,25 @@ static bool isStillTrue(const BodyShape& shape) {
   return true;
 }
 
+static void makeShape(BodyShape& shape) {
+  shape.settled = shape.seamless = shape.pasted = false;
+  shape.filterBits = 0;
+  shape.whole = splitBody(shape, shape.body);
+  if (shape.whole) judgeShape(shape);
+}
+
 // The shape of a body; one that is not whole has nothing else.
 VSP_INLINE const BodyShape& shapeOf(const Byte* body) {
   BodyShape& shape = shapes[(reinterpret_cast<uintptr_t>(body) / 8) % shapeCount];
-  if (shape.body == body && shape.filterChange == nameFilterChange) return shape;
-  if (shape.body != body || !isStillTrue(shape)) {
-    shape.settled = shape.seamless = shape.pasted = false;
-    shape.filterBits = 0;
-    shape.whole = splitBody(shape, body);
-    if (shape.whole) judgeShape(shape);
+  const bool known = shape.body == body && shape.uses == usesBeforeShape;
+  if (known && shape.filterChange == nameFilterChange) return shape;
+  if (shape.body != body) {
     shape.body = body;
+    shape.uses = 0;
+    shape.whole = shape.settled = shape.seamless = shape.pasted = false;
   }
+  if (!known) ++shape.uses;
+  if (shape.uses == usesBeforeShape && (!known || !isStillTrue(shape))) makeShape(shape);
   shape.filterChange = nameFilterChange;
   return shape;
 }
@@ -661,6 +686,7 @@ static const Byte* flattenWithArguments(IdentEntry* entry, const Byte* text, con
   if (call.limit > flatParameterLimit) return nullptr;
   const Byte* first = text;
   while (*first == ' ' || *first == '\t') ++first;
+  irregularBlanks |= first - text > 1 || *text == '\t';
   const Byte* next = *first == ')' && first < limit ? first + 1 : collectArguments(text, limit, call);
   if (next == nullptr || call.count != call.limit || !pushFlatText(entry, call.arguments, flat))
     return nullptr;
@@ -668,7 +694,11 @@ static const Byte* flattenWithArguments(IdentEntry* entry, const Byte* text, con
 }
 
 const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, FlatText& flat) {
-  if (*entry->macroBody == objectLike) return pushFlatText(entry, nullptr, flat) ? text : nullptr;
+  if (*entry->macroBody == objectLike) {
+    // See below: the name's end is looked for there too.
+    if (depth + callsAround != 0 && *text == '"') return nullptr;
+    return pushFlatText(entry, nullptr, flat) ? text : nullptr;
+  }
   while (*text == ' ' || *text == '\t') ++text;
   if (text >= limit || *text != '(' || callsAround == callsAroundLimit) return nullptr;
   Byte* const arguments = argumentTop;
@@ -676,8 +706,14 @@ const Byte* flattenCall(IdentEntry* entry, const Byte* text, const Byte* limit, 
     depthOfCalls = depth;
     namesLeft = irregularBlanks = seamsLeft = false;
   }
-  const Byte* const next = flattenWithArguments(entry, text + 1, limit, flat);
+  const Byte* next = flattenWithArguments(entry, text + 1, limit, flat);
   --callsAround;
   argumentTop = arguments;
+  // The byte after the ')' is looked at before the body is read. In macro text a name there can
+  // have a mark and a string can be one that a parameter makes; either would go to the body.
+  if (next != nullptr && depth + callsAround != 1 && (isNameByte(*next) || *next == '"')) {
+    endFlatText();
+    return nullptr;
+  }
   return next;
 }

@@ -93,6 +93,16 @@ const char* const literals[] = {"\"\"",   "\"text\"", "\"a b\"",       "\"\\\"\"
                                 "'\\n'",  "'\\''",    "'ab'",          "L'a'",     "'\\x41'",  "'\"'",
                                 "'('",    "'\\\\'",   "'\\0'",         "''",       "'a\\\nb'"};
 
+// What plain calls are made of: no token here makes a program leave the paths of such calls, and
+// most of them meet others closely.
+const char* const tidyTokens[] = {"a", "b", "y1",  "int", "__try",   "1",       "12",  "0x1F", "+",
+                                  "-", "=", "->",  "<",   "&",       "*",       ".",   "/",    ":",
+                                  "?", ";", "[a]", "~",   "\"s t\"", "\"\\n\"", "'c'", "(b)",  "(1,2)",
+                                  "{", "}", "==",  "-1",  "x.y",     "count",   "&&",  "L"};
+const char* const edgeOperators[] = {"-", "+", "<", "=", "&", ".", "/ ", "\"s\"", "("};
+const FunctionMacro tidyMacros[] = {{"T0", 0}, {"T1", 1}, {"U1", 1}, {"T2", 2}, {"U2", 2}, {"T3", 3}};
+const char* const tidyObjects[] = {"O1", "O2", "a1", "xa", "ab"};
+
 class Maker {
  public:
   explicit Maker(Dice& dice) : dice_(dice) {}
@@ -103,6 +113,7 @@ class Maker {
     if (!dice_.oneIn(4)) prelude();
     if (dice_.oneIn(16)) filler(readBlock - dice_.roll(600));
     if (dice_.oneIn(16)) plainLines(writeBlock - dice_.roll(writeBlock));
+    if (dice_.oneIn(3)) tidyLines(8 + dice_.roll(60));
     lines(6 + dice_.roll(30), 0);
     if (dice_.oneIn(40)) longCall();
     return finish();
@@ -450,6 +461,85 @@ class Maker {
     std::string argument(textBlock - dice_.roll(300), 'x');
     for (size_t i = 0; i < argument.size(); i++) argument[i] = unit[i % unit.size()];
     text_ += macro().name + ("(" + argument) + tokens(dice_.roll(40), 1) + ")\n";
+  }
+
+  // --- Plain calls ---
+
+  std::string tidyGap() {
+    return dice_.oneIn(3) ? "" : dice_.oneIn(25) ? "\t" : dice_.oneIn(25) ? "  " : " ";
+  }
+
+  std::string tidyTokensOf(unsigned count, int depth) {
+    std::string text;
+    for (unsigned i = 0; i < count; i++) {
+      switch (dice_.roll(depth < 4 ? 8 : 5)) {
+        case 0: text += dice_.of(tidyObjects); break;
+        case 1: text += dice_.oneIn(4) ? tidyMacros[dice_.roll(std::size(tidyMacros))].name : "b"; break;
+        case 5:
+        case 6:
+        case 7: text += tidyCall(depth + 1); break;
+        default: text += dice_.of(tidyTokens); break;
+      }
+      text += tidyGap();
+    }
+    return text;
+  }
+
+  std::string tidyCall(int depth) {
+    const FunctionMacro& called = tidyMacros[dice_.roll(std::size(tidyMacros))];
+    std::string text = called.name + std::string(dice_.oneIn(12) ? " (" : "(");
+    for (unsigned i = 0; i < called.count; i++) {
+      if (i != 0) text += dice_.oneIn(3) ? "," : ", ";
+      text += tidyTokensOf(dice_.oneIn(8) ? 0 : 1 + dice_.roll(3), depth);
+    }
+    return text + ")";
+  }
+
+  std::string tidyBody(unsigned count) {
+    std::string text;
+    for (unsigned i = dice_.roll(7); i != 0; i--) {
+      const std::string parameter = count == 0 ? "z" : parameters[dice_.roll(count)];
+      switch (dice_.roll(10)) {
+        case 0: text += count == 0 ? "x" : "#" + parameter; break;
+        case 9:
+          text += dice_.of(edgeOperators) + parameter + (dice_.oneIn(2) ? dice_.of(edgeOperators) : "");
+          break;
+        case 1:
+          text += dice_.oneIn(6) ? "1 " : dice_.oneIn(2) ? "x##" + parameter : parameter + "##" + parameter;
+          break;
+        case 2: text += tidyTokensOf(1, 3); break;
+        case 3: text += "(" + parameter + ")"; break;
+        case 4: text += dice_.of(tidyTokens); break;
+        default: text += parameter; break;
+      }
+      text += tidyGap();
+    }
+    return text;
+  }
+
+  void tidyDefinition() {
+    if (dice_.oneIn(3)) {
+      text_ += "#define " + std::string(dice_.of(tidyObjects)) + " " + tidyBody(0) + "\n";
+      return;
+    }
+    const FunctionMacro& defined = tidyMacros[dice_.roll(std::size(tidyMacros))];
+    text_ += "#define " + std::string(defined.name) + "(";
+    for (unsigned i = 0; i < defined.count; i++) text_ += (i == 0 ? "" : ",") + std::string(parameters[i]);
+    text_ +=
+        ") " + tidyBody(defined.count) + (dice_.oneIn(8) ? "\\\n " + tidyBody(defined.count) : "") + "\n";
+  }
+
+  // Definitions and calls without anything that is out of the common.
+  void tidyLines(unsigned count) {
+    for (unsigned i = 0; i < 8; i++) tidyDefinition();
+    for (; count != 0 && text_.size() < limit_; count--) {
+      if (dice_.oneIn(30)) {
+        tidyDefinition();
+        continue;
+      }
+      // The paths of plain calls need some text after them in the buffer.
+      text_ += tidyTokensOf(1 + dice_.roll(5), 0) + "\n" + (dice_.oneIn(2) ? words(6) + ";\n" : "");
+    }
   }
 
   // --- Changes of bytes ---
