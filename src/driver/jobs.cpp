@@ -85,8 +85,10 @@ static Batch& gathered() {
 void resetJobs(UnitRoutine routine) {
   unitRoutine = routine;
   firstPending = pendingCount = 0;
-  gathered().count = 0;
-  emptyBuffer(gathered().names);
+  if (jobCount > 1) {
+    gathered().count = 0;
+    emptyBuffer(gathered().names);
+  }
   jobCount = 1;
   runningCount = 0;
   anyFailed = false;
@@ -297,7 +299,7 @@ static uint32_t printBatch(Batch& batch) {
     if (head.length < sizeof head || rest > text.size()) break;
     if (!printJob(batch.job, head.outEnd, head.errEnd))
       reportBroken(batch.pathOf(done), "(its messages are lost)");
-    takeResult(head, text.substr(0, rest));
+    takeResult(head, {text.data(), rest});
     text.remove_prefix(rest);
   }
   if (done == batch.count) return done;
@@ -354,9 +356,13 @@ static void startGathered() {
 }
 
 bool finishJobs() {
-  startGathered();
-  while (pendingCount != 0) waitForOne();
-  emptyBuffer(resultText);
+  // Without processes the batches are not even looked at: a run of one small file is mostly pages touched
+  // first.
+  if (jobCount > 1) {
+    startGathered();
+    while (pendingCount != 0) waitForOne();
+    emptyBuffer(resultText);
+  }
   return !anyFailed;
 }
 

@@ -311,7 +311,7 @@ static bool holdsName(std::string_view text, const IdentEntry* entry) {
     } else if (isNameByte(Byte(text[i]))) {
       const size_t start = i;
       while (i + 1 < text.length() && isNameByte(Byte(text[i + 1]))) ++i;
-      if (text.substr(start, i + 1 - start) == name) return true;
+      if (std::string_view(text.data() + start, i + 1 - start) == name) return true;
     }
   }
   return false;

@@ -85,11 +85,11 @@ static void addDefinition() {
 }
 
 void beginExplainedUnit(const char* path, const char* name, uint32_t nameLimit) {
-  const std::string_view whole = name;
+  const size_t length = std::strlen(name);
   emptyBuffer(macro.definition);
   emptyBuffer(macro.place);
   emptyBuffer(line);
-  macro = {whole.substr(0, nameLimit), path, false, false, {}, {}};
+  macro = {std::string_view(name, length < nameLimit ? length : nameLimit), path, false, false, {}, {}};
   explaining = true;
 }
 
