@@ -95,7 +95,8 @@ enum FlatByte : Byte {
 constexpr std::array<Byte, 256> flatBytes = [] {
   std::array<Byte, 256> table{};
   for (int c = '0'; c <= '9'; ++c) table[size_t(c)] = flatWord;
-  for (int c = 'a'; c <= 'z'; ++c) table[Byte(c)] = table[Byte(c - 'a' + 'A')] = flatWord;
+  for (int c = 'A'; c <= 'Z'; ++c) table[size_t(c)] = flatWord;
+  for (int c = 'a'; c <= 'z'; ++c) table[size_t(c)] = flatWord;
   for (const char c : {'!', '%', '&', '*', '+', '-', '.', '/', ':', '<', '=', '>', '?', '^', '|'})
     table[Byte(c)] = flatOperator;
   for (const char c : {'[', ']', '{', '}', ';', '~'}) table[Byte(c)] = flatMark;
