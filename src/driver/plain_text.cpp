@@ -58,7 +58,7 @@ struct PlainRun {
 };
 
 // Notes that a token has been written.
-VSP_INLINE void wrote(PlainRun& run, int code) {
+VSP_INLINE void noteToken(PlainRun& run, int code) {
   run.previous = code;
   run.tokenLine = run.line;
 }
@@ -80,10 +80,16 @@ VSP_INLINE void writeWord(PlainRun& run, const Byte* text, size_t length, int co
   separateWord(run);
   copyRun(run.out, text, length);
   run.out += length;
-  wrote(run, code);
+  noteToken(run, code);
 }
 
 static bool passCall(PlainRun& run, IdentEntry* entry, const Byte* end);
+
+// True for the lengths of the dynamic names: those of __FILE__, as most have it, and of
+// __cplusplus.
+constexpr bool hasDynamicLength(uint32_t length) {
+  return length == sizeof "__FILE__" - 1 || length == sizeof "__cplusplus" - 1;
+}
 
 VSP_INLINE bool passName(PlainRun& run) {
   const Byte* const text = run.cursor;
@@ -98,7 +104,7 @@ VSP_INLINE bool passName(PlainRun& run) {
     return true;
   }
   // A dynamic name, by its length; and the prefix of a wide literal.
-  if (text[0] == '_' && text[1] == '_' && (length == 8 || length == 11)) return false;
+  if (text[0] == '_' && text[1] == '_' && hasDynamicLength(length)) return false;
   if (text[0] == 'L' && length == 1 && (*end == '"' || *end == '\'')) return false;
   IdentEntry* const entry = findKnown(makeName(text, length));
   if (entry != nullptr && entry->isMacro()) return run.calls && passCall(run, entry, end);
@@ -127,7 +133,7 @@ VSP_INLINE bool passNumber(PlainRun& run) {
 VSP_INLINE bool passPunctuator(PlainRun& run, int code, size_t length) {
   if (needsSeparator(run.previous, code)) *run.out++ = ' ';
   for (; length != 0; --length) *run.out++ = *run.cursor++;
-  wrote(run, code);
+  noteToken(run, code);
   return true;
 }
 
@@ -191,7 +197,7 @@ VSP_INLINE bool passString(PlainRun& run) {
   copyRun(run.out, run.cursor, length);
   run.out += length;
   run.cursor = end + 1;
-  wrote(run, tokString);
+  noteToken(run, tokString);
   scanner.lastStringChar = -1;
   scanner.wideString = false;
   return true;
@@ -206,7 +212,7 @@ VSP_INLINE bool passCharConst(PlainRun& run) {
   copyRun(run.out, run.cursor, 3);
   run.out += 3;
   run.cursor += 3;
-  wrote(run, tokCharConst);
+  noteToken(run, tokCharConst);
   scanner.wideChar = false;
   return true;
 }
@@ -284,7 +290,7 @@ VSP_INLINE bool passOne(PlainRun& run) {
     // None of these stands in a pair that would read as one.
     *run.out++ = c;
     ++run.cursor;
-    wrote(run, entry - wholeToken);
+    noteToken(run, entry - wholeToken);
     return true;
   }
   switch (entry) {
@@ -323,13 +329,13 @@ constexpr uint32_t tokensBeforeWindow = 12;
 
 #if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
 
-// --- Stretches ---
+// --- Segments ---
 //
 // Names, plain integers, blanks and punctuators are the bulk of a text, and are
-// written as they stand. So they are passed in stretches: the bytes are sorted
+// written as they stand. So they are passed in segments: the bytes are sorted
 // sixteen at a time, a name costs a look at the filter of special names, and the
-// stretch is copied as a whole. An operator with another operator before it, even
-// across blanks, ends the stretch, for only such pairs may need a blank more.
+// segment is copied as a whole. An operator with another operator before it, even
+// across blanks, ends the segment, for only such pairs may need a blank more.
 
 // The bytes from `base` on, sorted: bit i stands for base[i].
 struct ByteWindow {
@@ -399,7 +405,7 @@ VSP_INLINE bool isOperatorPair(Byte c, Byte d) {
   return c == '-' && d == '>';
 }
 
-// Where the operators of the stretch from `from` to `end` are no longer plain.
+// Where the operators of the segment from `from` to `end` are no longer plain.
 VSP_INLINE unsigned plainOperatorsEnd(const ByteWindow& window, unsigned from, unsigned end) {
   const uint64_t part = bitsBelow(end) & (~uint64_t{0} << from);
   const uint64_t operators = window.operators & part;
@@ -430,8 +436,8 @@ VSP_INLINE unsigned plainOperatorsEnd(const ByteWindow& window, unsigned from, u
   return last;
 }
 
-// Where the names and numbers of the stretch from `from` to `end` are no longer plain.
-// The byte at `end` belongs to another stretch.
+// Where the names and numbers of the segment from `from` to `end` are no longer plain.
+// The byte at `end` belongs to another segment.
 VSP_INLINE unsigned plainNamesEnd(const PlainRun& run, const ByteWindow& window, unsigned from,
                                   unsigned end) {
   if (run.settled) {
@@ -454,23 +460,23 @@ VSP_INLINE unsigned plainNamesEnd(const PlainRun& run, const ByteWindow& window,
   return end;
 }
 
-// Notes what a stretch that has been passed ends in; it is no operator. Punctuators
+// Notes what a segment that has been passed ends in; it is no operator. Punctuators
 // that stand in no pair count as one.
-VSP_INLINE void noteStretch(PlainRun& run, const ByteWindow& window, unsigned from, unsigned end) {
+VSP_INLINE void noteSegment(PlainRun& run, const ByteWindow& window, unsigned from, unsigned end) {
   const uint64_t tokens = ~window.blanks & bitsBelow(end) & (~uint64_t{0} << from);
   if (tokens == 0) return;
   const unsigned last = unsigned(windowSize - 1) - unsigned(__builtin_clzll(tokens));
   if ((window.names >> last & 1) == 0) {
-    wrote(run, tokSemicolon);
+    noteToken(run, tokSemicolon);
     return;
   }
   const uint64_t others = ~window.names & bitsBelow(last);
   const unsigned start = others == 0 ? 0 : unsigned(windowSize) - unsigned(__builtin_clzll(others));
-  wrote(run, (window.digits >> start & 1) != 0 ? tokIntConst : tokIdent);
+  noteToken(run, (window.digits >> start & 1) != 0 ? tokIntConst : tokIdent);
 }
 
-// Passes the stretch at the cursor, which is in the window. False if there is none.
-VSP_INLINE bool passStretch(PlainRun& run, const ByteWindow& window) {
+// Passes the segment at the cursor, which is in the window. False if there is none.
+VSP_INLINE bool passSegment(PlainRun& run, const ByteWindow& window) {
   const unsigned from = unsigned(run.cursor - window.base);
   const uint64_t plain = window.names | window.blanks | window.operators | window.marks;
   unsigned end = lowestBit(~plain & (~uint64_t{0} << from));
@@ -488,12 +494,12 @@ VSP_INLINE bool passStretch(PlainRun& run, const ByteWindow& window) {
   for (unsigned i = from; i < end; i += 16) std::memcpy(run.out + (i - from), window.base + i, 16);
   run.out += end - from;
   run.cursor = window.base + end;
-  noteStretch(run, window, from, end);
+  noteSegment(run, window, from, end);
   return true;
 }
 
 // A line feed and the blanks after it, if the next line begins in the window with a
-// stretch or another line feed.
+// segment or another line feed.
 VSP_INLINE bool passLineFeed(PlainRun& run, const ByteWindow& window) {
   const bool paired = run.cursor[0] == '\r' && run.cursor[1] == '\n';
   if (run.cursor[0] != '\n' && !paired) return false;
@@ -506,10 +512,10 @@ VSP_INLINE bool passLineFeed(PlainRun& run, const ByteWindow& window) {
   return true;
 }
 
-// Passes text by stretches, and what stands between them by tokens. Gives up at the
+// Passes text by segments, and what stands between them by tokens. Gives up at the
 // first place that is not plain, or near the end of either buffer; true in the second
 // case.
-VSP_INLINE bool passStretches(PlainRun& run) {
+VSP_INLINE bool passSegments(PlainRun& run) {
   if (scanner.wideChar || identLimit < windowSize) return true;
   while (run.limit - run.cursor >= windowRoom) {
     ByteWindow window;
@@ -518,7 +524,7 @@ VSP_INLINE bool passStretches(PlainRun& run) {
     const Byte* const last = window.base + (windowSize - 1) - __builtin_clzll(~window.names | 1);
     while (run.cursor <= last) {
       if (run.out >= run.outLimit || run.out == output.buffer) return true;
-      if (!passLineFeed(run, window) && !passStretch(run, window) && !passOne(run)) return false;
+      if (!passLineFeed(run, window) && !passSegment(run, window) && !passOne(run)) return false;
     }
   }
   return true;
@@ -526,8 +532,8 @@ VSP_INLINE bool passStretches(PlainRun& run) {
 
 static_assert(flatReadAhead >= windowRoom);
 
-// Passes a flat text in stretches.
-VSP_INLINE bool passFlatStretches(PlainRun& run, const Byte* end) {
+// Passes a flat text in segments.
+VSP_INLINE bool passFlatSegments(PlainRun& run, const Byte* end) {
   while (run.cursor < end) {
     const size_t left = size_t(end - run.cursor);
     ByteWindow window;
@@ -535,7 +541,7 @@ VSP_INLINE bool passFlatStretches(PlainRun& run, const Byte* end) {
     const Byte* const last = window.base + (windowSize - 1);
     while (run.cursor < end && run.cursor <= last) {
       if (run.out >= run.outLimit) return false;
-      if (!passStretch(run, window) && !passOne(run)) return false;
+      if (!passSegment(run, window) && !passOne(run)) return false;
     }
   }
   return true;
@@ -543,11 +549,11 @@ VSP_INLINE bool passFlatStretches(PlainRun& run, const Byte* end) {
 
 #else
 
-static bool passStretches(PlainRun&) {
+static bool passSegments(PlainRun&) {
   return true;
 }
 
-static bool passFlatStretches(PlainRun& run, const Byte* end) {
+static bool passFlatSegments(PlainRun& run, const Byte* end) {
   while (run.cursor < end)
     if (run.out >= run.outLimit || !passOne(run)) return false;
   return true;
@@ -566,11 +572,11 @@ static bool passSeamless(PlainRun& run, const FlatText& text) {
   run.out += length;
   const Byte* last = text.end;
   while (last != text.start && isNameByte(last[-1])) --last;
-  wrote(run, last == text.end ? tokSemicolon : isDigit(*last) ? tokIntConst : tokIdent);
+  noteToken(run, last == text.end ? tokSemicolon : isDigit(*last) ? tokIntConst : tokIdent);
   return true;
 }
 
-// Passes a flat text, in stretches where no call is near. False if it is not plain, or if the
+// Passes a flat text, in segments where no call is near. False if it is not plain, or if the
 // output has no room; nothing that has been written counts then.
 static bool passFlatText(PlainRun& run, const FlatText& text) {
   const Byte* const end = text.end;
@@ -579,7 +585,7 @@ static bool passFlatText(PlainRun& run, const FlatText& text) {
     if (run.out >= run.outLimit || !passOne(run)) return false;
     if (calls != run.callCount) count = tokensBeforeWindow + 1;
   }
-  return passFlatStretches(run, end);
+  return passFlatSegments(run, end);
 }
 
 // Passes a flat text that is not seamless. What has been written before all of it was seen
@@ -630,7 +636,7 @@ VSP_HOT int passPlainText(int previous) {
   PlainRun run{input.cursor, input.limit, output.cursor,  output.limit - plainRoom,
                previous,     currentLine, readyMarkers(), tokenState.line,
                calls,        false,       false,          0};
-  if (passTokens(run, tokensBeforeWindow) && passStretches(run)) passTokens(run, UINT32_MAX);
+  if (passTokens(run, tokensBeforeWindow) && passSegments(run)) passTokens(run, UINT32_MAX);
   settleLines(run);
   input.cursor = run.cursor;
   tokenState.line = run.tokenLine;

@@ -13,7 +13,7 @@
 // after the first stretch only.
 VSP_INLINE uint32_t plainStretch(const Byte* text, bool first) {
   const Byte* end = text;
-  while (*end != 0 && *end < 0x80 && (first || *end != endOfTextByte)) ++end;
+  while (*end != 0 && *end < firstParameter && (first || *end != endOfTextByte)) ++end;
   return uint32_t(end - text);
 }
 

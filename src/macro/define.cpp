@@ -549,7 +549,7 @@ static Byte* encodeValue(const char* value) {
   Byte* target = encoded;
   for (size_t i = 0; i < length; ++i) {
     const Byte c = Byte(value[i]);
-    if (c >= 0x80) *target++ = escapeMark;
+    if (c >= firstParameter) *target++ = escapeMark;
     *target++ = c;
   }
   *target++ = endOfBodyMark;

@@ -217,7 +217,7 @@ static bool expandsToItself(const Byte* text, uint32_t length) {
       // A name that begins inside a number loses its mark.
       while (isDigit(text[1])) ++text;
       if (text[1] == noExpandCode || text[1] == '.' || isNameByte(text[1])) return false;
-    } else if (entry != classCopy || c == 0 || c >= 0x80) {
+    } else if (entry != classCopy || c == 0 || c >= firstParameter) {
       return false;
     }
     marked = false;
@@ -252,7 +252,7 @@ static bool endsArgument(TokenCode code, InputFrame* frame, const Byte* raw) {
   }
   if (!isBeingRead(frame, raw)) {
     // The reader has left the text, as a comment without an end makes it: the
-    // byte in hand is for others to read.
+    // byte read last is for others to read.
     if (input.top != nullptr) ungetChar();
     return true;
   }

@@ -1,7 +1,7 @@
 // The identifier table: one entry per name of a unit, which is keyword, macro
 // and name at once.
 //
-// A name on its way is a value: its bytes, their number and their hash. The table
+// A name that has been read is passed around as a value: its bytes, their number and their hash. The table
 // turns it into an entry, and entries compare by address. findEntry enters a
 // name that is new; findKnown only looks. Entries live in the SAVE
 // region until the unit ends.
@@ -19,6 +19,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstring>
 
 #include "base.h"
@@ -76,21 +77,23 @@ VSP_INLINE bool isNameByte(Byte c) {
   return nameBytes[c] != 0;
 }
 
+// Spreads the bits of a word: the golden ratio in 64 bits.
+constexpr uint64_t hashFactor = 0x9E3779B97F4A7C15;
+
 // The two halves of the product, so that each bit of the result depends on every bit
 // of `word`.
 VSP_INLINE uint64_t mixWord(uint64_t state, uint64_t word) {
-  constexpr uint64_t factor = 0x9E3779B97F4A7C15;
 #ifdef __SIZEOF_INT128__
   __extension__ using Wide = unsigned __int128;
-  const Wide product = Wide{state ^ word} * factor;
+  const Wide product = Wide{state ^ word} * hashFactor;
   return uint64_t(product) ^ uint64_t(product >> 64);
 #else
   const uint64_t value = state ^ word;
-  const uint64_t low = (value & 0xFFFFFFFF) * (factor & 0xFFFFFFFF);
-  const uint64_t first = (value >> 32) * (factor & 0xFFFFFFFF) + (low >> 32);
-  const uint64_t second = (value & 0xFFFFFFFF) * (factor >> 32) + (first & 0xFFFFFFFF);
-  const uint64_t high = (value >> 32) * (factor >> 32) + (first >> 32) + (second >> 32);
-  return (value * factor) ^ high;
+  const uint64_t low = (value & 0xFFFFFFFF) * (hashFactor & 0xFFFFFFFF);
+  const uint64_t first = (value >> 32) * (hashFactor & 0xFFFFFFFF) + (low >> 32);
+  const uint64_t second = (value & 0xFFFFFFFF) * (hashFactor >> 32) + (first & 0xFFFFFFFF);
+  const uint64_t high = (value >> 32) * (hashFactor >> 32) + (first >> 32) + (second >> 32);
+  return (value * hashFactor) ^ high;
 #endif
 }
 
@@ -189,7 +192,8 @@ IdentEntry* lookupName(const Byte* text);
 // as macros and keywords that are written in another way. A name whose bit is not set
 // need not be looked up. Bits are set in the course of a unit and never cleared, and a
 // plain name may share one, so a set bit says nothing.
-constexpr uint32_t nameFilterBits = 32768;
+constexpr int filterIndexBits = 15;
+constexpr uint32_t nameFilterBits = 1U << filterIndexBits;
 extern uint64_t nameFilter[nameFilterBits / 64];
 
 // Counts the changes of the filter, over all units, and holds the bits that were set last: a text
@@ -201,9 +205,10 @@ extern uint32_t changedFilterBits[filterChangesKept];  // number n stands at n %
 // The bit of a name: `first` holds its first bytes, up to eight, zeros after them,
 // `last` its last ones in the same way.
 VSP_INLINE uint32_t filterIndex(uint64_t first, uint64_t last) {
-  return uint32_t(((first ^ (last << 23 | last >> 41)) * 0x9E3779B97F4A7C15U) >> 49);
+  // Any turn will do by which the ends of short names, which are the same, don't cancel out.
+  constexpr int turn = 23;
+  return uint32_t(((first ^ std::rotl(last, turn)) * hashFactor) >> (64 - filterIndexBits));
 }
-static_assert(nameFilterBits == 1U << (64 - 49));
 
 // Sets the bit of a name.
 void noteSpecialName(const Byte* text, uint32_t length);

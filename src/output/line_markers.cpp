@@ -23,7 +23,10 @@ static constinit char lastSyncName[syncNameSize] = {};
 
 constinit LineMarker lineMarker{};
 
-constexpr size_t markerNameLimit = sizeof lineMarker.text - 48;
+// What a kept marker has besides the name: the line end, the comment around it and the
+// number; and what the last step of a copy reads.
+constexpr size_t markerRest = 32 + markerStep;
+constexpr size_t markerNameLimit = sizeof lineMarker.text - markerRest;
 
 // The marker form of other tools: what they believe to be the place of the line that is being written.
 struct GnuMarkers {

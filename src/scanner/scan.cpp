@@ -41,20 +41,20 @@ constinit ScannerState scanner = {};
 // What a handler answers.
 struct Answer {
   enum Next : Byte {
-    token,       // a token is delivered
-    nextByte,    // the loop goes on
-    byteInHand,  // the loop goes on with `byte`, which has been read already
+    token,     // a token is delivered
+    nextByte,  // the loop goes on
+    heldByte,  // the loop goes on with `byte`, which has been read already
   };
 
   Next next;
-  Byte byte;     // with byteInHand
+  Byte byte;     // with heldByte
   int16_t code;  // with token: its TokenCode
 };
 
 constexpr Answer goOn = {Answer::nextByte, 0, 0};
 
 static constexpr Answer goOnWith(Byte c) {
-  return {Answer::byteInHand, c, 0};
+  return {Answer::heldByte, c, 0};
 }
 
 void startScanner() {
