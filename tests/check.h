@@ -81,7 +81,7 @@ struct RunSetup {
   std::vector<std::string> arguments;              // without the program's name
   std::map<std::string, std::string> environment;  // added to the fixed one
   std::function<void()> inChild;                   // limits; runs in the child before the program
-  std::function<void(pid_t)> inParent;             // runs beside the program
+  std::function<void(pid_t)> inParent;             // runs concurrently with the program
   std::string program = placeOf("VSP_PROGRAM", VSP_PROGRAM);
   unsigned seconds = 60;  // after which the run is killed
 };

@@ -484,7 +484,7 @@ TEST_F(Jobs, ABrokenUnitHarmsNoOther) {
   for (int i = 0; i < count; i++) file("v" + std::to_string(1000 + i) + ".c", "int x;\n");
   writeWaitingUnit();
   setup_.inParent = [this](pid_t program) {
-    // All others are done by then, and the one in its midst waits for ever.
+    // All others are done by then, and the one that runs waits for ever.
     ASSERT_TRUE(waitForTemporary());
     usleep(300000);
     for (const pid_t child : childrenOf(program, 1)) kill(child, SIGKILL);

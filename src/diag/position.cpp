@@ -6,3 +6,9 @@ constinit const char* currentFileName = nullptr;
 constinit int32_t currentLine = 0;
 constinit int32_t messageLine = 0;
 constinit uint32_t totalLines = 0;
+
+void resetPosition() {
+  currentFileName = nullptr;
+  currentLine = messageLine = 0;
+  totalLines = 0;
+}

@@ -1,5 +1,5 @@
-// Where the reading is: the position that tokens and messages name. The input
-// stack and #line write it.
+// Where the reading is: the position that tokens and messages name. Whoever passes a
+// line end moves it; docs/internals.md lists them.
 
 #pragma once
 
@@ -9,3 +9,6 @@ extern const char* currentFileName;  // as pushed, or as #line set it; null outs
 extern int32_t currentLine;          // of the character read last
 extern int32_t messageLine;          // the line that messages name, 0 for none
 extern uint32_t totalLines;          // all line ends of all files of the unit
+
+// Nowhere: no file and no line; the start and the end of a unit.
+void resetPosition();

@@ -7,7 +7,7 @@
 // next unit begins: a teardown may run into anything and adds no second message.
 //
 // Texts come from the catalogue, which a translator may have replaced. So the
-// formatter trusts no placeholder: it goes by the kind of the argument at hand and
+// formatter trusts no placeholder: it goes by the kind of the argument that it has and
 // never reads one that wasn't given. Nothing on this path allocates.
 
 #include "diag/report.h"

@@ -17,7 +17,6 @@
 #include "input/cond_stack.h"
 #include "input/frame.h"
 #include "input/guard.h"
-#include "input/macro_frames.h"
 #include "macro/define.h"
 #include "macro/explain_macro.h"
 #include "names/names.h"

@@ -13,7 +13,6 @@
 #include "output/line_markers.h"
 #include "output/output.h"
 #include "platform/paths.h"
-#include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/skip.h"
 #include "scanner/state.h"

@@ -334,7 +334,8 @@ static void collectFirst() {
   --pendingCount;
 }
 
-// Waits until one process more has ended, and prints the units whose turn it is. `gathered` moves along.
+// Waits until one process more has ended, and prints the units whose turn it is. The gathered batch keeps its
+// slot.
 static void waitForOne() {
   waitForProcess();
   while (pendingCount != 0 && batchAt(0).ended) collectFirst();

@@ -15,7 +15,6 @@
 #include "diag/position.h"
 #include "scanner/separators.h"
 #include "input/frame.h"
-#include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "macro/flat_text.h"
 #include "names/names.h"
@@ -27,7 +26,7 @@
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/numbers.h"
-#include "scanner/scan.h"
+#include "scanner/token.h"
 #include "scanner/state.h"
 
 #if defined(__SSE2__) && !defined(VSP_SCALAR_SEARCH)
@@ -70,9 +69,7 @@ bool mayPassPlainText() {
 
 // Writes the blank that keeps a token which begins with a word byte apart.
 VSP_INLINE void separateWord(PlainRun& run) {
-  const bool afterNumber =
-      run.previous == tokIntConst || run.previous == tokLongConst || run.previous == tokFloatConst;
-  if (wordBytes[run.out[-1]] && !afterNumber) *run.out++ = ' ';
+  if (wordBytes[run.out[-1]] && !isNumber(run.previous)) *run.out++ = ' ';
 }
 
 // Writes a name, a number or a keyword.

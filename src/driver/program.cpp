@@ -282,7 +282,7 @@ int runProgram(int argc, char** argv) {
   if (!isJobProcess() && !writeReportFiles(runFailed)) runFailed = true;
   dropReports();
   writeHints(runFailed);
-  // The memory goes with the process: two system calls of 8 us each released it before.
+  // The memory goes with the process: to release it takes two system calls of 8 us each.
   if (!finishConsole()) runFailed = true;
   removeFaultFilters();
   return runFailed ? 1 : 0;

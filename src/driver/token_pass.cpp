@@ -11,7 +11,6 @@
 #include "driver/open_output.h"
 #include "driver/plain_text.h"
 #include "input/frame.h"
-#include "input/macro_frames.h"
 #include "names/names.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"
@@ -167,8 +166,7 @@ void tokenPass() {
       runDirective();
       continue;
     }
-    const bool afterNumber = previous == tokIntConst || previous == tokLongConst || previous == tokFloatConst;
-    if (wordTokens[size_t(code)] && wordBytes[output.lastChar] && !afterNumber) emitChar(' ');
+    if (wordTokens[size_t(code)] && wordBytes[output.lastChar] && !isNumber(previous)) emitChar(' ');
     writeToken(previous, code);
     previous = plainText ? passPlainText(code) : code;
   }

@@ -24,6 +24,7 @@
 #include "input/guard.h"
 #include "macro/define.h"
 #include "macro/explain_macro.h"
+#include "macro/flat_text.h"
 #include "macro/predefined.h"
 #include "memory/memory.h"
 #include "names/names.h"
@@ -60,13 +61,14 @@ static void beginUnit(const UnitRun& unit) {
   const char* const path = unit.path;
   resetCounters();
   resetGuards();
-  messageLine = 0;
+  resetPosition();
   beginExpressions();
   resetInputStack();
   resetNames();
   installKeywords();
   loadWarnings();
   startScanner();
+  resetFlatTexts();
   beginUnitFiles();
   resetLineMarkers();
   currentFileName = memCopy(path, std::strlen(path));
@@ -125,9 +127,7 @@ static void translationUnit(UnitRun& unit) {
   if (recording) beginFileEvents();
   if (!runProtected(runUnit, &unit)) abortUnit();
   optionImage = optionSave;
-  currentFileName = nullptr;
-  currentLine = 0;
-  messageLine = 0;
+  resetPosition();
 }
 
 // --- Faults ---

@@ -106,7 +106,7 @@ struct InputState {
   uint32_t includeDepth;        // file frames on the stack
   ConditionRecord* condStack;   // the open groups of the current file, newest first
 
-  // What macro text has left word of: its readers look at it and clear it.
+  // Flags set by macro text as it is read; its readers look at them and clear them.
   bool noExpandMark;        // a mark has been read: the name that follows it stands as it is
   bool pasteSeen;           // a paste has been read since the name began
   const Byte* pendingText;  // what the reader of strings takes in place of the input: a stringized argument,

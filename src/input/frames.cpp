@@ -324,6 +324,5 @@ bool popSourceFile(bool quiet) {
 
 void resetInputStack() {
   input = {};
-  totalLines = 0;
   searchesAngled = false;
 }

@@ -13,7 +13,6 @@
 
 #include "diag/report.h"
 #include "input/frame.h"
-#include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "macro/explain_macro.h"
 #include "memory/memory.h"

@@ -20,7 +20,6 @@
 #include "macro/predefined.h"
 #include "memory/memory.h"
 #include "options/lead_bytes.h"
-#include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"
 #include "scanner/read_name.h"

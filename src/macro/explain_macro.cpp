@@ -30,7 +30,7 @@ constinit bool tryingCall = false;
 
 // --- Readable text ---
 
-// The texts of the line at hand.
+// The texts of the current line.
 static constinit TextBuffer listText = {};
 static constinit TextBuffer resultText = {};
 static constinit TextBuffer placeText = {};
@@ -231,10 +231,9 @@ static void tokenTrial(TextBuffer& result) {
     const TokenCode code = getToken();
     if (code == tokEndOfFile || code == tokDirective || result.failed) break;
     const bool blank = output.lastChar == ' ' || output.lastChar == '\t';
-    const bool afterNumber = previous == tokIntConst || previous == tokLongConst || previous == tokFloatConst;
     const Byte last = blank || result.length == 0 ? ' ' : Byte(result.data[result.length - 1]);
-    const bool apart =
-        needsSeparator(previous, code) || (wordTokens[size_t(code)] && wordBytes[last] && !afterNumber);
+    const bool apart = needsSeparator(previous, code) ||
+                       (wordTokens[size_t(code)] && wordBytes[last] && !isNumber(previous));
     if (result.length != 0 && (blank || apart)) addByte(result, ' ');
     addToken(result, code);
     previous = code;

@@ -1,10 +1,10 @@
 // Flat texts: the collection of arguments in place, their expansion, and the body with them.
 //
 // Two stacks of bytes hold what is made: the flat texts, one for each macro that is being
-// read, and the texts of arguments. An argument that holds no macro's name needs neither; it
-// is used where it was written. Others are expanded while they are collected, calls in them
-// first, so that each byte of a call is looked at once however deep it lies. The texts of a
-// call's arguments go as soon as the body has been written with them.
+// read, and the texts of arguments. An argument without a name that the filter knows, and with
+// single spaces alone, needs neither; it is used where it was written. Others are expanded while they are
+// collected, calls in them first, so that each byte of a call is looked at once however deep it lies. The
+// texts of a call's arguments go as soon as the body has been written with them.
 //
 // A name that the filter of names doesn't know is plain wherever it stands. A body without
 // others makes a settled text of settled arguments, which nobody need search for names again.
@@ -67,6 +67,12 @@ static constinit bool seamsLeft = false;
 bool mayFlattenCalls() {
   // The ordinary way tells of each call.
   return !explaining && identLimit >= flatNameLimit && tokenText.end == tokenText.bytes;
+}
+
+void resetFlatTexts() {
+  depth = callsAround = depthOfCalls = 0;
+  flatTop = flatTexts;
+  argumentTop = argumentBytes;
 }
 
 // True if the macro has been called in the argument that is being expanded.
@@ -512,7 +518,7 @@ static bool writeBody(TextWriter& writer, const Byte* body, const FlatArgument* 
   }
 }
 
-// --- Bodies at hand ---
+// --- Cached bodies ---
 //
 // Bodies that have been read are kept in pieces, with what is known of their own names as long as
 // the filter doesn't change.

@@ -9,8 +9,8 @@
 //
 // A flat text is what the scanner would have read, byte for byte, so whoever passes plain
 // text can pass it too, with the calls that it holds. Whatever is not plain makes a routine
-// here give up. That is always possible, since nothing outside has changed until the whole
-// call has been passed: no message, no counter, no entry of the table of names.
+// here give up. That is always possible: until the whole call has been passed nothing outside has
+// changed that anybody reads, no message, no counter, no entry of the table of names.
 
 #pragma once
 
@@ -27,6 +27,9 @@ struct FlatText {
   bool seamless;  // a settled one that is written as it stands: no blank is missing in it
   bool calls;     // calls are to be expected in it
 };
+
+// Forgets what a unit that ended early has left; the start of a unit.
+void resetFlatTexts();
 
 constexpr ptrdiff_t flatReadAhead = 96;
 

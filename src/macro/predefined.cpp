@@ -11,7 +11,6 @@
 
 #include "diag/messages.h"
 #include "input/frame.h"
-#include "input/macro_frames.h"
 #include "macro/define.h"
 #include "memory/memory.h"
 #include "names/names.h"

@@ -19,7 +19,8 @@
 #include "base.h"
 #include "memory/poison.h"
 
-// Life of the layer: once at the start, at the end of each unit, once at the end.
+// Life of the layer: the start of a run, the end of each unit, and the end, which only a
+// second run in the same process needs.
 void memoryStart();
 void memoryEndUnit();
 void memoryStop();

@@ -59,7 +59,7 @@ void commitSAVEspace(size_t size) {
   saveCommitEnd += rounded;
 }
 
-// Gives nothing out yet, with the first commit unit at hand.
+// Gives nothing out yet, with the first commit unit usable.
 static void startRegion() {
   blobCursor = blobLimit = nullptr;
   saveCursor = saveCommitEnd = saveBase;

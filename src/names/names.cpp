@@ -164,7 +164,7 @@ void resetNames() {
   std::memset(firstSlots, 0, sizeof firstSlots);
   nameTable = {firstSlots, firstSlotCount - 1, 0};
   std::memset(nameFilter, 0, sizeof nameFilter);
-  nameFilterChange += filterChangesKept + 1;  // what is known of older states is void
+  nameFilterChange += filterChangesKept + 1;  // nothing that is known of older states holds any more
   noteDynamicNames();
   identLimit = optionImage.maxIdentLength;
   if (identLimit == 0 || (cplusplusMode && optionImage.languageLevel == levelAnsi))

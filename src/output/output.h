@@ -13,7 +13,7 @@
 
 #include "base.h"
 
-// Large enough that the calls of the system don't count: with 3,584 bytes they took a
+// Large enough that the calls of the system don't count: with blocks of 3,584 bytes they take a
 // third of the time of a plain text. A small output touches its first pages alone.
 constexpr uint32_t outputBufferSize = 0x10000;
 

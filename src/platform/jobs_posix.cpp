@@ -62,7 +62,7 @@ static bool openJob(Job& job) {
   return false;
 }
 
-// The first steps of the job's process. Its siblings are no business of its own.
+// The first steps of the job's process. It has nothing to do with its siblings.
 static void becomeJob(Job& job, pid_t parent) {
   for (volatile pid_t& process : running) process = 0;
   obeyStopSignal();
@@ -144,7 +144,7 @@ static bool readNameless(intptr_t handle, uint64_t& done, uint64_t limit, Take t
   return true;
 }
 
-// A failed write is told at the end of the run, as ever.
+// A failed write is told at the end of the run, as usual.
 static bool printPart(const char* text, size_t length) {
   (void)writeConsole(text, length);
   return true;

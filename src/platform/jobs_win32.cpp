@@ -194,7 +194,7 @@ static bool readTemporary(intptr_t handle, uint64_t& done, uint64_t limit, Take 
   return true;
 }
 
-// A failed write is told at the end of the run, as ever.
+// A failed write is told at the end of the run, as usual.
 static bool printPart(const char* text, size_t length) {
   (void)writeConsole(text, length);
   return true;

@@ -19,7 +19,7 @@ struct Explanation {
   std::string_view name;  // as far as it counts
   const char* path;       // of the unit
   bool begun;             // something has been told of it
-  bool known;             // the macro is defined, and was so before our eyes
+  bool known;             // the macro is defined, and its definition was in the text of this unit
   TextBuffer definition;  // its parameters and its text
   TextBuffer place;       // where that stands
 };
@@ -109,7 +109,7 @@ bool isExplained(const Byte* name, size_t length) {
   return macro.name == std::string_view(asChars(name), length);
 }
 
-// Notes the definition at hand for what comes after it.
+// Notes the current definition for what comes after it.
 static void keepDefinition(DefinitionOrigin origin, std::string_view parameters, std::string_view text) {
   macro.definition.length = macro.place.length = 0;
   appendBytes(macro.definition, parameters.data(), parameters.length());

@@ -111,6 +111,7 @@ static std::span<Include> listIncludes(TextBuffer& list, const TextBuffer& parts
 // Adds what another part says of the same file.
 static void mergeFile(Include& node, const Include& part) {
   node.isUnit |= part.isUnit;
+  if (part.head.kind != fileRead) node.head.kind = part.head.kind;
   node.head.guarded |= part.head.guarded;
   node.head.bytes = std::max(node.head.bytes, part.head.bytes);
   node.head.lines = std::max(node.head.lines, part.head.lines);

@@ -2,7 +2,7 @@
 
 #include "scanner/keywords.h"
 
-#include "input/include_search.h"
+#include "input/frame.h"
 #include "names/names.h"
 #include "options/option_image.h"
 #include "scanner/token.h"

@@ -13,7 +13,6 @@
 
 #include "diag/report.h"
 #include "input/frame.h"
-#include "input/macro_frames.h"
 #include "options/option_image.h"
 #include "scanner/char_class.h"
 #include "scanner/literals.h"

@@ -3,7 +3,7 @@
 
 #include "scanner/read_name.h"
 
-#include "input/macro_frames.h"
+#include "input/frame.h"
 #include "scanner/token.h"
 #include "scanner/token_text.h"
 

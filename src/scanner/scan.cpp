@@ -9,7 +9,6 @@
 #include "diag/position.h"
 #include "diag/report.h"
 #include "input/frame.h"
-#include "input/macro_frames.h"
 #include "input/macro_text.h"
 #include "options/lead_bytes.h"
 #include "options/option_image.h"

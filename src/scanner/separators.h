@@ -23,6 +23,11 @@ inline constexpr std::array<bool, tokenCodeCount> wordTokens = {
 };
 static_assert(wordTokens[tokString] && wordTokens[tokIntConst] && !wordTokens[tokEndOfFile]);
 
+// True for numbers, which no word after them is kept apart from.
+constexpr bool isNumber(int code) {
+  return code == tokIntConst || code == tokLongConst || code == tokFloatConst;
+}
+
 constexpr int pairTokens = 64;  // tokens with a lower code may stand in the pairs below
 static_assert(tokIdent <= pairTokens, "all punctuators do");
 

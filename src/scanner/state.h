@@ -25,7 +25,8 @@ struct ScannerState {
   // read again.
   bool plainIdent = false;
 
-  // What nextStringChar returned last.
+  // The last character of the string being read; ' ' in place of one after a backslash,
+  // -1 at the end.
   int lastStringChar = 0;
 
   // The name of the last tokIdent, as it stands at the end of tokenText. Tokens name it
