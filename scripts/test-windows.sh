@@ -171,7 +171,7 @@ checkPackage() {
   mkdir -p "$work"
   scripts/package.sh windows >"$logs/package" 2>&1 && unzip -q -d "$work" build/vsp32-windows.zip
   files=$(cd "$work" && find . -type f | LC_ALL=C sort | tr '\n' ' ')
-  if [ "$files" = "./vsp32/LICENSE.txt ./vsp32/README.txt ./vsp32/vsp32.DEU ./vsp32/vsp32.exe " ]; then
+  if [ "$files" = "./vsp32/LICENSE.txt ./vsp32/README.txt ./vsp32/SWITCHES.txt ./vsp32/vsp32.DEU ./vsp32/vsp32.exe " ]; then
     ok=$((ok + 1))
   else
     cat "$logs/package"

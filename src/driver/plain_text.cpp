@@ -593,6 +593,7 @@ static bool passInner(PlainRun& run, const FlatText& text) {
   inner.limit = text.end + 1;
   inner.flat = true;
   inner.settled = text.settled;
+  inner.calls &= !text.pasted;
   if (!passFlatText(inner, text)) return false;
   run.out = inner.out;
   run.previous = inner.previous;

@@ -9,7 +9,8 @@
 // A name that the filter of names doesn't know is plain wherever it stands. A body without
 // others makes a settled text of settled arguments, which nobody need search for names again.
 //
-// Marks are not needed. A name would have to carry one if its macro is hidden where the
+// Marks are not needed, but for pasted names: whoever has a paste in its body calls no macro here.
+// Else a name would have to carry one if its macro is hidden where the
 // argument is expanded, and no longer where it is read again: if the macro has been called in
 // the argument itself. That makes the call one for the ordinary way.
 
@@ -47,6 +48,7 @@ struct FlatLevel {
   Byte* text;  // where its flat text begins
   IdentEntry* entry;
   const Byte* macroBody;  // goes back into the entry
+  bool pasted;            // the body has a paste
 };
 static constinit FlatLevel levels[flatDepthLimit] = {};
 static constinit uint32_t depth = 0;
@@ -73,6 +75,12 @@ void resetFlatTexts() {
   depth = callsAround = depthOfCalls = 0;
   flatTop = flatTexts;
   argumentTop = argumentBytes;
+}
+
+// True if the text being read is that of a body with a paste. A name there may have the mark of an
+// argument, which goes to the next name where there is none that it belongs to.
+static bool isPasted() {
+  return depth != 0 && levels[depth - 1].pasted;
 }
 
 // True if the macro has been called in the argument that is being expanded.
@@ -279,7 +287,8 @@ static const Byte* expandCall(IdentEntry* entry, const Byte* next, const Byte* l
   FlatText flat;
   next = flattenCall(entry, next, limit, flat);
   if (next == nullptr) return nullptr;
-  const bool expanded = flat.settled ? appendText(flat.start, flat.end) : expandFlatText(flat);
+  // A settled text may still hold the beginning of a comment, which only a seamless one can't.
+  const bool expanded = flat.seamless ? appendText(flat.start, flat.end) : expandFlatText(flat);
   endFlatText();
   return expanded ? next : nullptr;
 }
@@ -295,6 +304,7 @@ static const Byte* expandName(const Byte* text, const Byte* end, const Byte* lim
     namesLeft = true;
     return appendName(text, end) ? end : nullptr;
   }
+  if (isPasted()) return nullptr;
   if (*entry->macroBody == objectLike) return expandCall(entry, end, limit);
   const Byte* next = end;
   while (*next == ' ' || *next == '\t') ++next;
@@ -505,14 +515,16 @@ VSP_INLINE bool writeArgument(TextWriter& writer, const FlatArgument& argument, 
   return form == rawArgument ? writeRaw(writer, argument) : writeString(writer, argument);
 }
 
-// Writes a body with the arguments of its call. False if it holds something that is not plain.
-static bool writeBody(TextWriter& writer, const Byte* body, const FlatArgument* arguments) {
-  for (;;) {
+// Writes a body with the arguments of its call. `pasted` says whether there is a paste in it. False
+// if it holds something that is not plain.
+static bool writeBody(TextWriter& writer, const Byte* body, const FlatArgument* arguments, bool& pasted) {
+  for (pasted = false;;) {
     const Byte* const text = body;
     BodyPiece piece = {};
     if (!readPiece(body, piece) || piece.length > size_t(writer.limit - writer.target)) return false;
     copyRun(writer.target, text, piece.length);
     writer.target += piece.length;
+    pasted |= piece.pasted;
     if (piece.end == endOfPieces) return true;
     if (piece.end != noArgument && !writeArgument(writer, arguments[piece.argument], piece.end)) return false;
   }
@@ -554,6 +566,7 @@ static bool splitBody(BodyShape& shape, const Byte* body) {
     if (!readPiece(body, piece) || piece.length > size_t(shape.text + shapeTextSize - target)) return false;
     std::memcpy(target, text, piece.length);
     target += piece.length;
+    shape.pasted |= piece.pasted;
     if (piece.end == endOfPieces) return true;
   }
   return false;
@@ -590,7 +603,6 @@ static void judgeShape(BodyShape& shape) {
   Byte* target = text;
   const Byte* source = shape.text;
   for (const BodyPiece& piece : shape.pieces) {
-    shape.pasted |= piece.pasted;
     if (target != text && (piece.length == 0 ? piece.end != endOfPieces : mayJoin(*source))) return;
     std::memcpy(target, source, piece.length);
     target += piece.length;
@@ -663,15 +675,16 @@ static bool pushFlatText(IdentEntry* entry, const FlatArgument* arguments, FlatT
   if (depth == flatDepthLimit) return false;
   const Byte* const body = entry->macroBody + 1;
   const BodyShape& shape = shapeOf(body);
-  if (!(shape.whole ? writePieces(writer, shape, arguments) : writeBody(writer, body, arguments)))
+  bool pasted = shape.pasted;
+  if (!(shape.whole ? writePieces(writer, shape, arguments) : writeBody(writer, body, arguments, pasted)))
     return false;
   *writer.target = endOfBodyMark;
-  flat = {flatTop, writer.target, shape.settled, shape.seamless, !shape.settled && !shape.pasted};
+  flat = {flatTop, writer.target, shape.settled, shape.seamless, pasted, !shape.settled && !pasted};
   if (arguments != nullptr) {
     flat.settled &= !namesLeft;
     flat.seamless &= !namesLeft && !seamsLeft;
   }
-  levels[depth++] = {flatTop, entry, entry->macroBody};
+  levels[depth++] = {flatTop, entry, entry->macroBody, pasted};
   flatTop = writer.target + 1;
   entry->macroBody = noMacro;
   return true;

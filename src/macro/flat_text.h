@@ -25,6 +25,7 @@ struct FlatText {
   const Byte* end;
   bool settled;   // no name in it is more than plain text
   bool seamless;  // a settled one that is written as it stands: no blank is missing in it
+  bool pasted;    // of a body with a paste: macros in it are for the ordinary way
   bool calls;     // calls are to be expected in it
 };
 
