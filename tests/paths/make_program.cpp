@@ -99,9 +99,11 @@ const char* const tidyTokens[] = {"a", "b", "y1",  "int", "__try",   "1",       
                                   "-", "=", "->",  "<",   "&",       "*",       ".",   "/",    ":",
                                   "?", ";", "[a]", "~",   "\"s t\"", "\"\\n\"", "'c'", "(b)",  "(1,2)",
                                   "{", "}", "==",  "-1",  "x.y",     "count",   "&&",  "L"};
-const char* const edgeOperators[] = {"-", "+", "<", "=", "&", ".", "/ ", "\"s\"", "("};
+const char* const edgeOperators[] = {"-", "+", "<", "=", "&", ".", "/ ", "/", "*", "\"s\"", "("};
 const FunctionMacro tidyMacros[] = {{"T0", 0}, {"T1", 1}, {"U1", 1}, {"T2", 2}, {"U2", 2}, {"T3", 3}};
-const char* const tidyObjects[] = {"O1", "O2", "a1", "xa", "ab"};
+const char* const tidyObjects[] = {"O1", "O2", "a1", "xa", "ab", "La"};
+const char* const callNames[] = {"T1", "U1"};
+const char* const pasteStarts[] = {"", "x##", "L##", "LL##", "a##"};
 
 class Maker {
  public:
@@ -495,12 +497,18 @@ class Maker {
     return text + ")";
   }
 
+  // A paste that may make the name of a macro.
+  std::string tidyPaste(const std::string& parameter) {
+    return dice_.of(pasteStarts) + parameter + (dice_.oneIn(2) ? "##b" : " ");
+  }
   std::string tidyBody(unsigned count) {
     std::string text;
     for (unsigned i = dice_.roll(7); i != 0; i--) {
       const std::string parameter = count == 0 ? "z" : parameters[dice_.roll(count)];
-      switch (dice_.roll(10)) {
+      switch (dice_.roll(12)) {
         case 0: text += count == 0 ? "x" : "#" + parameter; break;
+        case 10: text += tidyPaste(parameter); break;
+        case 11: text += std::string(dice_.of(callNames)) + "(" + tidyPaste(parameter) + ")"; break;
         case 9:
           text += dice_.of(edgeOperators) + parameter + (dice_.oneIn(2) ? dice_.of(edgeOperators) : "");
           break;
