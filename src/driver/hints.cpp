@@ -9,6 +9,7 @@
 #include "options/options.h"
 #include "platform/files.h"
 
+// The arguments of the run, with those of its response files.
 static constinit char** arguments = nullptr;
 static constinit int argumentCount = 0;
 

@@ -15,9 +15,9 @@
 #include "platform/output_file.h"
 #include "platform/paths.h"
 
-static constinit const char* sourcePath = nullptr;
-static constinit bool outputNamed = false;
-static constinit bool onConsole = false;  // the output is the console
+static constinit const char* sourcePath = nullptr;  // of the unit, as it was pushed
+static constinit bool outputNamed = false;          // the name has been made, and the output opened
+static constinit bool onConsole = false;            // the output is the console
 
 // The names that mean the console.
 static bool isConsoleOutput(const char* name) {

@@ -14,9 +14,9 @@ constexpr uint32_t manyUnits = 20;            // as many are shown at once
 constexpr int64_t longTime = 1'000'000'000;   // after which fewer are too, in nanoseconds
 constexpr int64_t shortestTime = 50'000'000;  // between two changes
 
-static constinit uint32_t unitCount = 0;
-static constinit int64_t startTime = 0;
-static constinit int64_t shownTime = 0;
+static constinit uint32_t unitCount = 0;  // of the run; 0 while no line may be shown
+static constinit int64_t startTime = 0;   // of the run, by steadyTime
+static constinit int64_t shownTime = 0;   // when the line changed last, 0 for never
 
 bool mayShowProgress() {
   // The explanation of a macro goes to the same place.

@@ -17,11 +17,12 @@
 #include "record/include_graph.h"
 #include "record/trace.h"
 
+// What the units have given so far.
 static constinit TextBuffer depsText = {};
-
 static constinit TextBuffer traceEvents = {};
 static constinit TextBuffer graphParts = {};
-static constinit const char* sarifPath = nullptr;
+
+static constinit const char* sarifPath = nullptr;  // of the log; empty for standard error, null for none
 
 // --- Whole reports ---
 

@@ -13,9 +13,9 @@
 constinit bool recording = false;
 constinit uint32_t unitNumber = 0;
 
-static constinit TextBuffer records = {};
-static constinit TextBuffer names = {};
-static constinit int64_t unitStart = 0;
+static constinit TextBuffer records = {};  // the FileEvents of the unit
+static constinit TextBuffer names = {};    // their names, each with a NUL after it
+static constinit int64_t unitStart = 0;    // by steadyTime
 
 // The fileEntered of the file that is being read.
 static constinit size_t openFile = noEvent;
