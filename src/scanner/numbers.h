@@ -19,16 +19,22 @@ TokenCode convertNumber(int radix);
 // The longest number that passes as plain text.
 constexpr ptrdiff_t integerLimit = 16;
 
-// True for a run of name bytes that is an ordinary integer as a whole: decimal, or
-// hexadecimal without a suffix. A point after it would belong to it too.
+// True for a run of name bytes that is an ordinary integer as a whole: decimal, octal or
+// hexadecimal, with 'u' or 'l' or both after it. A point after it would belong to it too.
 VSP_INLINE bool isPlainInteger(const Byte* text, const Byte* end) {
   if (*end == '.' || end - text > integerLimit) return false;
-  if (*text == '0' && end - text > 1) {
-    if ((text[1] | 0x20) != 'x') return false;
-    for (text += 2; text != end && (isDigit(*text) || Byte((*text | 0x20) - 'a') < 6); ++text) {
+  const Byte last = lowerLetter(end[-1]);
+  if (last == 'u' || last == 'l') {
+    --end;
+    if (lowerLetter(end[-1]) == (last == 'u' ? 'l' : 'u')) --end;
+  }
+  if (*text != '0' || end - text == 1) {
+    while (text != end && isDigit(*text)) ++text;
+  } else if (lowerLetter(text[1]) == 'x') {
+    for (text += 2; text != end && (isDigit(*text) || Byte(lowerLetter(*text) - 'a') < 6); ++text) {
     }
   } else {
-    while (text != end && isDigit(*text)) ++text;
+    while (text != end && *text >= '0' && *text <= '7') ++text;
   }
   return text == end;
 }

@@ -77,7 +77,15 @@ const char* const numbers[] = {"0",
                                "4294967296",
                                "12345678901234567890",
                                "1e5e5",
-                               "00"};
+                               "00",
+                               "0x1Fu",
+                               "5U",
+                               "0L",
+                               "3lu",
+                               "1ULL",
+                               "0xU",
+                               "07u",
+                               "078"};
 const char* const punctuators[] = {"+",  "-",  "*",   "/",  "%",  "&",  "|",   "^",  "!",  "=",  "<",  ">",
                                    "++", "--", "&&",  "||", "==", "!=", "<=",  ">=", "<<", ">>", "->", "->*",
                                    "+=", "-=", ">>=", ".",  ".*", "..", "...", ":",  "::", "?",  "~",  ";",
@@ -95,10 +103,10 @@ const char* const literals[] = {"\"\"",   "\"text\"", "\"a b\"",       "\"\\\"\"
 
 // What plain calls are made of: no token here makes a program leave the paths of such calls, and
 // most of them meet others closely.
-const char* const tidyTokens[] = {"a", "b", "y1",  "int", "__try",   "1",       "12",  "0x1F", "+",
-                                  "-", "=", "->",  "<",   "&",       "*",       ".",   "/",    ":",
-                                  "?", ";", "[a]", "~",   "\"s t\"", "\"\\n\"", "'c'", "(b)",  "(1,2)",
-                                  "{", "}", "==",  "-1",  "x.y",     "count",   "&&",  "L"};
+const char* const tidyTokens[] = {
+    "a",   "b",   "y1",    "int", "__try", "1",  "12", "0x1F", "0x2aUL", "7u",  "+", "-",       "=",
+    "->",  "<",   "&",     "*",   ".",     "/",  ":",  "?",    ";",      "[a]", "~", "\"s t\"", "\"\\n\"",
+    "'c'", "(b)", "(1,2)", "{",   "}",     "==", "-1", "x.y",  "count",  "&&",  "L"};
 const char* const edgeOperators[] = {"-", "+", "<", "=", "&", ".", "/ ", "/", "*", "\"s\"", "("};
 const FunctionMacro tidyMacros[] = {{"T0", 0}, {"T1", 1}, {"U1", 1}, {"T2", 2}, {"U2", 2}, {"T3", 3}};
 const char* const tidyObjects[] = {"O1", "O2", "a1", "xa", "ab", "La"};
