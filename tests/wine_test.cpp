@@ -167,6 +167,52 @@ size_t writtenFiles(const Path& directory) {
   return count;
 }
 
+// Each unit has a process of its own, and what they tell comes in the order of the serial run.
+TEST_F(WindowsProgram, UnitsSideBySide) {
+  file("both.h", "#define BOTH 2\n");
+  for (const char* name : {"u0.c", "u1.c", "u2.c", "u3.c", "u4.c"})
+    file(name, "#include \"both.h\"\n" + std::string(name[1] == '2' ? "#bad\n" : "BOTH ") + name[1] + "\n");
+  std::vector<std::string> results;
+  for (const char* jobs : {"--jobs=1", "--jobs=3"}) {
+    setup_.arguments = {"-q", "-P-", "--deps=all.d", jobs, "u0.c", "u1.c", "u2.c", "u3.c", "u4.c"};
+    const RunResult result = run(setup_);
+    EXPECT_EQ(1, result.status);
+    EXPECT_NE(std::string::npos, result.out.find("Error E2048 u2.c 2: ")) << result.out;
+    std::string all = result.out + result.err + output("all.d");
+    for (const char* name : {"u0.i", "u1.i", "u3.i", "u4.i"}) {
+      EXPECT_NE(std::string::npos, output(name).find("2 " + std::string(1, name[1]))) << name;
+      all += output(name);
+      std::filesystem::remove(work_ / name);
+    }
+    EXPECT_FALSE(std::filesystem::exists(work_ / "u2.i"));
+    EXPECT_NE(std::string::npos, output("all.d").find("u4.i: u4.c both.h")) << output("all.d");
+    std::filesystem::remove(work_ / "all.d");
+    results.push_back(all);
+  }
+  EXPECT_EQ(results[0], results[1]);
+}
+
+TEST_F(WindowsProgram, LongSwitches) {
+  file("h.h", "#define A 1\n#bad\n");
+  file("a.c", "#include \"h.h\"\nA\n");
+  setup_.arguments = {"-q",
+                      "-Sk",
+                      "--line-markers=gnu",
+                      "--messages=gnu",
+                      "--explain=A",
+                      "--trace=t.json",
+                      "--include-graph=g.dot",
+                      "a.c"};
+  const RunResult result = run(setup_);
+  EXPECT_EQ(1, result.status);
+  EXPECT_NE(std::string::npos, result.out.find("h.h:2: error: Unknown preprocessor directive: 'bad' [E2048]"))
+      << result.out;
+  EXPECT_NE(std::string::npos, result.err.find("a.c:2: A expands to 1 (from h.h:1)")) << result.err;
+  EXPECT_NE(std::string::npos, output("a.i").find("# 2 \"a.c\" 2\r\n1\r\n")) << output("a.i");
+  EXPECT_NE(std::string::npos, output("t.json").find("\"h.h\"")) << output("t.json");
+  EXPECT_NE(std::string::npos, output("g.dot").find("\"a.c\" -> \"h.h\"")) << output("g.dot");
+}
+
 // The signal comes while the output is open and the program waits for the rest of a file: Wine hands a
 // signal on only to a program that waits.
 TEST_F(WindowsProgram, BreakLeavesNoOutput) {
