@@ -172,7 +172,12 @@ VSP_INLINE bool beginsOther(const Byte* text) {
 
 // Copies a text in words of sixteen bytes; so many more may be read and written.
 VSP_INLINE void copyWords(Byte* target, const Byte* text, size_t length) {
-  for (size_t i = 0; i < length; i += copySize) std::memcpy(target + i, text + i, copySize);
+  for (size_t i = 0; i < length; i += copySize) {
+    // The bytes after the text may be the first of the target's.
+    std::array<Byte, copySize> word;
+    std::memcpy(word.data(), text + i, copySize);
+    std::memcpy(target + i, word.data(), copySize);
+  }
 }
 
 // A text being written, in one of the two stacks.
